@@ -1,0 +1,46 @@
+# Entry points. Each target first installs what is missing (scripts/setup is quiet when
+# nothing is), then builds with CMake and Ninja.
+BUILD ?= build
+JOBS ?= $(shell nproc)
+
+.PHONY: all setup build run test test-asan bench fuzz clean format
+
+all: build
+
+setup:
+	@scripts/setup
+
+$(BUILD)/build.ninja: | setup
+	@cmake -S . -B $(BUILD) -G Ninja -DCMAKE_BUILD_TYPE=Debug >/dev/null
+
+build: setup $(BUILD)/build.ninja
+	@cmake --build $(BUILD) -j $(JOBS)
+
+run: build
+	@$(BUILD)/cli/vantor $(ARGS)
+
+test: build
+	@cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
+
+test-asan: setup
+	@cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DVANTOR_SANITIZE=ON >/dev/null
+	@cmake --build build-asan -j $(JOBS)
+	@cd build-asan && ASAN_OPTIONS=detect_leaks=1 ctest --output-on-failure -j $(JOBS)
+
+bench: setup
+	@cmake -S . -B build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release -DVANTOR_BENCH=ON \
+		-DVANTOR_TESTS=OFF -DVANTOR_FAULT_POINTS=OFF >/dev/null
+	@cmake --build build-bench -j $(JOBS)
+	@scripts/bench build-bench
+
+fuzz: setup
+	@CXX=clang++-14 cmake -S . -B build-fuzz -G Ninja -DCMAKE_BUILD_TYPE=Debug -DVANTOR_FUZZ=ON \
+		-DVANTOR_TESTS=OFF >/dev/null
+	@cmake --build build-fuzz -j $(JOBS)
+	@scripts/fuzz build-fuzz
+
+format:
+	@git ls-files '*.cpp' '*.h' | xargs clang-format -i
+
+clean:
+	@rm -rf $(BUILD) build-asan build-bench build-fuzz

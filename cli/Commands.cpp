@@ -1,0 +1,61 @@
+#include "Commands.h"
+
+#include "CommandLine.h"
+
+#include <QTextStream>
+
+namespace vantor::cli {
+
+const std::vector<Command> &commands()
+{
+    static const std::vector<Command> all = {
+    };
+    return all;
+}
+
+namespace {
+
+void printHelp()
+{
+    QTextStream out(stdout);
+    out << "Usage: vantor [--self-test] [COMMAND [OPTIONS] [ARGUMENTS]]\n\n"
+           "Copies camera media into a project with checksum verification and makes proxies\n"
+           "and deliverables from it. Without a command, opens the window.\n\n"
+           "Options:\n"
+           "  -h, --help      Show this help and exit.\n"
+           "  -v, --version   Show the version and exit.\n"
+           "  --self-test     Run the built-in end-to-end self-test.\n\n"
+           "Commands:\n";
+    for (const Command &command : commands())
+        out << "  " << QString::fromLatin1(command.name).leftJustified(14) << "  " << command.summary << '\n';
+    out << "\nRun 'vantor COMMAND --help' for a command's options.\n";
+}
+
+} // namespace
+
+int dispatch(const QStringList &arguments)
+{
+    if (arguments.isEmpty()) {
+        printError(QStringLiteral("The window is not built yet. Run 'vantor --help' for the commands."));
+        return exitFailure;
+    }
+    const QString first = arguments.first();
+    if (first == QLatin1String("-h") || first == QLatin1String("--help")) {
+        printHelp();
+        return exitSuccess;
+    }
+    if (first == QLatin1String("-v") || first == QLatin1String("--version")) {
+        printLine(QStringLiteral("vantor " VANTOR_VERSION));
+        return exitSuccess;
+    }
+    for (const Command &command : commands()) {
+        if (first == QLatin1String(command.name))
+            return command.run(arguments.mid(1));
+    }
+    printError(first.startsWith(QLatin1Char('-')) ? QStringLiteral("unknown option: ") + first
+                                                  : QStringLiteral("unknown command: ") + first);
+    QTextStream(stderr) << "Try 'vantor --help' for more information.\n";
+    return exitUsage;
+}
+
+} // namespace vantor::cli

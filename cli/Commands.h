@@ -1,0 +1,23 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+#include <vector>
+
+namespace vantor::cli {
+
+using CommandFunction = int (*)(const QStringList &arguments);
+
+struct Command {
+    const char *name;
+    const char *summary;
+    CommandFunction run;
+};
+
+// Every subcommand, in the order `vantor --help` lists them. Each command's body lives in its
+// own file under cli/, named after it.
+const std::vector<Command> &commands();
+
+int dispatch(const QStringList &arguments); // arguments without the program name
+
+} // namespace vantor::cli

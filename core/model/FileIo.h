@@ -1,0 +1,84 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+#include <cstddef>
+#include <ctime>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+
+namespace vantor {
+
+// The one thin layer every file operation of the core goes through. Failures throw
+// std::system_error carrying the system's own text. Mutating operations are counted, and
+// builds with fault points can fail or crash at the Nth one (see FileIo::Faults).
+namespace FileIo {
+
+class UniqueFd {
+public:
+    UniqueFd() = default;
+    explicit UniqueFd(int fd) : m_fd(fd) {}
+    ~UniqueFd();
+    UniqueFd(UniqueFd &&other) noexcept : m_fd(other.release()) {}
+    UniqueFd &operator=(UniqueFd &&other) noexcept;
+    UniqueFd(const UniqueFd &) = delete;
+    UniqueFd &operator=(const UniqueFd &) = delete;
+
+    int get() const { return m_fd; }
+    bool valid() const { return m_fd >= 0; }
+    int release();
+
+private:
+    int m_fd = -1;
+};
+
+QByteArray encodeName(const QString &path); // the file system's bytes for a path
+
+// Opening: mutating only when O_CREAT is given.
+UniqueFd open(const QString &path, int flags, mode_t mode = 0);
+UniqueFd openAt(int dirFd, const QByteArray &name, int flags, mode_t mode = 0);
+
+std::size_t read(int fd, void *buffer, std::size_t size); // retried on EINTR; 0 at the end
+void writeAll(int fd, const void *data, std::size_t size);
+void fsync(int fd);
+void closeChecked(UniqueFd &fd); // reports a failed close of a written file
+
+void mkdirAt(int dirFd, const QByteArray &name, mode_t mode = 0777);
+void renameNoReplaceAt(int fromDirFd, const QByteArray &from, int toDirFd, const QByteArray &to);
+void renameAt(int fromDirFd, const QByteArray &from, int toDirFd, const QByteArray &to); // replaces
+void linkAt(int fromDirFd, const QByteArray &from, int toDirFd, const QByteArray &to);
+void unlinkAt(int dirFd, const QByteArray &name, int flags = 0);
+void futimens(int fd, const timespec times[2]);
+void utimensAt(int dirFd, const QByteArray &name, const timespec times[2], int flags = 0);
+
+struct stat fstat(int fd);
+struct stat fstatAt(int dirFd, const QByteArray &name, int flags = AT_SYMLINK_NOFOLLOW);
+bool existsAt(int dirFd, const QByteArray &name); // without following a link
+struct statvfs fstatvfs(int fd);
+void dropFromPageCache(int fd); // so the next read comes from the device, not memory
+
+namespace Faults {
+
+struct Plan {
+    long failAt = 0;       // fail the Nth mutating operation from now (1-based), 0 = never
+    int error = 0;         // the error number it fails with
+    bool shortWrite = false; // a write writes half, then fails with ENOSPC
+    long killBefore = 0;   // SIGKILL the process before the Nth mutating operation
+    long killAfter = 0;    // SIGKILL the process after the Nth mutating operation
+};
+
+bool available(); // false in release builds, where the fault points are compiled out
+void set(const Plan &plan); // also restarts the count
+void clear();
+long mutatingCount();
+// Reads VANTOR_FAULT_FAIL_AT, VANTOR_FAULT_ERRNO (EIO, ENOSPC, EACCES or "short"),
+// VANTOR_FAULT_KILL_BEFORE, VANTOR_FAULT_KILL_AFTER and VANTOR_FAULT_TRACE (a file that gets one
+// line per mutating operation), so crash tests can drive a whole vantor process.
+void loadFromEnvironment();
+
+} // namespace Faults
+
+} // namespace FileIo
+
+} // namespace vantor

@@ -1,0 +1,82 @@
+#include "TempDir.h"
+
+#include <QDir>
+#include <QDirIterator>
+#include <QFile>
+#include <QFileInfo>
+#include <QRandomGenerator>
+#include <gtest/gtest.h>
+
+namespace vantor::test {
+
+TempDir::TempDir()
+{
+    if (!m_dir.isValid())
+        ADD_FAILURE() << "could not make a temporary folder";
+}
+
+TempDir::~TempDir()
+{
+    // Tests make read-only folders; give write access back so the tree can be removed.
+    QDirIterator it(m_dir.path(), QDir::Dirs | QDir::NoDotAndDotDot | QDir::Hidden, QDirIterator::Subdirectories);
+    while (it.hasNext()) {
+        const QString dir = it.next();
+        if (!QFileInfo(dir).isSymLink())
+            QFile::setPermissions(dir, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    }
+    QFile::setPermissions(m_dir.path(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+}
+
+QString TempDir::write(const QString &relative, const QByteArray &content) const
+{
+    const QString path = file(relative);
+    QDir().mkpath(QFileInfo(path).path());
+    QFile out(path);
+    if (!out.open(QIODevice::WriteOnly) || out.write(content) != content.size())
+        ADD_FAILURE() << "could not write " << path.toStdString();
+    return path;
+}
+
+QString TempDir::makeDir(const QString &relative) const
+{
+    const QString path = file(relative);
+    QDir().mkpath(path);
+    return path;
+}
+
+QByteArray readFile(const QString &path)
+{
+    QFile in(path);
+    if (!in.open(QIODevice::ReadOnly))
+        return {};
+    return in.readAll();
+}
+
+QByteArray randomBytes(qsizetype size, quint32 seed)
+{
+    QRandomGenerator generator(seed);
+    QByteArray bytes(size, Qt::Uninitialized);
+    for (qsizetype i = 0; i < size; ++i)
+        bytes[i] = char(generator.generate() & 0xff);
+    return bytes;
+}
+
+QStringList listTree(const QString &root)
+{
+    QStringList entries;
+    QDirIterator it(root, QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden | QDir::System,
+                    QDirIterator::Subdirectories);
+    const QDir base(root);
+    while (it.hasNext()) {
+        const QString path = it.next();
+        const QFileInfo info(path);
+        QString relative = base.relativeFilePath(path);
+        if (info.isDir() && !info.isSymLink())
+            relative += QLatin1Char('/');
+        entries << relative;
+    }
+    entries.sort();
+    return entries;
+}
+
+} // namespace vantor::test

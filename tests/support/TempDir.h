@@ -1,0 +1,30 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+#include <QTemporaryDir>
+
+namespace vantor::test {
+
+// A fresh folder removed with everything in it when the test ends (read-only folders made by
+// the test included).
+class TempDir {
+public:
+    TempDir();
+    ~TempDir();
+    QString path() const { return m_dir.path(); }
+    QString file(const QString &relative) const { return m_dir.filePath(relative); }
+    // Writes a file (making its folders) and returns its path.
+    QString write(const QString &relative, const QByteArray &content) const;
+    QString makeDir(const QString &relative) const;
+
+private:
+    QTemporaryDir m_dir;
+};
+
+QByteArray readFile(const QString &path);
+QByteArray randomBytes(qsizetype size, quint32 seed);
+// Every path below root, relative and sorted, folders with a trailing "/".
+QStringList listTree(const QString &root);
+
+} // namespace vantor::test
