@@ -6,6 +6,8 @@
 #include <QFile>
 #include <QFileInfo>
 #include <csignal>
+#include <cstdio>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -83,18 +85,18 @@ TEST(SafeFilesRaceTest, AFolderSwappedForALinkIsNeverFollowed)
     const QString outside = dir.makeDir(QStringLiteral("outside"));
     dir.makeDir(QStringLiteral("root/a/b"));
     const QByteArray folder = QFile::encodeName(root + QStringLiteral("/a"));
-    const QByteArray parked = QFile::encodeName(root + QStringLiteral("/a.parked"));
-    const QByteArray outsideName = QFile::encodeName(outside);
+    const QByteArray link = QFile::encodeName(root + QStringLiteral("/a.link"));
+    ASSERT_EQ(::symlink(QFile::encodeName(outside).constData(), link.constData()), 0);
 
-    // The racer keeps putting a link to the outside folder where "a" was, and back again.
+    // The racer atomically exchanges the real "a" with a link to the outside folder and back,
+    // so at every moment one of the two stands at "a"; the pauses give both states a share.
     const pid_t racer = ::fork();
     if (racer == 0) {
         for (;;) {
-            if (::rename(folder.constData(), parked.constData()) == 0) {
-                ::symlink(outsideName.constData(), folder.constData());
-                ::unlink(folder.constData());
-                ::rename(parked.constData(), folder.constData());
-            }
+            ::renameat2(AT_FDCWD, folder.constData(), AT_FDCWD, link.constData(), RENAME_EXCHANGE);
+            ::usleep(50);
+            ::renameat2(AT_FDCWD, folder.constData(), AT_FDCWD, link.constData(), RENAME_EXCHANGE);
+            ::usleep(50);
         }
     }
 
