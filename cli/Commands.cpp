@@ -6,9 +6,12 @@
 
 namespace vantor::cli {
 
+int projectCommand(const QStringList &arguments);
+
 const std::vector<Command> &commands()
 {
     static const std::vector<Command> all = {
+        {"project", "Create a project from a folder template, or list the templates.", projectCommand},
     };
     return all;
 }

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <QMap>
+#include <QString>
+#include <QStringList>
+
+namespace vantor {
+
+// Token name (without braces) to its value; a token without an entry expands to nothing.
+using NamingValues = QMap<QString, QString>;
+
+// Turns user-written naming patterns ("{PROJECT}_{ORIGINAL}_{COUNTER}") into file and folder
+// names that are safe to create.
+namespace NamingService {
+
+// PROJECT, CLIENT, DATE, CAMERA, ROLL, SCENE, SHOT, TAKE, ORIGINAL, COUNTER, in substitution order.
+const QStringList &tokens();
+
+// Validates one file or folder name and returns it trimmed; throws VantorError.
+QString component(const QString &name);
+// Expands a pattern into one safe name; a slash in the result is refused, never a folder.
+QString expand(const QString &pattern, const NamingValues &values);
+// Expands a slash-separated pattern into a safe relative folder path, piece by piece.
+QString relativePath(const QString &pattern, const NamingValues &values);
+
+} // namespace NamingService
+
+} // namespace vantor

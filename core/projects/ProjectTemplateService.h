@@ -1,0 +1,17 @@
+#pragma once
+
+#include "ingest/NamingService.h"
+#include "projects/ProjectTemplate.h"
+
+#include <vector>
+
+namespace vantor::ProjectTemplateService {
+
+// The seven built-in templates, each with a fresh id on every call.
+std::vector<ProjectTemplate> defaults();
+
+// Checks the template's name and folders and returns the folders expanded with `values`, in
+// order; throws VantorError.
+QStringList validate(const ProjectTemplate &projectTemplate, const NamingValues &values);
+
+} // namespace vantor::ProjectTemplateService
