@@ -1,6 +1,8 @@
 #include "Commands.h"
 
 #include "CommandLine.h"
+#include "PresetsCommand.h"
+#include "ProbeCommand.h"
 
 #include <QTextStream>
 
@@ -9,6 +11,8 @@ namespace vantor::cli {
 const std::vector<Command> &commands()
 {
     static const std::vector<Command> all = {
+        {"presets", "List the transcode presets", presetsCommand},
+        {"probe", "Show what the media engine finds in media files", probeCommand},
     };
     return all;
 }
