@@ -52,11 +52,24 @@ std::optional<qint64> integer(const QJsonValue &value)
     return qint64(number);
 }
 
+// The engine's diagnostics share the pipe with its answer ("Referenced QT chapter track not
+// found" comes before the JSON). ffprobe's JSON writer starts every line of its answer with
+// "{", "}" or indentation, so any other line is a diagnostic and is left out.
+QByteArray jsonPart(const QByteArray &output)
+{
+    QByteArray json;
+    for (const QByteArray &line : output.split('\n')) {
+        if (line.startsWith('{') || line.startsWith('}') || line.startsWith(' ') || line.startsWith('\t'))
+            json += line + '\n';
+    }
+    return json;
+}
+
 } // namespace
 
 MediaInfo mediaInfo(const QByteArray &probeOutput, const QString &fileName)
 {
-    const QJsonValue document = JsonCodec::parse(probeOutput);
+    const QJsonValue document = JsonCodec::parse(jsonPart(probeOutput));
     if (!document.isObject())
         throw DecodingError(QStringLiteral("The engine's probe answer is not a JSON object."));
     const QJsonObject root = document.toObject();

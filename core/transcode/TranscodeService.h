@@ -31,8 +31,9 @@ QString run(const QString &executable, const QStringList &arguments, JobControl 
 // ---- Probe (TranscodeProbe.cpp)
 
 MediaInfo probe(const QString &path, const QString &custom, JobControl &control);
-// Reduces ffprobe's JSON answer for the file named `fileName`; throws VantorError for a file
-// without video and DecodingError for an answer that is not JSON.
+// Reduces ffprobe's merged output (its JSON answer, possibly with diagnostic lines) for the file
+// named `fileName`; throws VantorError for a file without video and DecodingError for an
+// answer that is not JSON.
 MediaInfo mediaInfo(const QByteArray &probeOutput, const QString &fileName);
 
 // ---- Command line (TranscodeArguments.cpp); pure, never touch the disk or the engine
