@@ -1,6 +1,8 @@
 #include "Commands.h"
 
 #include "CommandLine.h"
+#include "PresetsCommand.h"
+#include "ProbeCommand.h"
 
 #include <QTextStream>
 
@@ -11,6 +13,8 @@ int projectCommand(const QStringList &arguments);
 const std::vector<Command> &commands()
 {
     static const std::vector<Command> all = {
+        {"presets", "List the transcode presets", presetsCommand},
+        {"probe", "Show what the media engine finds in media files", probeCommand},
         {"project", "Create a project from a folder template, or list the templates.", projectCommand},
     };
     return all;
