@@ -1,7 +1,6 @@
 #include "ingest/NamingService.h"
 #include "model/VantorError.h"
 
-#include "QtPrint.h"
 
 #include <gtest/gtest.h>
 

@@ -4,7 +4,6 @@
 #include "projects/ProjectCreationService.h"
 #include "projects/ProjectTemplateService.h"
 
-#include "QtPrint.h"
 #include "TempDir.h"
 
 #include <QDir>

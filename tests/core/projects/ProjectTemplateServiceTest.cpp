@@ -2,7 +2,6 @@
 #include "projects/ProjectTemplateService.h"
 
 #include <QJsonArray>
-#include "QtPrint.h"
 
 #include <gtest/gtest.h>
 

@@ -3,7 +3,6 @@
 
 #include "SampleRecords.h"
 
-#include "QtPrint.h"
 
 #include <gtest/gtest.h>
 
