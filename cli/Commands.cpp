@@ -6,9 +6,12 @@
 
 namespace vantor::cli {
 
+int runHash(const QStringList &arguments);
+
 const std::vector<Command> &commands()
 {
     static const std::vector<Command> all = {
+        {"hash", "Print the digest of files (xxHash64, MD5 or SHA-256)", runHash},
     };
     return all;
 }
