@@ -7,10 +7,14 @@
 namespace vantor::cli {
 
 int runHash(const QStringList &arguments);
+int runScan(const QStringList &arguments);
+int runCopy(const QStringList &arguments);
 
 const std::vector<Command> &commands()
 {
     static const std::vector<Command> all = {
+        {"scan", "List the files an import of files and folders would copy", runScan},
+        {"copy", "Copy one file with verification, as the queue does", runCopy},
         {"hash", "Print the digest of files (xxHash64, MD5 or SHA-256)", runHash},
     };
     return all;
