@@ -9,13 +9,19 @@
 namespace vantor::cli {
 
 int projectCommand(const QStringList &arguments);
+int runHash(const QStringList &arguments);
+int runScan(const QStringList &arguments);
+int runCopy(const QStringList &arguments);
 
 const std::vector<Command> &commands()
 {
     static const std::vector<Command> all = {
-        {"presets", "List the transcode presets", presetsCommand},
+        {"hash", "Print the digest of files (xxHash64, MD5 or SHA-256)", runHash},
+        {"scan", "List the files an import of files and folders would copy", runScan},
+        {"copy", "Copy one file with verification, as the queue does", runCopy},
         {"probe", "Show what the media engine finds in media files", probeCommand},
-        {"project", "Create a project from a folder template, or list the templates.", projectCommand},
+        {"presets", "List the transcode presets", presetsCommand},
+        {"project", "Create a project from a folder template, or list the templates", projectCommand},
     };
     return all;
 }
