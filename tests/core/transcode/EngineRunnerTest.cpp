@@ -194,7 +194,15 @@ TEST(EngineRunner, PausedEngineUsesNoCpuUntilResumedAndCancelEndsIt)
     EXPECT_TRUE(waitUntil([&] { return processState(pid).second > pausedTicks; }));
 
     control.cancel();
-    std::exception_ptr outcome = finished.get_future().get();
+    auto future = finished.get_future();
+    // A deadlock guard, not a speed limit: an engine that inherited the blocked SIGTERM would
+    // never end, so it is killed here to report the fault instead of hanging the suite.
+    if (future.wait_for(std::chrono::seconds(60)) != std::future_status::ready) {
+        ::kill(pid, SIGKILL);
+        worker.join();
+        FAIL() << "cancel did not end the engine";
+    }
+    std::exception_ptr outcome = future.get();
     worker.join();
     ASSERT_TRUE(outcome);
     EXPECT_THROW(std::rethrow_exception(outcome), CancellationError);
