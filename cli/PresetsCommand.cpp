@@ -1,6 +1,7 @@
 #include "PresetsCommand.h"
 
 #include "CommandLine.h"
+#include "PresetLookup.h"
 #include "model/JsonCodec.h"
 #include "transcode/PresetService.h"
 
@@ -9,16 +10,6 @@
 #include <cstdio>
 
 namespace vantor::cli {
-
-namespace {
-
-// The presets a user can pick. The saved ones join the built-ins once the state is read here.
-QList<TranscodePreset> availablePresets()
-{
-    return PresetService::defaults();
-}
-
-} // namespace
 
 QStringList presetTable(const QList<TranscodePreset> &presets)
 {
