@@ -12,6 +12,8 @@ int projectCommand(const QStringList &arguments);
 int runHash(const QStringList &arguments);
 int runScan(const QStringList &arguments);
 int runCopy(const QStringList &arguments);
+int runTranscode(const QStringList &arguments);
+int runPreview(const QStringList &arguments);
 
 const std::vector<Command> &commands()
 {
@@ -21,6 +23,8 @@ const std::vector<Command> &commands()
         {"copy", "Copy one file with verification, as the queue does", runCopy},
         {"probe", "Show what the media engine finds in media files", probeCommand},
         {"presets", "List the transcode presets", presetsCommand},
+        {"transcode", "Transcode files with a preset, validated and published as the queue does", runTranscode},
+        {"preview", "Render a processed frame or a test clip with a preset", runPreview},
         {"project", "Create a project from a folder template, or list the templates", projectCommand},
     };
     return all;
