@@ -225,6 +225,12 @@ INSTANTIATE_TEST_SUITE_P(
                      return review(test, test.clip(QStringLiteral("clip.mov")));
                  },
                  QStringLiteral("Output validation failed. The incomplete transcode was discarded.")},
+        BadInput{"MissingOutputFolder",
+                 [](CommandTest &test) {
+                     return QStringList{QStringLiteral("-p"), QStringLiteral("Review File"), QStringLiteral("-o"),
+                                        test.dir.file(QStringLiteral("out/none")), test.clip(QStringLiteral("clip.mov"))};
+                 },
+                 QStringLiteral("Select an available, real destination folder: ")},
         BadInput{"InvalidOption",
                  [](CommandTest &test) {
                      return review(test, test.clip(QStringLiteral("clip.mov"))) << QStringLiteral("--quality")
