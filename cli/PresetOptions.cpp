@@ -63,7 +63,8 @@ ChosenPreset chosenPreset(const CommandParser &parser)
     const auto found = std::find_if(candidates.begin(), candidates.end(),
                                     [&](const TranscodePreset &preset) { return preset.name == wanted; });
     if (found == candidates.end())
-        throw VantorError(name("No preset is named \u201c") + wanted + name("\u201d. Run 'vantor presets' to list them."));
+        throw VantorError(QString::fromUtf8("No preset is named \u201c") + wanted
+                          + QString::fromUtf8("\u201d. Run 'vantor presets' to list them."));
 
     TranscodePreset preset = *found;
     EncodingOptions tuning = preset.tuning();

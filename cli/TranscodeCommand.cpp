@@ -82,6 +82,8 @@ int runTranscode(const QStringList &arguments)
                 const QString folder = parser.isSet(QStringLiteral("output"))
                                            ? absolute(parser.value(QStringLiteral("output")))
                                            : QFileInfo(source.url).path();
+                if (!QFileInfo(folder).isDir())
+                    throw VantorError(QStringLiteral("Select an available, real destination folder: ") + folder);
                 const QString output = folder + QLatin1Char('/') + QFileInfo(source.url).completeBaseName()
                                        + chosen.preset.suffix + QLatin1Char('.') + chosen.preset.container;
                 const MediaJob job = MediaJob::make(source.url, source.grant, folder, FileGrant(folder), std::nullopt,
