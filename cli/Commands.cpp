@@ -14,6 +14,7 @@ int runScan(const QStringList &arguments);
 int runCopy(const QStringList &arguments);
 int runTranscode(const QStringList &arguments);
 int runPreview(const QStringList &arguments);
+int queueCommand(const QStringList &arguments);
 
 const std::vector<Command> &commands()
 {
@@ -26,6 +27,7 @@ const std::vector<Command> &commands()
         {"transcode", "Transcode files with a preset, validated and published as the queue does", runTranscode},
         {"preview", "Render a processed frame or a test clip with a preset", runPreview},
         {"project", "Create a project from a folder template, or list the templates", projectCommand},
+        {"queue", "List, add to, run and change the stored queue", queueCommand},
     };
     return all;
 }

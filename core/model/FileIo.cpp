@@ -31,6 +31,10 @@ FaultState &faultState()
 
 enum class Fault { none, fail, shortWrite };
 
+// The number of the mutating operation under way on this thread; threads interleave, so the
+// kill after an operation is decided by its own number, not by the shared count.
+thread_local long currentOperation = 0;
+
 // Called around every mutating operation. Returns what the operation should do instead.
 Fault beforeMutation([[maybe_unused]] const char *operation)
 {
@@ -38,6 +42,7 @@ Fault beforeMutation([[maybe_unused]] const char *operation)
     FaultState &state = faultState();
     std::lock_guard lock(state.mutex);
     const long number = ++state.count;
+    currentOperation = number;
     if (state.traceFd >= 0) {
         char line[96];
         const int length = std::snprintf(line, sizeof line, "%ld %s\n", number, operation);
@@ -56,7 +61,7 @@ void afterMutation()
 #ifdef VANTOR_FAULT_POINTS
     FaultState &state = faultState();
     std::lock_guard lock(state.mutex);
-    if (state.plan.killAfter != 0 && state.plan.killAfter == state.count)
+    if (state.plan.killAfter != 0 && state.plan.killAfter == currentOperation)
         ::raise(SIGKILL);
 #endif
 }

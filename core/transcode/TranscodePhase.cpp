@@ -78,8 +78,11 @@ void transcode(const MediaJob &job, const QString &custom, JobControl &control,
 
     const SafeFiles::ParentFolder parent = SafeFiles::prepareParent(*job.outputDestination, job.destinationRoot);
     const int folder = parent.folder.get();
-    // No extension: the container is fixed by "-f", and nothing mistakes the file for a result.
-    const QByteArray staging = SafeFiles::stagingName(QStringLiteral("-encode.partial"));
+    // Named after the job, so a retry after a crash finds and replaces what the killed attempt
+    // left. No extension: the container is fixed by "-f", and nothing mistakes it for a result.
+    const QByteArray staging = FileIo::encodeName(QStringLiteral(".vantor-")
+                                                  + job.id.toString(QUuid::WithoutBraces).toUpper()
+                                                  + QStringLiteral("-encode.partial"));
     removeIfPresent(folder, staging);
     // The engine writes by path; validation and the publish go through the folder's descriptor,
     // so a folder swapped after the walk yields a missing output, never a followed link.
