@@ -1,6 +1,7 @@
 #include "PresetsCommand.h"
 
 #include "CommandLine.h"
+#include "PresetLookup.h"
 #include "model/JsonCodec.h"
 #include "transcode/PresetService.h"
 
@@ -10,24 +11,14 @@
 
 namespace vantor::cli {
 
-namespace {
-
-// The presets a user can pick. The saved ones join the built-ins once the state is read here.
-QList<TranscodePreset> availablePresets()
-{
-    return PresetService::defaults();
-}
-
-} // namespace
-
 QStringList presetTable(const QList<TranscodePreset> &presets)
 {
-    QList<QStringList> rows{{QStringLiteral("NAME"), QStringLiteral("CODEC"), QStringLiteral("CONTAINER"),
-                             QStringLiteral("MAX WIDTH"), QStringLiteral("AUDIO"), QStringLiteral("SUFFIX")}};
+    QList<QStringList> rows { { QStringLiteral("NAME"), QStringLiteral("CODEC"), QStringLiteral("CONTAINER"),
+        QStringLiteral("MAX WIDTH"), QStringLiteral("AUDIO"), QStringLiteral("SUFFIX") } };
     for (const TranscodePreset &preset : presets)
-        rows.append({preset.name, preset.codec.rawValue(), preset.container,
-                     preset.maxWidth == 0 ? QStringLiteral("none") : QString::number(preset.maxWidth),
-                     preset.audio.rawValue(), preset.suffix});
+        rows.append({ preset.name, preset.codec.rawValue(), preset.container,
+            preset.maxWidth == 0 ? QStringLiteral("none") : QString::number(preset.maxWidth),
+            preset.audio.rawValue(), preset.suffix });
     QList<qsizetype> widths(rows.first().size(), 0);
     for (const QStringList &row : rows)
         for (qsizetype column = 0; column < row.size(); ++column)
@@ -46,7 +37,8 @@ int presetsCommand(const QStringList &arguments)
 {
     return runGuarded(QStringLiteral("presets"), [&] {
         CommandParser parser(QStringLiteral("presets"), QStringLiteral("Lists the transcode presets."));
-        parser.addFlag({QStringLiteral("json")}, QStringLiteral("Print the preset records as a JSON array."));
+        parser.addFlag(
+            { QStringLiteral("json") }, QStringLiteral("Print the preset records as a JSON array."));
         if (!parser.parse(arguments))
             return int(exitSuccess);
         if (!parser.positional().isEmpty())

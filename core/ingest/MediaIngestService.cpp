@@ -66,21 +66,30 @@ void enumerate(int folder, const QByteArray &folderPath, std::vector<Candidate> 
             continue;
         const QByteArray name(entry->d_name);
         Candidate candidate{folderPath + '/' + name, {}};
-        try {
-            candidate.info = FileIo::fstatAt(folder, name);
-        } catch (const std::system_error &error) {
-            throwEnumerationError(error.code().value(), candidate.path);
+        // The entry's type from the listing spares a stat for folders and links, which need
+        // nothing more; files need their size and time.
+        if (entry->d_type == DT_DIR) {
+            candidate.info.st_mode = S_IFDIR;
+        } else if (entry->d_type == DT_LNK) {
+            candidate.info.st_mode = S_IFLNK;
+        } else {
+            try {
+                candidate.info = FileIo::fstatAt(folder, name);
+            } catch (const std::system_error &error) {
+                throwEnumerationError(error.code().value(), candidate.path);
+            }
         }
         const bool isFolder = S_ISDIR(candidate.info.st_mode);
+        const QByteArray path = candidate.path; // `found` grows below; keep no reference into it
         found.push_back(std::move(candidate));
         if (isFolder) {
             FileIo::UniqueFd child;
             try {
                 child = FileIo::openAt(folder, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
             } catch (const std::system_error &error) {
-                throwEnumerationError(error.code().value(), found.back().path);
+                throwEnumerationError(error.code().value(), path);
             }
-            enumerate(child.get(), found.back().path, found);
+            enumerate(child.get(), path, found);
         }
     }
 }
@@ -167,15 +176,18 @@ std::vector<SourceFile> scan(const QStringList &paths)
         }
 
         const QString folderName = fileName(selectedPath);
+        listed.reserve(listed.size() + qsizetype(candidates.size()));
+        result.reserve(result.size() + candidates.size());
         for (const Candidate &candidate : candidates) {
             const QString path = QFile::decodeName(candidate.path);
             if (S_ISLNK(candidate.info.st_mode))
                 throw VantorError(QStringLiteral("A symbolic link was found in the source. Remove it from the selection: ") + path);
             if (!S_ISREG(candidate.info.st_mode))
                 continue;
-            if (listed.contains(path))
-                continue;
+            const qsizetype before = listed.size();
             listed.insert(path);
+            if (listed.size() == before) // listed already: the first occurrence wins
+                continue;
             SourceFile file;
             file.url = path;
             file.relative = isFolder ? folderName + QLatin1Char('/') + path.mid(selectedPath.size() + 1) : fileName(path);

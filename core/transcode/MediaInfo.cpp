@@ -21,19 +21,19 @@ QJsonObject MediaInfo::toJson() const
     QJsonArray channels;
     for (const qint64 count : audioChannels)
         channels.append(count);
-    QJsonObject object{
-        {QStringLiteral("duration"), duration},
-        {QStringLiteral("width"), width},
-        {QStringLiteral("height"), height},
-        {QStringLiteral("codec"), codec},
-        {QStringLiteral("frameRate"), frameRate},
-        {QStringLiteral("audioTracks"), QJsonArray::fromStringList(audioTracks)},
-        {QStringLiteral("subtitleTracks"), QJsonArray::fromStringList(subtitleTracks)},
-        {QStringLiteral("chapterCount"), chapterCount},
-        {QStringLiteral("audioChannels"), channels},
-        {QStringLiteral("audioLayouts"), QJsonArray::fromStringList(audioLayouts)},
-        {QStringLiteral("audioSampleRates"), QJsonArray::fromStringList(audioSampleRates)},
-        {QStringLiteral("sourceRotation"), sourceRotation},
+    QJsonObject object {
+        { QStringLiteral("duration"), duration },
+        { QStringLiteral("width"), width },
+        { QStringLiteral("height"), height },
+        { QStringLiteral("codec"), codec },
+        { QStringLiteral("frameRate"), frameRate },
+        { QStringLiteral("audioTracks"), QJsonArray::fromStringList(audioTracks) },
+        { QStringLiteral("subtitleTracks"), QJsonArray::fromStringList(subtitleTracks) },
+        { QStringLiteral("chapterCount"), chapterCount },
+        { QStringLiteral("audioChannels"), channels },
+        { QStringLiteral("audioLayouts"), QJsonArray::fromStringList(audioLayouts) },
+        { QStringLiteral("audioSampleRates"), QJsonArray::fromStringList(audioSampleRates) },
+        { QStringLiteral("sourceRotation"), sourceRotation },
     };
     if (timecode)
         object.insert(QStringLiteral("timecode"), *timecode);

@@ -10,11 +10,12 @@ namespace vantor::PresetService {
 
 namespace {
 
-TranscodePreset builtIn(const char *name, Codec codec, const char *container, qint64 maxWidth, AudioMode audio,
-                        const char *suffix)
+TranscodePreset builtIn(const char *name, Codec codec, const char *container, qint64 maxWidth,
+    AudioMode audio, const char *suffix)
 {
-    return TranscodePreset(QUuid::createUuid(), QString::fromLatin1(name), codec, QString::fromLatin1(container),
-                           maxWidth, 100, 20, 0, audio, 48000, 24, 0, QString::fromLatin1(suffix));
+    return TranscodePreset(QUuid::createUuid(), QString::fromLatin1(name), codec,
+        QString::fromLatin1(container), maxWidth, 100, 20, 0, audio, 48000, 24, 0,
+        QString::fromLatin1(suffix));
 }
 
 bool within(qint64 value, qint64 low, qint64 high)
@@ -30,7 +31,7 @@ template <typename T> bool oneOf(const T &value, std::initializer_list<T> allowe
 bool oneOf(const QString &value, std::initializer_list<const char *> allowed)
 {
     return std::any_of(allowed.begin(), allowed.end(),
-                       [&](const char *candidate) { return value == QLatin1String(candidate); });
+        [&](const char *candidate) { return value == QLatin1String(candidate); });
 }
 
 bool validLimit(qint64 pixels)
@@ -97,7 +98,7 @@ QList<int> channelMapping(const QString &text)
 {
     const QStringList pieces = text.split(QLatin1Char(','));
     QList<int> indices;
-    if (!oneOf<qsizetype>(pieces.size(), {1, 2, 4, 6, 8}))
+    if (!oneOf<qsizetype>(pieces.size(), { 1, 2, 4, 6, 8 }))
         refuse("Enter 1, 2, 4, 6 or 8 source channel numbers, separated by commas. Channels start at 1.");
     for (const QString &piece : pieces) {
         const std::optional<qint64> number = parseDecimal(trimBlanks(piece));
@@ -116,13 +117,13 @@ void validate(const TranscodePreset &preset)
     const AudioMode::Value audio = preset.audio.value;
 
     if (!preset.codec.containers().contains(container))
-        throw VantorError(preset.codec.rawValue() + QStringLiteral(" is not supported in ") + container.toUpper() +
-                          QStringLiteral("."));
-    if (!validLimit(preset.maxWidth) || !within(preset.scalePercent, 1, 100) ||
-        !within(preset.quality, 0, 51) || !within(preset.bitrateMbps, 0, 1000))
+        throw VantorError(preset.codec.rawValue() + QStringLiteral(" is not supported in ")
+            + container.toUpper() + QStringLiteral("."));
+    if (!validLimit(preset.maxWidth) || !within(preset.scalePercent, 1, 100) || !within(preset.quality, 0, 51)
+        || !within(preset.bitrateMbps, 0, 1000))
         refuse("Invalid resolution, scale, quality or bitrate.");
-    if (!oneOf<qint64>(preset.sampleRate, {44100, 48000, 96000}) || !oneOf<qint64>(preset.bitDepth, {16, 24, 32}) ||
-        !oneOf<qint64>(preset.channels, {0, 1, 2}))
+    if (!oneOf<qint64>(preset.sampleRate, { 44100, 48000, 96000 })
+        || !oneOf<qint64>(preset.bitDepth, { 16, 24, 32 }) || !oneOf<qint64>(preset.channels, { 0, 1, 2 }))
         refuse("Invalid audio format.");
     if (container == QLatin1String("mp4") && audio == AudioMode::pcm)
         refuse("Choose AAC or passthrough audio for MP4.");
@@ -130,25 +131,26 @@ void validate(const TranscodePreset &preset)
         refuse("MXF output requires PCM audio in this version.");
     if (finish.hardware && preset.codec.value != Codec::h264 && preset.codec.value != Codec::hevc)
         refuse("Hardware encoding supports H.264 and HEVC.");
-    if (!within(finish.hardwareQuality, 1, 100) || !within(finish.burnSize, 12, 120) ||
-        finish.burnText.toUcs4().size() > 400 ||
-        !oneOf(finish.burnPosition,
-               {"Top Left", "Top Center", "Top Right", "Center", "Bottom Left", "Bottom Center", "Bottom Right"}))
+    if (!within(finish.hardwareQuality, 1, 100) || !within(finish.burnSize, 12, 120)
+        || finish.burnText.toUcs4().size() > 400
+        || !oneOf(finish.burnPosition,
+            { "Top Left", "Top Center", "Top Right", "Center", "Bottom Left", "Bottom Center",
+                "Bottom Right" }))
         refuse("Invalid hardware quality or burn-in settings.");
     if (!finish.channelMap.isEmpty()) {
         channelMapping(finish.channelMap);
         if (tuning.audioTrack < 0 || (audio != AudioMode::pcm && audio != AudioMode::aac))
             refuse("Select one audio track and PCM or AAC to map its channels.");
     }
-    const qint64 crops[] = {tuning.cropTop, tuning.cropBottom, tuning.cropLeft, tuning.cropRight};
+    const qint64 crops[] = { tuning.cropTop, tuning.cropBottom, tuning.cropLeft, tuning.cropRight };
     const bool cropsValid = std::all_of(std::begin(crops), std::end(crops),
-                                        [](qint64 crop) { return within(crop, 0, 16384) && crop % 2 == 0; });
+        [](qint64 crop) { return within(crop, 0, 16384) && crop % 2 == 0; });
     if (!cropsValid || !validLimit(tuning.maxHeight))
         refuse("Use even, nonnegative crop values and a valid height limit.");
-    if (!oneOf<qint64>(tuning.rotation, {0, 90, 180, 270}) ||
-        !oneOf(tuning.frameRate, {"Source", "23.976", "24", "25", "29.97", "30", "50", "59.94", "60"}) ||
-        !oneOf(tuning.speed, {"ultrafast", "fast", "medium", "slow", "veryslow"}) ||
-        !oneOf(tuning.denoise, {"Off", "Light", "Medium", "Strong"}))
+    if (!oneOf<qint64>(tuning.rotation, { 0, 90, 180, 270 })
+        || !oneOf(tuning.frameRate, { "Source", "23.976", "24", "25", "29.97", "30", "50", "59.94", "60" })
+        || !oneOf(tuning.speed, { "ultrafast", "fast", "medium", "slow", "veryslow" })
+        || !oneOf(tuning.denoise, { "Off", "Light", "Medium", "Strong" }))
         refuse("Invalid video processing options.");
     if (!within(tuning.audioBitrate, 32, 512) || !within(tuning.audioGain, -20, 20) || tuning.audioTrack < -1)
         refuse("Invalid audio bitrate, gain or track selection.");

@@ -1,9 +1,8 @@
 // The command-line half of TranscodeService: the engine's argument vector is the system's wire
 // format, so its order and text are fixed here and nowhere else.
-#include "transcode/TranscodeService.h"
-
 #include "model/VantorError.h"
 #include "transcode/PresetService.h"
+#include "transcode/TranscodeService.h"
 
 #include <cmath>
 #include <stdexcept>
@@ -29,9 +28,8 @@ qint64 scaledSide(double factor, qint64 side)
     return std::max<qint64>(even, 16);
 }
 
-const QStringList textSubtitleCodecs{QStringLiteral("subrip"), QStringLiteral("srt"),      QStringLiteral("ass"),
-                                     QStringLiteral("ssa"),    QStringLiteral("webvtt"),   QStringLiteral("mov_text"),
-                                     QStringLiteral("text")};
+const QStringList textSubtitleCodecs { QStringLiteral("subrip"), QStringLiteral("srt"), QStringLiteral("ass"),
+    QStringLiteral("ssa"), QStringLiteral("webvtt"), QStringLiteral("mov_text"), QStringLiteral("text") };
 
 QString av1Preset(const QString &speed)
 {
@@ -70,7 +68,7 @@ std::pair<qint64, qint64> outputDimensions(const TranscodePreset &preset, const 
         factor = std::min(factor, double(preset.maxWidth) / double(baseWidth));
     if (tuning.maxHeight >= 1)
         factor = std::min(factor, double(tuning.maxHeight) / double(baseHeight));
-    return {scaledSide(factor, baseWidth), scaledSide(factor, baseHeight)};
+    return { scaledSide(factor, baseWidth), scaledSide(factor, baseHeight) };
 }
 
 QString videoFilters(const TranscodePreset &preset, const MediaInfo &info)
@@ -82,7 +80,8 @@ QString videoFilters(const TranscodePreset &preset, const MediaInfo &info)
     const qint64 remainingWidth = checkedSubtract(info.width, tuning.cropLeft, tuning.cropRight);
     const qint64 remainingHeight = checkedSubtract(info.height, tuning.cropTop, tuning.cropBottom);
     if (remainingWidth < 16 || remainingHeight < 16)
-        throw VantorError(QStringLiteral("Crop settings remove the entire picture or leave fewer than 16 pixels."));
+        throw VantorError(
+            QStringLiteral("Crop settings remove the entire picture or leave fewer than 16 pixels."));
     if (tuning.cropTop + tuning.cropBottom + tuning.cropLeft + tuning.cropRight >= 1)
         chain << QStringLiteral("crop=%1:%2:%3:%4")
                      .arg(remainingWidth)
@@ -125,7 +124,7 @@ QString videoFilters(const TranscodePreset &preset, const MediaInfo &info)
 }
 
 QStringList arguments(const QString &source, const QString &output, const TranscodePreset &preset,
-                      const MediaInfo &info, const QStringList &burnFilters)
+    const MediaInfo &info, const QStringList &burnFilters)
 {
     PresetService::validate(preset);
     const EncodingOptions tuning = preset.tuning();
@@ -135,14 +134,16 @@ QStringList arguments(const QString &source, const QString &output, const Transc
     const AudioMode::Value audio = preset.audio.value;
     const QString &container = preset.container;
 
-    QStringList vector{QStringLiteral("-hide_banner"), QStringLiteral("-nostdin"), QStringLiteral("-n"),
-                       QStringLiteral("-loglevel"),    QStringLiteral("warning"), QStringLiteral("-progress"),
-                       QStringLiteral("pipe:1"),       QStringLiteral("-stats_period"), QStringLiteral("0.25"),
-                       QStringLiteral("-i"),           source};
+    QStringList vector { QStringLiteral("-hide_banner"), QStringLiteral("-nostdin"), QStringLiteral("-n"),
+        QStringLiteral("-loglevel"), QStringLiteral("warning"), QStringLiteral("-progress"),
+        QStringLiteral("pipe:1"), QStringLiteral("-stats_period"), QStringLiteral("0.25"),
+        QStringLiteral("-i"), source };
     vector << QStringLiteral("-map") << QStringLiteral("0:v:0");
-    vector << QStringLiteral("-map_metadata") << (preset.preserveMetadata ? QStringLiteral("0") : QStringLiteral("-1"));
+    vector << QStringLiteral("-map_metadata")
+           << (preset.preserveMetadata ? QStringLiteral("0") : QStringLiteral("-1"));
     vector << QStringLiteral("-fps_mode")
-           << (tuning.frameRate == QLatin1String("Source") ? QStringLiteral("passthrough") : QStringLiteral("cfr"));
+           << (tuning.frameRate == QLatin1String("Source") ? QStringLiteral("passthrough")
+                                                           : QStringLiteral("cfr"));
     vector << QStringLiteral("-c:v");
     if (hardware)
         vector << (codec.value == Codec::h264 ? QStringLiteral("h264_nvenc") : QStringLiteral("hevc_nvenc"));
@@ -159,15 +160,17 @@ QStringList arguments(const QString &source, const QString &output, const Transc
             vector << QStringLiteral("-map") << QStringLiteral("0:a:") + QString::number(tuning.audioTrack);
         }
     }
-    vector << QStringLiteral("-map_chapters") << (tuning.chapters ? QStringLiteral("0") : QStringLiteral("-1"));
+    vector << QStringLiteral("-map_chapters")
+           << (tuning.chapters ? QStringLiteral("0") : QStringLiteral("-1"));
 
     if (tuning.subtitles) {
         for (const QString &subtitle : info.subtitleTracks) {
             if (!textSubtitleCodecs.contains(subtitle))
-                throw VantorError(
-                    QStringLiteral("This source contains bitmap subtitles. Disable subtitles for this encode."));
+                throw VantorError(QStringLiteral(
+                    "This source contains bitmap subtitles. Disable subtitles for this encode."));
         }
-        vector << QStringLiteral("-map") << QStringLiteral("0:s?") << QStringLiteral("-c:s") << QStringLiteral("mov_text");
+        vector << QStringLiteral("-map") << QStringLiteral("0:s?") << QStringLiteral("-c:s")
+               << QStringLiteral("mov_text");
     }
 
     const QString bitrate = QString::number(preset.bitrateMbps) + QLatin1Char('M');
@@ -193,7 +196,8 @@ QStringList arguments(const QString &source, const QString &output, const Transc
             vector << QStringLiteral("-crf") << QString::number(preset.quality);
         else
             vector << QStringLiteral("-b:v") << bitrate;
-        vector << QStringLiteral("-preset") << (codec.value == Codec::av1 ? av1Preset(tuning.speed) : tuning.speed);
+        vector << QStringLiteral("-preset")
+               << (codec.value == Codec::av1 ? av1Preset(tuning.speed) : tuning.speed);
         if (codec.value == Codec::hevc)
             vector << QStringLiteral("-tag:v") << QStringLiteral("hvc1") << QStringLiteral("-x265-params")
                    << QStringLiteral("pools=4:frame-threads=2");
@@ -201,12 +205,13 @@ QStringList arguments(const QString &source, const QString &output, const Transc
             vector << QStringLiteral("-svtav1-params") << QStringLiteral("lp=4");
     }
 
-    vector << QStringLiteral("-vf") << (QStringList{videoFilters(preset, info)} + burnFilters).join(QLatin1Char(','));
+    vector << QStringLiteral("-vf")
+           << (QStringList { videoFilters(preset, info) } + burnFilters).join(QLatin1Char(','));
 
     switch (audio) {
     case AudioMode::pcm:
-        vector << QStringLiteral("-c:a") << QStringLiteral("pcm_s%1le").arg(preset.bitDepth) << QStringLiteral("-ar")
-               << QString::number(preset.sampleRate);
+        vector << QStringLiteral("-c:a") << QStringLiteral("pcm_s%1le").arg(preset.bitDepth)
+               << QStringLiteral("-ar") << QString::number(preset.sampleRate);
         break;
     case AudioMode::aac:
         vector << QStringLiteral("-c:a") << QStringLiteral("aac") << QStringLiteral("-b:a")
@@ -231,10 +236,10 @@ QStringList arguments(const QString &source, const QString &output, const Transc
                 throw VantorError(QStringLiteral(
                     "The channel map references a channel that is missing from the selected audio track."));
         }
-        const QString layout = indices.size() == 1   ? QStringLiteral("mono")
-                               : indices.size() == 2 ? QStringLiteral("stereo")
-                                                     : QString::number(indices.size()) + QLatin1Char('c');
-        QStringList terms{QStringLiteral("pan=") + layout};
+        const QString layout = indices.size() == 1 ? QStringLiteral("mono")
+            : indices.size() == 2                  ? QStringLiteral("stereo")
+                                                   : QString::number(indices.size()) + QLatin1Char('c');
+        QStringList terms { QStringLiteral("pan=") + layout };
         for (qsizetype i = 0; i < indices.size(); ++i)
             terms << QStringLiteral("c%1=c%2").arg(i).arg(indices[i]);
         audioFilters << terms.join(QLatin1Char('|'));
@@ -244,8 +249,8 @@ QStringList arguments(const QString &source, const QString &output, const Transc
     if (!audioFilters.isEmpty())
         vector << QStringLiteral("-af") << audioFilters.join(QLatin1Char(','));
 
-    if (finish.channelMap.isEmpty() && preset.channels >= 1 && audio != AudioMode::passthrough &&
-        audio != AudioMode::none)
+    if (finish.channelMap.isEmpty() && preset.channels >= 1 && audio != AudioMode::passthrough
+        && audio != AudioMode::none)
         vector << QStringLiteral("-ac") << QString::number(preset.channels);
 
     const bool movOrMxf = container == QLatin1String("mov") || container == QLatin1String("mxf");

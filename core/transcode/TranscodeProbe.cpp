@@ -1,8 +1,7 @@
 // The probe half of TranscodeService: asks ffprobe what a file holds and reduces its answer.
-#include "transcode/TranscodeService.h"
-
 #include "model/JsonCodec.h"
 #include "model/VantorError.h"
+#include "transcode/TranscodeService.h"
 
 #include <QFileInfo>
 #include <QJsonArray>
@@ -85,8 +84,8 @@ MediaInfo mediaInfo(const QByteArray &probeOutput, const QString &fileName)
         }
     }
     if (!found)
-        throw VantorError(QStringLiteral("No supported video stream in ") + fileName +
-                          QStringLiteral(". Use Copy & organize for audio and sidecars."));
+        throw VantorError(QStringLiteral("No supported video stream in ") + fileName
+            + QStringLiteral(". Use Copy & organize for audio and sidecars."));
 
     const QJsonObject format = root.value(QLatin1String("format")).toObject();
     const QJsonObject formatTags = format.value(QLatin1String("tags")).toObject();
@@ -110,7 +109,8 @@ MediaInfo mediaInfo(const QByteArray &probeOutput, const QString &fileName)
         info.reel = stringTag(streamTags, "reel_name");
 
     for (const QJsonValue &entry : video.value(QLatin1String("side_data_list")).toArray()) {
-        if (const std::optional<qint64> rotation = integer(entry.toObject().value(QLatin1String("rotation")))) {
+        if (const std::optional<qint64> rotation
+            = integer(entry.toObject().value(QLatin1String("rotation")))) {
             info.sourceRotation = *rotation;
             break;
         }
@@ -128,9 +128,10 @@ MediaInfo mediaInfo(const QByteArray &probeOutput, const QString &fileName)
             const qint64 channels = integer(stream.value(QLatin1String("channels"))).value_or(0);
             const QString codec = stream.value(QLatin1String("codec_name")).toString(QStringLiteral("Audio"));
             info.audioTracks << QStringLiteral("Track %1 · %2 · %3 ch")
-                                     .arg(QString::number(++audioIndex), codec, QString::number(channels));
+                                    .arg(QString::number(++audioIndex), codec, QString::number(channels));
             info.audioChannels << channels;
-            info.audioLayouts << stream.value(QLatin1String("channel_layout")).toString(QStringLiteral("Unspecified Layout"));
+            info.audioLayouts << stream.value(QLatin1String("channel_layout"))
+                                     .toString(QStringLiteral("Unspecified Layout"));
             const QString rate = text(stream.value(QLatin1String("sample_rate")));
             info.audioSampleRates << (rate.isEmpty() ? QStringLiteral("Unknown") : rate);
         } else if (type == QLatin1String("subtitle")) {
@@ -143,12 +144,11 @@ MediaInfo mediaInfo(const QByteArray &probeOutput, const QString &fileName)
 
 MediaInfo probe(const QString &path, const QString &custom, JobControl &control)
 {
-    const QString output =
-        run(executable(custom, true),
-            {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-show_format"),
-             QStringLiteral("-show_streams"), QStringLiteral("-show_chapters"), QStringLiteral("-of"),
-             QStringLiteral("json"), path},
-            control, [](const QString &) {});
+    const QString output = run(executable(custom, true),
+        { QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-show_format"),
+            QStringLiteral("-show_streams"), QStringLiteral("-show_chapters"), QStringLiteral("-of"),
+            QStringLiteral("json"), path },
+        control, [](const QString &) {});
     return mediaInfo(output.toUtf8(), QFileInfo(path).fileName());
 }
 

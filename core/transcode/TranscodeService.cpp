@@ -25,8 +25,9 @@ namespace {
 bool isExecutableFile(const QString &path)
 {
     const QByteArray name = FileIo::encodeName(path);
-    struct stat status {};
-    return ::stat(name.constData(), &status) == 0 && S_ISREG(status.st_mode) && ::access(name.constData(), X_OK) == 0;
+    struct stat status { };
+    return ::stat(name.constData(), &status) == 0 && S_ISREG(status.st_mode)
+        && ::access(name.constData(), X_OK) == 0;
 }
 
 QString besideOf(const QString &path, const QString &program)
@@ -76,7 +77,7 @@ private:
             ::close(fd);
         fd = -1;
     }
-    int m_fds[2] = {-1, -1};
+    int m_fds[2] = { -1, -1 };
 };
 
 // Starts the child with the pipe as stdout and stderr and the null device as stdin. The
@@ -148,11 +149,12 @@ QString executable(const QString &custom, bool probe)
         if (isExecutableFile(candidate))
             return candidate;
     }
-    throw VantorError(QStringLiteral("The processing engine is missing. Reinstall Vantor or contact support."));
+    throw VantorError(
+        QStringLiteral("The processing engine is missing. Reinstall Vantor or contact support."));
 }
 
 QString run(const QString &executable, const QStringList &arguments, JobControl &control,
-            const std::function<void(const QString &)> &line)
+    const std::function<void(const QString &)> &line)
 {
     control.checkpoint();
 
@@ -206,8 +208,8 @@ QString run(const QString &executable, const QStringList &arguments, JobControl 
     const QString text = QString::fromUtf8(output);
     if (status == 0)
         return text;
-    throw VantorError(QStringLiteral("Media engine failed (") + QString::number(status) + QStringLiteral(").\n") +
-                      tail(text, 3500));
+    throw VantorError(QStringLiteral("Media engine failed (") + QString::number(status)
+        + QStringLiteral(").\n") + tail(text, 3500));
 }
 
 } // namespace vantor::TranscodeService

@@ -26,7 +26,7 @@ QString executable(const QString &custom, bool probe);
 // to `line` on the calling thread. Returns the whole output. Pause and cancel reach the process
 // through `control`; a cancel throws CancellationError, a non-zero exit VantorError.
 QString run(const QString &executable, const QStringList &arguments, JobControl &control,
-            const std::function<void(const QString &)> &line);
+    const std::function<void(const QString &)> &line);
 
 // ---- Probe (TranscodeProbe.cpp)
 
@@ -41,7 +41,7 @@ MediaInfo mediaInfo(const QByteArray &probeOutput, const QString &fileName);
 std::pair<qint64, qint64> outputDimensions(const TranscodePreset &preset, const MediaInfo &info);
 QString videoFilters(const TranscodePreset &preset, const MediaInfo &info);
 QStringList arguments(const QString &source, const QString &output, const TranscodePreset &preset,
-                      const MediaInfo &info, const QStringList &burnFilters);
+    const MediaInfo &info, const QStringList &burnFilters);
 
 } // namespace TranscodeService
 

@@ -29,3 +29,17 @@ TEST(CommandFrameTest, UnknownCommandsAndOptionsAreUsageErrors)
         EXPECT_TRUE(result.out.isEmpty());
     }
 }
+
+TEST(CommandFrameTest, EveryCommandHasHelpNamingItself)
+{
+    const auto overview = runVantor({QStringLiteral("--help")});
+    const QStringList lines = overview.outText().split(u'\n');
+    const qsizetype first = lines.indexOf(QStringLiteral("Commands:")) + 1;
+    ASSERT_GT(first, 0);
+    for (qsizetype i = first; i < lines.size() && !lines[i].isEmpty(); ++i) {
+        const QString command = lines[i].trimmed().section(u' ', 0, 0);
+        const auto help = runVantor({command, QStringLiteral("--help")});
+        EXPECT_EQ(help.exitCode, 0) << command.toStdString();
+        EXPECT_TRUE(help.outText().startsWith(QStringLiteral("Usage: vantor ") + command + u' ')) << help.outText().toStdString();
+    }
+}

@@ -1,16 +1,15 @@
 // The engine runner against real child processes: small shell scripts stand in for the engine
 // where its behaviour has to be scripted.
 #include "TempDir.h"
-
 #include "model/JobControl.h"
 #include "model/VantorError.h"
 #include "transcode/TranscodeService.h"
 
 #include <QFile>
 #include <QThread>
-#include <gtest/gtest.h>
 #include <csignal>
 #include <future>
+#include <gtest/gtest.h>
 #include <pthread.h>
 #include <system_error>
 #include <thread>
@@ -31,7 +30,8 @@ QStringList runCollecting(const QString &program, QString *output = nullptr)
 {
     JobControl control;
     QStringList lines;
-    const QString text = TranscodeService::run(program, {}, control, [&](const QString &line) { lines << line; });
+    const QString text
+        = TranscodeService::run(program, {}, control, [&](const QString &line) { lines << line; });
     if (output)
         *output = text;
     return lines;
@@ -42,11 +42,11 @@ std::pair<char, long long> processState(pid_t pid)
 {
     QFile file(QStringLiteral("/proc/%1/stat").arg(pid));
     if (!file.open(QIODevice::ReadOnly))
-        return {'?', -1};
+        return { '?', -1 };
     const QByteArray stat = file.readAll();
     const QList<QByteArray> fields = stat.mid(stat.lastIndexOf(')') + 2).split(' ');
     const QByteArray state = fields.value(0);
-    return {state.isEmpty() ? '?' : state[0], fields.value(11).toLongLong()};
+    return { state.isEmpty() ? '?' : state[0], fields.value(11).toLongLong() };
 }
 
 template <typename Predicate> bool waitUntil(Predicate predicate)
@@ -61,7 +61,11 @@ template <typename Predicate> bool waitUntil(Predicate predicate)
 
 class EnvironmentVariable {
 public:
-    EnvironmentVariable(const char *name, const QString &value) : m_name(name) { qputenv(name, value.toUtf8()); }
+    EnvironmentVariable(const char *name, const QString &value)
+        : m_name(name)
+    {
+        qputenv(name, value.toUtf8());
+    }
     ~EnvironmentVariable() { qunsetenv(m_name); }
 
 private:
@@ -72,12 +76,13 @@ TEST(EngineRunner, ReturnsWholeMergedOutputAndHandsOverOnlyCompleteLines)
 {
     TempDir dir;
     QString output;
-    const QStringList lines =
-        runCollecting(script(dir, QStringLiteral("engine"),
-                             "echo 'warning: odd header' >&2\nprintf 'frame=1\\nné\\nlast without feed'\n"),
-                      &output);
-    EXPECT_EQ(lines, (QStringList{QStringLiteral("warning: odd header"), QStringLiteral("frame=1"),
-                                  QStringLiteral("né")}));
+    const QStringList lines
+        = runCollecting(script(dir, QStringLiteral("engine"),
+                            "echo 'warning: odd header' >&2\nprintf 'frame=1\\nné\\nlast without feed'\n"),
+            &output);
+    EXPECT_EQ(lines,
+        (QStringList {
+            QStringLiteral("warning: odd header"), QStringLiteral("frame=1"), QStringLiteral("né") }));
     EXPECT_EQ(output, QStringLiteral("warning: odd header\nframe=1\nné\nlast without feed"));
 }
 
@@ -85,8 +90,9 @@ TEST(EngineRunner, GivesTheEngineTheNullDeviceAsInput)
 {
     TempDir dir;
     QString output;
-    runCollecting(script(dir, QStringLiteral("engine"), "if read line; then echo \"read $line\"; else echo eof; fi\n"),
-                  &output);
+    runCollecting(
+        script(dir, QStringLiteral("engine"), "if read line; then echo \"read $line\"; else echo eof; fi\n"),
+        &output);
     EXPECT_EQ(output, QStringLiteral("eof\n"));
 }
 
@@ -98,7 +104,8 @@ TEST(EngineRunner, FailureCarriesStatusAndExactlyTheLast3500Characters)
         noise += QStringLiteral("line %1 é\n").arg(i);
     noise.truncate(10000);
     dir.write(QStringLiteral("noise.txt"), noise.toUtf8());
-    const QString engine = script(dir, QStringLiteral("engine"), "cat \"$(dirname \"$0\")/noise.txt\"\nexit 1\n");
+    const QString engine
+        = script(dir, QStringLiteral("engine"), "cat \"$(dirname \"$0\")/noise.txt\"\nexit 1\n");
     try {
         runCollecting(engine);
         FAIL() << "a failing engine was accepted";
@@ -141,11 +148,11 @@ TEST(EngineRunner, ALineHandlerThatThrowsStopsTheEngine)
     JobControl control;
     pid_t pid = 0;
     EXPECT_THROW(TranscodeService::run(engine, {}, control,
-                                       [&](const QString &line) {
-                                           pid = line.toInt();
-                                           throw std::runtime_error("handler failed");
-                                       }),
-                 std::runtime_error);
+                     [&](const QString &line) {
+                         pid = line.toInt();
+                         throw std::runtime_error("handler failed");
+                     }),
+        std::runtime_error);
     ASSERT_GT(pid, 0);
     EXPECT_EQ(processState(pid).first, '?'); // reaped, not left running or as a zombie
 }
@@ -166,7 +173,8 @@ TEST(EngineRunner, PausedEngineUsesNoCpuUntilResumedAndCancelEndsIt)
         sigaddset(&blocked, SIGTERM);
         pthread_sigmask(SIG_BLOCK, &blocked, nullptr);
         try {
-            TranscodeService::run(engine, {}, control, [&](const QString &line) { started.set_value(line.toInt()); });
+            TranscodeService::run(
+                engine, {}, control, [&](const QString &line) { started.set_value(line.toInt()); });
             finished.set_value(nullptr);
         } catch (...) {
             finished.set_value(std::current_exception());
@@ -186,7 +194,15 @@ TEST(EngineRunner, PausedEngineUsesNoCpuUntilResumedAndCancelEndsIt)
     EXPECT_TRUE(waitUntil([&] { return processState(pid).second > pausedTicks; }));
 
     control.cancel();
-    std::exception_ptr outcome = finished.get_future().get();
+    auto future = finished.get_future();
+    // A deadlock guard, not a speed limit: an engine that inherited the blocked SIGTERM would
+    // never end, so it is killed here to report the fault instead of hanging the suite.
+    if (future.wait_for(std::chrono::seconds(60)) != std::future_status::ready) {
+        ::kill(pid, SIGKILL);
+        worker.join();
+        FAIL() << "cancel did not end the engine";
+    }
+    std::exception_ptr outcome = future.get();
     worker.join();
     ASSERT_TRUE(outcome);
     EXPECT_THROW(std::rethrow_exception(outcome), CancellationError);
@@ -200,7 +216,8 @@ TEST(EngineRunner, CancelWhilePausedEndsTheEngine)
     JobControl control;
     std::promise<pid_t> started;
     auto outcome = std::async(std::launch::async, [&] {
-        TranscodeService::run(engine, {}, control, [&](const QString &line) { started.set_value(line.toInt()); });
+        TranscodeService::run(
+            engine, {}, control, [&](const QString &line) { started.set_value(line.toInt()); });
     });
     const pid_t pid = started.get_future().get();
     control.pause();
@@ -212,7 +229,8 @@ TEST(EngineRunner, CancelWhilePausedEndsTheEngine)
 TEST(EngineLookup, EnvironmentEngineWinsAndItsFolderSuppliesTheProbe)
 {
     TempDir dir;
-    const QByteArray answer = R"({"streams":[{"codec_type":"video","codec_name":"fake","width":64,"height":48}]})";
+    const QByteArray answer
+        = R"({"streams":[{"codec_type":"video","codec_name":"fake","width":64,"height":48}]})";
     script(dir, QStringLiteral("engine/ffprobe"), "echo '" + answer + "'\n");
     const QString ffmpeg = script(dir, QStringLiteral("engine/ffmpeg"), "exit 0\n");
     const QString custom = script(dir, QStringLiteral("custom/ffmpeg"), "exit 0\n");

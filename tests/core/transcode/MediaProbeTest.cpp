@@ -1,7 +1,6 @@
 // The probe: its reduction rules on ffprobe answers written out here, then on real clips made
 // with the values it must find.
 #include "SampleClips.h"
-
 #include "model/JobControl.h"
 #include "model/VantorError.h"
 #include "transcode/TranscodeService.h"
@@ -45,23 +44,24 @@ TEST(MediaProbeRules, TimecodeAndReelLookupOrder)
     EXPECT_EQ(reduce(R"({"streams":[{"codec_type":"video","tags":{"timecode":"01:00:00:00"}},
         {"codec_type":"data","tags":{"timecode":"02:00:00:00"}}],"format":{"tags":{"timecode":"03:00:00:00"}}})")
                   .timecode,
-              QStringLiteral("01:00:00:00"));
-    EXPECT_EQ(reduce(R"({"streams":[{"codec_type":"video"},{"codec_type":"data","tags":{"timecode":"02:00:00:00"}}],
+        QStringLiteral("01:00:00:00"));
+    EXPECT_EQ(
+        reduce(R"({"streams":[{"codec_type":"video"},{"codec_type":"data","tags":{"timecode":"02:00:00:00"}}],
         "format":{"tags":{"timecode":"03:00:00:00"}}})")
-                  .timecode,
-              QStringLiteral("03:00:00:00"));
+            .timecode,
+        QStringLiteral("03:00:00:00"));
     EXPECT_EQ(reduce(R"({"streams":[{"codec_type":"audio"},{"codec_type":"video"},
         {"codec_type":"data","tags":{"timecode":"02:00:00:00"}}]})")
                   .timecode,
-              QStringLiteral("02:00:00:00"));
+        QStringLiteral("02:00:00:00"));
     EXPECT_FALSE(reduce(R"({"streams":[{"codec_type":"video"}]})").timecode);
 
     EXPECT_EQ(reduce(R"({"streams":[{"codec_type":"video","tags":{"reel_name":"B002"}}],
         "format":{"tags":{"reel_name":"A001"}}})")
                   .reel,
-              QStringLiteral("A001"));
+        QStringLiteral("A001"));
     EXPECT_EQ(reduce(R"({"streams":[{"codec_type":"video","tags":{"reel_name":"B002"}}]})").reel,
-              QStringLiteral("B002"));
+        QStringLiteral("B002"));
     EXPECT_FALSE(reduce(R"({"streams":[{"codec_type":"video"}]})").reel);
 }
 
@@ -73,12 +73,15 @@ TEST(MediaProbeRules, AudioLabelsLayoutsRatesAndSubtitles)
         {"codec_type":"audio","channels":3},
         {"codec_type":"subtitle","codec_name":"hdmv_pgs_subtitle"}],
         "chapters":[{"id":0},{"id":1},{"id":2}]})");
-    EXPECT_EQ(info.audioTracks, (QStringList{QStringLiteral("Track 1 · pcm_s24le · 2 ch"),
-                                             QStringLiteral("Track 2 · Audio · 3 ch")}));
-    EXPECT_EQ(info.audioChannels, (QList<qint64>{2, 3}));
-    EXPECT_EQ(info.audioLayouts, (QStringList{QStringLiteral("stereo"), QStringLiteral("Unspecified Layout")}));
-    EXPECT_EQ(info.audioSampleRates, (QStringList{QStringLiteral("48000"), QStringLiteral("Unknown")}));
-    EXPECT_EQ(info.subtitleTracks, (QStringList{QStringLiteral("mov_text"), QStringLiteral("hdmv_pgs_subtitle")}));
+    EXPECT_EQ(info.audioTracks,
+        (QStringList {
+            QStringLiteral("Track 1 · pcm_s24le · 2 ch"), QStringLiteral("Track 2 · Audio · 3 ch") }));
+    EXPECT_EQ(info.audioChannels, (QList<qint64> { 2, 3 }));
+    EXPECT_EQ(
+        info.audioLayouts, (QStringList { QStringLiteral("stereo"), QStringLiteral("Unspecified Layout") }));
+    EXPECT_EQ(info.audioSampleRates, (QStringList { QStringLiteral("48000"), QStringLiteral("Unknown") }));
+    EXPECT_EQ(info.subtitleTracks,
+        (QStringList { QStringLiteral("mov_text"), QStringLiteral("hdmv_pgs_subtitle") }));
     EXPECT_EQ(info.chapterCount, 3);
     EXPECT_DOUBLE_EQ(info.duration, 4.0); // the stream's when the format has none
 }
@@ -86,8 +89,8 @@ TEST(MediaProbeRules, AudioLabelsLayoutsRatesAndSubtitles)
 TEST(MediaProbeRules, FrameRateText)
 {
     MediaInfo info;
-    for (const auto &[text, fps] : std::vector<std::pair<const char *, double>>{
-             {"0/0", 0}, {"", 0}, {"25", 25}, {"25/1", 25}, {"24000/1001", 24000.0 / 1001}, {"1/2/3", 0}}) {
+    for (const auto &[text, fps] : std::vector<std::pair<const char *, double>> { { "0/0", 0 }, { "", 0 },
+             { "25", 25 }, { "25/1", 25 }, { "24000/1001", 24000.0 / 1001 }, { "1/2/3", 0 } }) {
         info.frameRate = QString::fromLatin1(text);
         EXPECT_DOUBLE_EQ(info.fps(), fps) << text;
     }
@@ -100,7 +103,8 @@ TEST(MediaProbeRules, RefusesFilesWithoutVideoAndAnswersThatAreNotJson)
         FAIL() << "an audio-only file was accepted";
     } catch (const VantorError &error) {
         EXPECT_EQ(error.message(),
-                  QStringLiteral("No supported video stream in voice.m4a. Use Copy & organize for audio and sidecars."));
+            QStringLiteral(
+                "No supported video stream in voice.m4a. Use Copy & organize for audio and sidecars."));
     }
     EXPECT_THROW(reduce("not json"), DecodingError);
 }
@@ -141,11 +145,11 @@ TEST_F(MediaProbeClips, RichClipReportsEveryStreamAndChapter)
     EXPECT_NEAR(info.duration, 0.5, 0.1);
     EXPECT_EQ(info.timecode, QStringLiteral("01:00:00:00"));
     EXPECT_EQ(info.audioTracks,
-              (QStringList{QStringLiteral("Track 1 · aac · 2 ch"), QStringLiteral("Track 2 · aac · 6 ch")}));
-    EXPECT_EQ(info.audioChannels, (QList<qint64>{2, 6}));
-    EXPECT_EQ(info.audioLayouts, (QStringList{QStringLiteral("stereo"), QStringLiteral("5.1")}));
-    EXPECT_EQ(info.audioSampleRates, (QStringList{QStringLiteral("48000"), QStringLiteral("44100")}));
-    EXPECT_EQ(info.subtitleTracks, QStringList{QStringLiteral("mov_text")});
+        (QStringList { QStringLiteral("Track 1 · aac · 2 ch"), QStringLiteral("Track 2 · aac · 6 ch") }));
+    EXPECT_EQ(info.audioChannels, (QList<qint64> { 2, 6 }));
+    EXPECT_EQ(info.audioLayouts, (QStringList { QStringLiteral("stereo"), QStringLiteral("5.1") }));
+    EXPECT_EQ(info.audioSampleRates, (QStringList { QStringLiteral("48000"), QStringLiteral("44100") }));
+    EXPECT_EQ(info.subtitleTracks, QStringList { QStringLiteral("mov_text") });
     EXPECT_EQ(info.chapterCount, 2);
     EXPECT_EQ(info.sourceRotation, 0);
 }
@@ -153,7 +157,8 @@ TEST_F(MediaProbeClips, RichClipReportsEveryStreamAndChapter)
 TEST_F(MediaProbeClips, DisplayMatrixRotationTurnsTheSize)
 {
     // ffprobe reports the display matrix in the range -180..180.
-    for (const auto &[rotate, expected] : std::vector<std::pair<int, qint64>>{{90, 90}, {270, -90}, {180, -180}}) {
+    for (const auto &[rotate, expected] :
+        std::vector<std::pair<int, qint64>> { { 90, 90 }, { 270, -90 }, { 180, -180 } }) {
         const MediaInfo info = probe(test::clips::rotated(*folder, rotate));
         EXPECT_EQ(info.sourceRotation, expected) << rotate;
         EXPECT_EQ(info.width, rotate == 180 ? 320 : 180) << rotate;
@@ -170,7 +175,7 @@ TEST_F(MediaProbeClips, TimecodeOnlyOnADataStreamIsFound)
 TEST_F(MediaProbeClips, BitmapSubtitleCodecIsNamed)
 {
     EXPECT_EQ(probe(test::clips::bitmapSubtitles(*folder)).subtitleTracks,
-              QStringList{QStringLiteral("hdmv_pgs_subtitle")});
+        QStringList { QStringLiteral("hdmv_pgs_subtitle") });
 }
 
 TEST_F(MediaProbeClips, AudioOnlyFileIsRefusedByName)
@@ -180,17 +185,18 @@ TEST_F(MediaProbeClips, AudioOnlyFileIsRefusedByName)
         FAIL() << "an audio-only file was accepted";
     } catch (const VantorError &error) {
         EXPECT_EQ(error.message(),
-                  QStringLiteral("No supported video stream in voice.m4a. Use Copy & organize for audio and sidecars."));
+            QStringLiteral(
+                "No supported video stream in voice.m4a. Use Copy & organize for audio and sidecars."));
     }
 }
 
 TEST_F(MediaProbeClips, ReelNameFromFormatTags)
 {
     test::ClipSpec spec = test::clips::silentClip();
-    spec.extraArguments = {QStringLiteral("-metadata"), QStringLiteral("reel_name=A001C003"),
-                           QStringLiteral("-movflags"), QStringLiteral("use_metadata_tags")};
+    spec.extraArguments = { QStringLiteral("-metadata"), QStringLiteral("reel_name=A001C003"),
+        QStringLiteral("-movflags"), QStringLiteral("use_metadata_tags") };
     EXPECT_EQ(probe(test::makeClip(folder->file(QStringLiteral("reel.mov")), spec)).reel,
-              QStringLiteral("A001C003"));
+        QStringLiteral("A001C003"));
 }
 
 TEST_F(MediaProbeClips, MissingFileIsAnEngineFailure)
