@@ -12,6 +12,8 @@ int projectCommand(const QStringList &arguments);
 int runHash(const QStringList &arguments);
 int runScan(const QStringList &arguments);
 int runCopy(const QStringList &arguments);
+int runIngest(const QStringList &arguments);
+int runWatch(const QStringList &arguments);
 
 const std::vector<Command> &commands()
 {
@@ -22,6 +24,8 @@ const std::vector<Command> &commands()
         {"probe", "Show what the media engine finds in media files", probeCommand},
         {"presets", "List the transcode presets", presetsCommand},
         {"project", "Create a project from a folder template, or list the templates", projectCommand},
+        {"ingest", "Queue sources into a project as the Import page does, and run the queue", runIngest},
+        {"watch", "Manage and run the folder-automation rules", runWatch},
     };
     return all;
 }

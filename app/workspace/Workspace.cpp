@@ -346,10 +346,10 @@ void Workspace::enqueue(bool start)
     }
 }
 
-void Workspace::queueImport()
+void Workspace::queueImport(bool start)
 {
     if (!m_rename) {
-        enqueue();
+        enqueue(start);
         return;
     }
     assign(m_renameConfirmation, true, &Workspace::renameConfirmationChanged);
@@ -359,7 +359,7 @@ void Workspace::queueImport()
                        "remain unchanged."));
     assign(m_renameConfirmation, false, &Workspace::renameConfirmationChanged);
     if (accepted)
-        enqueue();
+        enqueue(start);
 }
 
 // ---- Queueing transcodes

@@ -115,7 +115,7 @@ public:
     // Actions.
     void enqueue(bool start = true);
     // The Import page's "Queue & start": with renaming on, the previewed names are confirmed first.
-    void queueImport();
+    void queueImport(bool start = true);
     void enqueueTranscodes(bool start);
     void createProject();
     void openProject();
