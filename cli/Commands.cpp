@@ -15,6 +15,8 @@ int runCopy(const QStringList &arguments);
 int runTranscode(const QStringList &arguments);
 int runPreview(const QStringList &arguments);
 int queueCommand(const QStringList &arguments);
+int runIngest(const QStringList &arguments);
+int runWatch(const QStringList &arguments);
 
 const std::vector<Command> &commands()
 {
@@ -28,6 +30,8 @@ const std::vector<Command> &commands()
         {"preview", "Render a processed frame or a test clip with a preset", runPreview},
         {"project", "Create a project from a folder template, or list the templates", projectCommand},
         {"queue", "List, add to, run and change the stored queue", queueCommand},
+        {"ingest", "Queue sources into a project as the Import page does, and run the queue", runIngest},
+        {"watch", "Manage and run the folder-automation rules", runWatch},
     };
     return all;
 }
