@@ -60,6 +60,8 @@ TEST(StateStore, EveryKindOfRecordSurvivesSaveAndLoad)
     StateStore::save(state, dir.path());
     const QByteArray written = readFile(statePath(dir));
     EXPECT_EQ(written, StateStore::encode(state));
+    // The file says exactly what the records' own JSON forms say.
+    EXPECT_EQ(JsonCodec::parse(written), QJsonValue(state.toJson()));
     const AppState loaded = StateStore::load(dir.path());
     EXPECT_EQ(StateStore::encode(loaded), written);
     // Spot checks that the comparison above is of something real.
@@ -70,6 +72,29 @@ TEST(StateStore, EveryKindOfRecordSurvivesSaveAndLoad)
     EXPECT_FALSE(loaded.presets[1].encoding);
 }
 
+TEST(StateStore, ALongHistoryIsWrittenAndReadInOrder)
+{
+    // Long histories are written and read in parts; the parts must join seamlessly.
+    const AppState state = stateWithJobs(4321);
+    const QByteArray data = StateStore::encode(state);
+    EXPECT_EQ(JsonCodec::parse(data), QJsonValue(state.toJson()));
+    const AppState loaded = StateStore::decode(data);
+    ASSERT_EQ(loaded.jobs.size(), state.jobs.size());
+    for (std::size_t i = 0; i < state.jobs.size(); i += 997)
+        EXPECT_EQ(loaded.jobs[i].id, state.jobs[i].id);
+    EXPECT_EQ(StateStore::encode(loaded), data);
+
+    QRandomGenerator random(7);
+    for (int cut = 0; cut < 100; ++cut) {
+        const qsizetype length = random.bounded(qsizetype(data.size() - 2));
+        EXPECT_THROW(StateStore::decode(data.left(length)), DecodingError) << "cut at " << length;
+    }
+
+    QJsonObject damaged = state.toJson();
+    damaged["jobs"] = edited(damaged["jobs"], {"4000", "status"}, [](QJsonValue) { return QJsonValue("RUNNING"); });
+    EXPECT_THROW(StateStore::decode(JsonCodec::pretty(damaged)), DecodingError);
+}
+
 TEST(StateStore, WritesPrettyJsonWithSortedKeys)
 {
     TempDir dir;
@@ -77,8 +102,8 @@ TEST(StateStore, WritesPrettyJsonWithSortedKeys)
     const QByteArray data = readFile(statePath(dir));
     QStringList topKeys;
     for (const QByteArray &line : data.split('\n')) {
-        if (line.startsWith("    \"") && !line.startsWith("     "))
-            topKeys << QString::fromUtf8(line.mid(5, line.indexOf('"', 5) - 5));
+        if (line.startsWith("  \""))
+            topKeys << QString::fromUtf8(line.mid(3, line.indexOf('"', 3) - 3));
     }
     EXPECT_EQ(topKeys, QStringList({"ffmpeg", "jobs", "presets", "project", "projectGrant", "templates",
                                     "transcodeDestination", "version", "watches"}));
