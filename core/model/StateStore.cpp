@@ -352,37 +352,7 @@ std::optional<AppState> decodeInParts(const QByteArray &data)
     return state;
 }
 
-} // namespace
-
-QString directory()
-{
-    const QByteArray redirected = qgetenv("VANTOR_SUPPORT_DIR");
-    if (!redirected.isEmpty())
-        return QString::fromLocal8Bit(redirected);
-    return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + QStringLiteral("/Vantor");
-}
-
-AppState load(const QString &directory)
-{
-    FileIo::UniqueFd file;
-    try {
-        file = FileIo::open(statePath(directory), O_RDONLY);
-    } catch (const std::system_error &error) {
-        if (error.code().value() == ENOENT)
-            return AppState::fresh();
-        throw;
-    }
-    return decode(readWhole(file.get()));
-}
-
-void save(const AppState &state, const QString &directory)
-{
-    const QByteArray data = encode(state);
-    AtomicFile::makeFolders(directory);
-    AtomicFile::replace(statePath(directory), data);
-}
-
-QByteArray encode(const AppState &state)
+std::vector<QByteArray> encodeInPieces(const AppState &state)
 {
     // The jobs are most of the file: each part writes its share of them into its own text, and
     // the rest of the state is written around them.
@@ -411,11 +381,9 @@ QByteArray encode(const AppState &state)
     rest.transcodeDestination = state.transcodeDestination;
     const QJsonObject top = rest.toJson();
 
+    // The job texts are not copied into one buffer: the pieces go to the file one by one.
+    std::vector<QByteArray> pieces;
     QByteArray out;
-    qsizetype size = 65536;
-    for (const QByteArray &text : jobTexts)
-        size += text.size();
-    out.reserve(size);
     out += '{';
     bool first = true;
     for (auto member = top.constBegin(); member != top.constEnd(); ++member) {
@@ -425,15 +393,61 @@ QByteArray encode(const AppState &state)
         out += ": ";
         if (member.key() == QLatin1String("jobs") && !jobs.empty()) {
             out += '[';
-            for (const QByteArray &text : jobTexts)
-                out += text;
+            pieces.push_back(std::move(out));
+            out = QByteArray();
+            for (QByteArray &text : jobTexts)
+                pieces.push_back(std::move(text));
             out += "\n  ]";
         } else {
             JsonText::appendValue(out, member.value(), 1);
         }
     }
     out += "\n}\n";
-    return out;
+    pieces.push_back(std::move(out));
+    return pieces;
+}
+
+} // namespace
+
+QString directory()
+{
+    const QByteArray redirected = qgetenv("VANTOR_SUPPORT_DIR");
+    if (!redirected.isEmpty())
+        return QString::fromLocal8Bit(redirected);
+    return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + QStringLiteral("/Vantor");
+}
+
+AppState load(const QString &directory)
+{
+    FileIo::UniqueFd file;
+    try {
+        file = FileIo::open(statePath(directory), O_RDONLY);
+    } catch (const std::system_error &error) {
+        if (error.code().value() == ENOENT)
+            return AppState::fresh();
+        throw;
+    }
+    return decode(readWhole(file.get()));
+}
+
+void save(const AppState &state, const QString &directory)
+{
+    const std::vector<QByteArray> pieces = encodeInPieces(state);
+    AtomicFile::makeFolders(directory);
+    AtomicFile::replace(statePath(directory), pieces);
+}
+
+QByteArray encode(const AppState &state)
+{
+    const std::vector<QByteArray> pieces = encodeInPieces(state);
+    qsizetype size = 0;
+    for (const QByteArray &piece : pieces)
+        size += piece.size();
+    QByteArray data;
+    data.reserve(size);
+    for (const QByteArray &piece : pieces)
+        data += piece;
+    return data;
 }
 
 AppState decode(const QByteArray &data)

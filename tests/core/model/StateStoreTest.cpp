@@ -340,9 +340,10 @@ protected:
 TEST_F(StateStoreCrash, KillingASaveAtAnyOperationLeavesAWholeState)
 {
     ASSERT_TRUE(FileIo::Faults::available());
-    // One save is open, write, sync, close, rename, folder sync: kill before and after each.
+    // One save is open, writes, sync, close, rename, folder sync: kill before and after each op
+    // of the first two saves.
     for (const char *variable : {"VANTOR_FAULT_KILL_BEFORE", "VANTOR_FAULT_KILL_AFTER"}) {
-        for (int operation = 1; operation <= 14; ++operation) {
+        for (int operation = 1; operation <= 18; ++operation) {
             QProcessEnvironment faults;
             faults.insert(variable, QString::number(operation));
             std::unique_ptr<QProcess> child(startChild(faults));
