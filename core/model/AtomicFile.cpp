@@ -13,6 +13,11 @@ namespace vantor::AtomicFile {
 
 void replace(const QString &path, const QByteArray &data)
 {
+    replace(path, std::vector<QByteArray>{data});
+}
+
+void replace(const QString &path, const std::vector<QByteArray> &pieces)
+{
     const QFileInfo info(path);
     FileIo::UniqueFd folder = FileIo::open(info.absolutePath(), O_RDONLY | O_DIRECTORY);
     const QByteArray target = FileIo::encodeName(info.fileName());
@@ -21,7 +26,8 @@ void replace(const QString &path, const QByteArray &data)
 
     FileIo::UniqueFd file = FileIo::openAt(folder.get(), temporary, O_WRONLY | O_CREAT | O_EXCL, 0666);
     try {
-        FileIo::writeAll(file.get(), data.constData(), std::size_t(data.size()));
+        for (const QByteArray &piece : pieces)
+            FileIo::writeAll(file.get(), piece.constData(), std::size_t(piece.size()));
         FileIo::fsync(file.get());
         FileIo::closeChecked(file);
         FileIo::renameAt(folder.get(), temporary, folder.get(), target);

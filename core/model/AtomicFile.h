@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QString>
+#include <vector>
 
 namespace vantor::AtomicFile {
 
@@ -10,6 +11,8 @@ namespace vantor::AtomicFile {
 // closed (each checked), renamed over the target, and the folder is synced. On failure the
 // temporary file is removed and the old file is untouched. The folder must exist.
 void replace(const QString &path, const QByteArray &data);
+// The same with the content given in pieces, written one after the other.
+void replace(const QString &path, const std::vector<QByteArray> &pieces);
 
 // Makes `path` and its missing parents, syncing each parent that received a new entry.
 void makeFolders(const QString &path);

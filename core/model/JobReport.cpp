@@ -62,6 +62,9 @@ JobReport JobReport::fromJson(const QJsonValue &value)
 
 QByteArray JobReport::encodeQueue(const std::vector<MediaJob> &jobs)
 {
+    // An empty queue is written "[]" rather than the encoder's bracket pair on two lines.
+    if (jobs.empty())
+        return QByteArrayLiteral("[]");
     QJsonArray reports;
     for (const MediaJob &job : jobs)
         reports.append(JobReport(job).toJson());
