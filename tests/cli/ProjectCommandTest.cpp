@@ -3,7 +3,6 @@
 #include "projects/ProjectTemplateService.h"
 
 #include "ChildProcess.h"
-#include "QtPrint.h"
 #include "SampleRecords.h"
 #include "TempDir.h"
 

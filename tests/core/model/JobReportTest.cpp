@@ -1,7 +1,6 @@
 #include "model/JobReport.h"
 #include "model/JsonCodec.h"
 
-#include "QtPrint.h"
 #include "SampleRecords.h"
 #include "TempDir.h"
 

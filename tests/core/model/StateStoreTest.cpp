@@ -4,7 +4,6 @@
 #include "model/VantorError.h"
 #include "projects/ProjectTemplateService.h"
 
-#include "QtPrint.h"
 #include "SampleRecords.h"
 #include "TempDir.h"
 
