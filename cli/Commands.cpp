@@ -43,7 +43,8 @@ void printHelp()
     QTextStream out(stdout);
     out << "Usage: vantor [--self-test] [COMMAND [OPTIONS] [ARGUMENTS]]\n\n"
            "Copies camera media into a project with checksum verification and makes proxies\n"
-           "and deliverables from it. Without a command, opens the window.\n\n"
+           "and deliverables from it. Without a command it will open the window, which is not\n"
+           "built yet; the commands below do the work headless.\n\n"
            "Options:\n"
            "  -h, --help      Show this help and exit.\n"
            "  -v, --version   Show the version and exit.\n"
