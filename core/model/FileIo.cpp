@@ -72,12 +72,18 @@ int injectedError()
     return error != 0 ? error : EIO;
 }
 
+// A planned short write that lands on an operation other than a write fails it as a full disk.
+int errorFor(Fault fault)
+{
+    return fault == Fault::shortWrite ? ENOSPC : injectedError();
+}
+
 // Runs one mutating system call with its fault point.
 template <typename Call> void mutate(const char *operation, Call call)
 {
     const Fault fault = beforeMutation(operation);
     if (fault != Fault::none)
-        throwSystemError(fault == Fault::shortWrite ? ENOSPC : injectedError());
+        throwSystemError(errorFor(fault));
     if (call() != 0)
         throwSystemError(errno);
     afterMutation();
@@ -124,7 +130,7 @@ UniqueFd openAt(int dirFd, const QByteArray &name, int flags, mode_t mode)
     if (flags & O_CREAT) {
         const Fault fault = beforeMutation("open");
         if (fault != Fault::none)
-            throwSystemError(injectedError());
+            throwSystemError(errorFor(fault));
     }
     int fd;
     do {
@@ -185,7 +191,7 @@ void closeChecked(UniqueFd &fd)
     const Fault fault = beforeMutation("close");
     const int result = ::close(raw);
     if (fault != Fault::none)
-        throwSystemError(injectedError());
+        throwSystemError(errorFor(fault));
     if (result != 0 && errno != EINTR)
         throwSystemError(errno);
     afterMutation();
