@@ -43,6 +43,22 @@ protected:
 
     AppState stored() { return StateStore::load(dir.file(QStringLiteral("support"))); }
 
+    // Queues one big sparse file, whose copy keeps `vantor queue run` busy, and starts the run.
+    void startLongRun(QProcess &runner, const QStringList &options = {})
+    {
+        dir.makeDir(QStringLiteral("card/B002"));
+        QFile big(dir.file(QStringLiteral("card/B002/big.mov")));
+        ASSERT_TRUE(big.open(QIODevice::WriteOnly) && big.resize(qint64(4) << 30));
+        big.close();
+        ASSERT_EQ(vantor(QStringList{"queue", "add", "copy", "--root", dir.file("project")} + options
+                         + QStringList{dir.file("card/B002")})
+                      .exitCode,
+                  0);
+        runner.setProcessEnvironment(environment);
+        runner.start(test::vantorPath(), {QStringLiteral("queue"), QStringLiteral("run")});
+        ASSERT_TRUE(runner.waitForStarted());
+    }
+
     TempDir dir;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
 };
@@ -132,21 +148,8 @@ TEST_F(QueueCommandTest, AnUnreadableStateIsReportedAndLeftAlone)
 
 TEST_F(QueueCommandTest, ASecondProcessIsRefusedWhileTheFirstOwnsTheQueue)
 {
-    // A big sparse source keeps the first process busy copying for a while.
-    QFile big(dir.file(QStringLiteral("card/B002/big.mov")));
-    dir.makeDir(QStringLiteral("card/B002"));
-    ASSERT_TRUE(big.open(QIODevice::WriteOnly));
-    ASSERT_TRUE(big.resize(qint64(4) << 30));
-    big.close();
-    ASSERT_EQ(vantor({QStringLiteral("queue"), QStringLiteral("add"), QStringLiteral("copy"), QStringLiteral("--root"),
-                      dir.file(QStringLiteral("project")), QStringLiteral("--no-verify"), dir.file(QStringLiteral("card/B002"))})
-                  .exitCode,
-              0);
-
     QProcess runner;
-    runner.setProcessEnvironment(environment);
-    runner.start(test::vantorPath(), {QStringLiteral("queue"), QStringLiteral("run")});
-    ASSERT_TRUE(runner.waitForStarted());
+    startLongRun(runner, {"--no-verify"});
     const QString lockFile = dir.file(QStringLiteral("support/queue.lock"));
     for (int attempt = 0; attempt < 500; ++attempt) {
         if (vantor::test::readFile(lockFile).trimmed() == QByteArray::number(runner.processId()))
@@ -166,19 +169,8 @@ TEST_F(QueueCommandTest, ASecondProcessIsRefusedWhileTheFirstOwnsTheQueue)
 
 TEST_F(QueueCommandTest, InterruptCancelsTheRunningJobAndSavesTheQueue)
 {
-    QFile big(dir.file(QStringLiteral("card/B002/big.mov")));
-    dir.makeDir(QStringLiteral("card/B002"));
-    ASSERT_TRUE(big.open(QIODevice::WriteOnly));
-    ASSERT_TRUE(big.resize(qint64(4) << 30));
-    big.close();
-    ASSERT_EQ(vantor({QStringLiteral("queue"), QStringLiteral("add"), QStringLiteral("copy"), QStringLiteral("--root"),
-                      dir.file(QStringLiteral("project")), dir.file(QStringLiteral("card/B002"))})
-                  .exitCode,
-              0);
     QProcess runner;
-    runner.setProcessEnvironment(environment);
-    runner.start(test::vantorPath(), {QStringLiteral("queue"), QStringLiteral("run")});
-    ASSERT_TRUE(runner.waitForStarted());
+    startLongRun(runner);
     // Wait until the copy is well under way: its staging file holds several chunks.
     const QString project = dir.file(QStringLiteral("project"));
     const auto stagedBytes = [&] {
