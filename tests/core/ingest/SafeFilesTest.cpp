@@ -2,15 +2,18 @@
 #include "ingest/SafeFiles.h"
 #include "model/VantorError.h"
 
-#include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <csignal>
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 
 using namespace vantor;
-using vantor::test::TempDir;
+using test::listTree;
+using test::readFile;
 
 namespace {
 
@@ -24,6 +27,7 @@ QByteArray stage(const SafeFiles::ParentFolder &parent, const QByteArray &conten
     return name;
 }
 
+// The refusal's message, or "" when the action succeeded.
 QString messageOf(const std::function<void()> &action)
 {
     try {
@@ -34,149 +38,162 @@ QString messageOf(const std::function<void()> &action)
     return {};
 }
 
-} // namespace
-
-struct DescendantCase {
-    const char *child;
-    const char *root;
-    bool expected;
+class SafeFilesTest : public testing::Test {
+protected:
+    void TearDown() override { FileIo::Faults::clear(); }
+    test::TempDir dir;
+    const QString root = dir.makeDir(QStringLiteral("root"));
 };
 
-class DescendantTest : public ::testing::TestWithParam<DescendantCase> {};
+} // namespace
 
-TEST_P(DescendantTest, IsLexicalAndStrict)
+TEST(SafeFiles, DescendantAndLexicalComponentsAreLexical)
 {
-    EXPECT_EQ(SafeFiles::descendant(QLatin1String(GetParam().child), QLatin1String(GetParam().root)), GetParam().expected)
-        << GetParam().child << " under " << GetParam().root;
-}
-
-INSTANTIATE_TEST_SUITE_P(Paths, DescendantTest,
-                         ::testing::Values(DescendantCase{"/a/b", "/a/b", false}, DescendantCase{"/a/b/c", "/a/b", true},
-                                           DescendantCase{"/a/b/../c/x", "/a/b", false},
-                                           DescendantCase{"/a/B/x", "/a/b", false}, DescendantCase{"/a/bc", "/a/b", false},
-                                           DescendantCase{"/a/b/./c/", "/a/b/", true},
-                                           DescendantCase{"/a/b/c/..", "/a/b", false},
-                                           DescendantCase{"/../../a/b/c", "/a/b", true}, DescendantCase{"/x", "/", true},
-                                           DescendantCase{"/", "/", false}));
-
-TEST(SafeFilesTest, LexicalComponentsDropDotsAndNeverClimbAboveRoot)
-{
+    const struct {
+        const char *child, *root;
+        bool expected;
+    } cases[] = {{"/a/b", "/a/b", false}, {"/a/b/c", "/a/b", true}, {"/a/b/../c/x", "/a/b", false}, {"/a/B/x", "/a/b", false},
+                 {"/a/bc", "/a/b", false}, {"/a/b/./c/", "/a/b/", true}, {"/a/b/c/..", "/a/b", false},
+                 {"/../../a/b/c", "/a/b", true}, {"/x", "/", true}, {"/", "/", false}};
+    for (const auto &c : cases)
+        EXPECT_EQ(SafeFiles::descendant(QLatin1String(c.child), QLatin1String(c.root)), c.expected) << c.child << " in " << c.root;
     EXPECT_EQ(SafeFiles::lexicalComponents(QStringLiteral("/../a/./b/")), QStringList({"a", "b"}));
     EXPECT_EQ(SafeFiles::lexicalComponents(QStringLiteral("//a//b/../c")), QStringList({"a", "c"}));
     EXPECT_TRUE(SafeFiles::lexicalComponents(QStringLiteral("/..")).isEmpty());
 }
 
-TEST(SafeFilesTest, ExistingDirectoryRefusesLinksFilesAndReadOnlyFolders)
+TEST_F(SafeFilesTest, PrepareParentMakesTheChainAndRefusesEveryBadTarget)
 {
-    TempDir dir;
-    const QString real = dir.makeDir(QStringLiteral("real"));
-    EXPECT_NO_THROW(SafeFiles::existingDirectory(real));
-
-    const QString link = dir.file(QStringLiteral("link"));
-    ASSERT_TRUE(QFile::link(real, link));
-    EXPECT_EQ(messageOf([&] { SafeFiles::existingDirectory(link); }),
-              QStringLiteral("Select an available, real destination folder: ") + link);
-
-    const QString file = dir.write(QStringLiteral("file"), "x");
-    EXPECT_EQ(messageOf([&] { SafeFiles::existingDirectory(file); }),
-              QStringLiteral("Select an available, real destination folder: ") + file);
-
+    const QString outside = dir.makeDir(QStringLiteral("outside"));
+    ASSERT_TRUE(QFile::link(outside, root + QStringLiteral("/linked")));
+    ASSERT_TRUE(QFile::link(root, dir.file(QStringLiteral("rootlink"))));
+    dir.write(QStringLiteral("root/plain"), "x");
+    dir.write(QStringLiteral("root/taken.mov"), "old");
     const QString locked = dir.makeDir(QStringLiteral("locked"));
     QFile::setPermissions(locked, QFile::ReadOwner | QFile::ExeOwner);
-    EXPECT_EQ(messageOf([&] { SafeFiles::existingDirectory(locked); }),
-              QStringLiteral("The destination is read-only: ") + locked);
-
+    const QString escape = QStringLiteral("Output would escape the selected destination.");
+    const QString component = QStringLiteral("A destination component is a link or file: ") + root;
+    const QString unreal = QStringLiteral("Select an available, real destination folder: ");
+    const struct {
+        QString target, root, message;
+    } cases[] = {
+        {root + QStringLiteral("/../outside/x.mov"), root, escape},
+        {root, root, escape},
+        {root + QStringLiteral("/linked/sub/x.mov"), root, component + QStringLiteral("/linked")},
+        {root + QStringLiteral("/plain/x.mov"), root, component + QStringLiteral("/plain")},
+        {root + QStringLiteral("/taken.mov"), root, QStringLiteral("File already exists. Choose a different name or destination: taken.mov")},
+        {dir.file(QStringLiteral("rootlink/x.mov")), dir.file(QStringLiteral("rootlink")), unreal + dir.file(QStringLiteral("rootlink"))},
+        {root + QStringLiteral("/plain/x.mov"), root + QStringLiteral("/plain"), unreal + root + QStringLiteral("/plain")},
+        {locked + QStringLiteral("/x.mov"), locked, QStringLiteral("The destination is read-only: ") + locked},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(messageOf([&] { SafeFiles::prepareParent(c.target, c.root); }), c.message) << c.target.toStdString();
     EXPECT_THROW(SafeFiles::existingDirectory(dir.file(QStringLiteral("missing"))), std::system_error);
-}
+    EXPECT_TRUE(listTree(outside).isEmpty());
+    EXPECT_EQ(listTree(root), QStringList({"linked", "plain", "taken.mov"}));
 
-TEST(SafeFilesTest, PrepareParentMakesTheMissingChainAndPublishCommits)
-{
-    TempDir dir;
-    const QString root = dir.makeDir(QStringLiteral("root"));
     const QString target = root + QStringLiteral("/A001/CLIP/clip.mov");
     const SafeFiles::ParentFolder parent = SafeFiles::prepareParent(target, root);
     EXPECT_EQ(parent.targetPath(), target);
-    EXPECT_TRUE(QFileInfo(root + QStringLiteral("/A001/CLIP")).isDir());
-
-    const QByteArray staging = stage(parent, "picture");
-    SafeFiles::publish(parent, staging);
-    EXPECT_EQ(vantor::test::readFile(target), QByteArray("picture"));
-    EXPECT_EQ(vantor::test::listTree(root), QStringList({"A001/", "A001/CLIP/", "A001/CLIP/clip.mov"}));
+    SafeFiles::publish(parent, stage(parent, "picture"));
+    EXPECT_EQ(readFile(target), QByteArray("picture"));
 }
 
-TEST(SafeFilesTest, PrepareParentRefusesEscapesLinksFilesAndExistingTargets)
+TEST_F(SafeFilesTest, PublishNeverReplacesAndKeepsBothFiles)
 {
-    TempDir dir;
-    const QString root = dir.makeDir(QStringLiteral("root"));
-    const QString outside = dir.makeDir(QStringLiteral("outside"));
-    ASSERT_TRUE(QFile::link(outside, root + QStringLiteral("/linked")));
-    dir.write(QStringLiteral("root/plain"), "x");
-    dir.write(QStringLiteral("root/taken.mov"), "old");
-
-    EXPECT_EQ(messageOf([&] { SafeFiles::prepareParent(root + QStringLiteral("/../outside/x.mov"), root); }),
-              QStringLiteral("Output would escape the selected destination."));
-    EXPECT_EQ(messageOf([&] { SafeFiles::prepareParent(root, root); }),
-              QStringLiteral("Output would escape the selected destination."));
-    EXPECT_EQ(messageOf([&] { SafeFiles::prepareParent(root + QStringLiteral("/linked/sub/x.mov"), root); }),
-              QStringLiteral("A destination component is a link or file: ") + root + QStringLiteral("/linked"));
-    EXPECT_EQ(messageOf([&] { SafeFiles::prepareParent(root + QStringLiteral("/plain/x.mov"), root); }),
-              QStringLiteral("A destination component is a link or file: ") + root + QStringLiteral("/plain"));
-    EXPECT_EQ(messageOf([&] { SafeFiles::prepareParent(root + QStringLiteral("/taken.mov"), root); }),
-              QStringLiteral("File already exists. Choose a different name or destination: taken.mov"));
-    const QString rootLink = dir.file(QStringLiteral("rootlink"));
-    ASSERT_TRUE(QFile::link(root, rootLink));
-    EXPECT_EQ(messageOf([&] { SafeFiles::prepareParent(rootLink + QStringLiteral("/x.mov"), rootLink); }),
-              QStringLiteral("Select an available, real destination folder: ") + rootLink);
-
-    // Nothing was made anywhere by the refusals.
-    EXPECT_TRUE(vantor::test::listTree(outside).isEmpty());
-    EXPECT_EQ(vantor::test::listTree(root), QStringList({"linked", "plain", "taken.mov"}));
-}
-
-TEST(SafeFilesTest, PublishNeverReplacesAndKeepsBothFiles)
-{
-    TempDir dir;
-    const QString root = dir.makeDir(QStringLiteral("root"));
     const SafeFiles::ParentFolder parent = SafeFiles::prepareParent(root + QStringLiteral("/clip.mov"), root);
     const QByteArray staging = stage(parent, "new");
     dir.write(QStringLiteral("root/clip.mov"), "existing");
-
-    const QString message = messageOf([&] { SafeFiles::publish(parent, staging); });
-    EXPECT_EQ(message, QStringLiteral("Could not commit clip.mov: File exists. The existing destination was not replaced."));
-    EXPECT_EQ(vantor::test::readFile(root + QStringLiteral("/clip.mov")), QByteArray("existing"));
-    EXPECT_EQ(vantor::test::readFile(root + QLatin1Char('/') + QString::fromLatin1(staging)), QByteArray("new"));
+    EXPECT_EQ(messageOf([&] { SafeFiles::publish(parent, staging); }),
+              QStringLiteral("Could not commit clip.mov: File exists. The existing destination was not replaced."));
+    EXPECT_EQ(readFile(root + QStringLiteral("/clip.mov")), QByteArray("existing"));
+    EXPECT_EQ(readFile(root + QLatin1Char('/') + QString::fromLatin1(staging)), QByteArray("new"));
 }
 
-TEST(SafeFilesTest, TwoPublishersOfOneTargetHaveExactlyOneWinner)
+TEST_F(SafeFilesTest, TwoPublishersOfOneTargetHaveExactlyOneWinner)
 {
-    TempDir dir;
-    const QString root = dir.makeDir(QStringLiteral("root"));
     const QString target = root + QStringLiteral("/out/clip.mov");
     for (int round = 0; round < 200; ++round) {
-        const SafeFiles::ParentFolder first = SafeFiles::prepareParent(target, root);
-        const SafeFiles::ParentFolder second = SafeFiles::prepareParent(target, root);
-        const QByteArray firstStaging = stage(first, "first");
-        const QByteArray secondStaging = stage(second, "second");
-        bool firstWon = false, secondWon = false;
-        std::thread a([&] { firstWon = messageOf([&] { SafeFiles::publish(first, firstStaging); }).isEmpty(); });
-        std::thread b([&] { secondWon = messageOf([&] { SafeFiles::publish(second, secondStaging); }).isEmpty(); });
+        const SafeFiles::ParentFolder parents[2] = {SafeFiles::prepareParent(target, root), SafeFiles::prepareParent(target, root)};
+        const QByteArray stagings[2] = {stage(parents[0], "0"), stage(parents[1], "1")};
+        bool won[2] = {false, false};
+        std::thread a([&] { won[0] = messageOf([&] { SafeFiles::publish(parents[0], stagings[0]); }).isEmpty(); });
+        std::thread b([&] { won[1] = messageOf([&] { SafeFiles::publish(parents[1], stagings[1]); }).isEmpty(); });
         a.join();
         b.join();
-        ASSERT_NE(firstWon, secondWon);
-        const QByteArray loserStaging = firstWon ? secondStaging : firstStaging;
-        ASSERT_EQ(vantor::test::readFile(target), firstWon ? QByteArray("first") : QByteArray("second"));
-        ASSERT_EQ(vantor::test::readFile(root + QStringLiteral("/out/") + QString::fromLatin1(loserStaging)),
-                  firstWon ? QByteArray("second") : QByteArray("first"));
+        ASSERT_NE(won[0], won[1]);
+        const QString loser = root + QStringLiteral("/out/") + QString::fromLatin1(stagings[won[0] ? 1 : 0]);
+        ASSERT_EQ(readFile(target), won[0] ? "0" : "1");
+        ASSERT_EQ(readFile(loser), won[0] ? "1" : "0");
         QFile::remove(target);
-        QFile::remove(root + QStringLiteral("/out/") + QString::fromLatin1(loserStaging));
+        QFile::remove(loser);
     }
 }
 
-TEST(SafeFilesTest, StagingNamesAreHiddenAndReserved)
+// Every mutating step of prepareParent (two folders made, two parents synced) and of publish
+// (the exclusive rename, the parent's sync), failed in turn, reaches the caller; publish keeps
+// the staging file and nothing appears at the target.
+TEST_F(SafeFilesTest, EveryFailedStepReachesTheCaller)
 {
-    const QString name = QString::fromLatin1(SafeFiles::stagingName(QStringLiteral(".partial")));
-    EXPECT_TRUE(name.startsWith(QStringLiteral(".vantor-")));
-    EXPECT_TRUE(name.endsWith(QStringLiteral(".partial")));
-    EXPECT_EQ(name.size(), 8 + 36 + 8);
-    EXPECT_NE(name, QString::fromLatin1(SafeFiles::stagingName(QStringLiteral(".partial"))));
+    ASSERT_TRUE(FileIo::Faults::available());
+    for (const int error : {EIO, ENOSPC, EACCES}) {
+        for (long step = 1; step <= 4; ++step) {
+            SCOPED_TRACE(std::to_string(error) + " at step " + std::to_string(step));
+            const QString base = dir.makeDir(QStringLiteral("%1-%2").arg(error).arg(step));
+            FileIo::Faults::set({.failAt = step, .error = error});
+            try {
+                SafeFiles::prepareParent(base + QStringLiteral("/a/b/clip.mov"), base);
+                ADD_FAILURE() << "failed silently";
+            } catch (const std::system_error &thrown) {
+                EXPECT_EQ(thrown.code().value(), error);
+            }
+            FileIo::Faults::clear();
+            if (step > 2)
+                continue;
+            const QString target = base + QStringLiteral("/clip.mov");
+            const SafeFiles::ParentFolder parent = SafeFiles::prepareParent(target, base);
+            const QByteArray staging = stage(parent, "finished");
+            FileIo::Faults::set({.failAt = step, .error = error});
+            EXPECT_ANY_THROW(SafeFiles::publish(parent, staging));
+            FileIo::Faults::clear();
+            EXPECT_FALSE(QFileInfo::exists(target));
+            EXPECT_EQ(readFile(base + QLatin1Char('/') + QString::fromLatin1(staging)), "finished");
+        }
+    }
+    FileIo::Faults::set({});
+    SafeFiles::prepareParent(root + QStringLiteral("/a/b/clip.mov"), root);
+    EXPECT_EQ(FileIo::Faults::mutatingCount(), 4);
+}
+
+// A racer process exchanges the real "a" with a link to the outside folder and back, so at
+// every moment one of the two stands at "a"; a refusal is fine, writing outside is not.
+TEST_F(SafeFilesTest, AFolderSwappedForALinkIsNeverFollowed)
+{
+    const QString outside = dir.makeDir(QStringLiteral("outside"));
+    dir.makeDir(QStringLiteral("root/a/b"));
+    const QByteArray folder = QFile::encodeName(root + QStringLiteral("/a"));
+    const QByteArray link = QFile::encodeName(root + QStringLiteral("/a.link"));
+    ASSERT_EQ(::symlink(QFile::encodeName(outside).constData(), link.constData()), 0);
+    const pid_t racer = ::fork();
+    if (racer == 0) {
+        for (;;) {
+            ::renameat2(AT_FDCWD, folder.constData(), AT_FDCWD, link.constData(), RENAME_EXCHANGE);
+            ::usleep(50);
+        }
+    }
+    int published = 0, refused = 0;
+    for (int round = 0; round < 10000; ++round) {
+        try {
+            const SafeFiles::ParentFolder parent = SafeFiles::prepareParent(root + QStringLiteral("/a/b/clip%1.mov").arg(round), root);
+            SafeFiles::publish(parent, stage(parent, "x"));
+            ++published;
+        } catch (const std::exception &) {
+            ++refused;
+        }
+    }
+    ::kill(racer, SIGKILL);
+    ::waitpid(racer, nullptr, 0);
+    EXPECT_TRUE(listTree(outside).isEmpty());
+    EXPECT_GT(published, 0);
+    EXPECT_GT(refused, 0) << "the racer never got in the way; the test proved nothing";
 }
