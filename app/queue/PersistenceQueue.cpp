@@ -41,6 +41,12 @@ std::size_t PersistenceQueue::deepestBacklog() const
     return m_deepestBacklog;
 }
 
+std::size_t PersistenceQueue::pending() const
+{
+    std::lock_guard lock(m_mutex);
+    return m_tasks.size() + (m_busy ? 1 : 0);
+}
+
 void PersistenceQueue::run()
 {
     // Thread names are limited to 15 characters; the tail of the label is the telling part.

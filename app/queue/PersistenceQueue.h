@@ -23,6 +23,7 @@ public:
 
     QString label() const { return m_label; }
     std::size_t deepestBacklog() const; // the most tasks ever waiting at once
+    std::size_t pending() const;        // tasks queued and not yet finished
 
 private:
     void run();

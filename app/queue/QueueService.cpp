@@ -20,6 +20,9 @@ const QString cancelledMessage = QStringLiteral("Cancelled. Original media was p
 const QString interruptedMessage = QStringLiteral(
     "Interrupted by application shutdown. Retry to restart the unfinished phase. Original media is preserved.");
 
+// How many state writes may wait before the next job is held back.
+constexpr std::size_t maxPendingWrites = 4;
+
 double monotonicSeconds()
 {
     using namespace std::chrono;
@@ -171,6 +174,12 @@ void QueueService::process()
     if (m_paused) {
         // Paused with nothing running: look again shortly, as a resume may come at any time.
         QTimer::singleShot(200, this, [this] { process(); });
+        return;
+    }
+    if (m_persistence.pending() > maxPendingWrites) {
+        // Every save is written in full and none is dropped, so a disk slower than the jobs
+        // must slow the jobs: otherwise the waiting snapshots would grow without bound.
+        QTimer::singleShot(5, this, [this] { process(); });
         return;
     }
     startJob(*next);

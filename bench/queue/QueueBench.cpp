@@ -16,6 +16,8 @@
 #include <QFile>
 #include <QTimer>
 
+using namespace vantor;
+
 namespace {
 
 AppState historyOf(int count, const QString &root)
