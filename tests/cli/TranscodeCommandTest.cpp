@@ -2,7 +2,6 @@
 #include "ChildProcess.h"
 #include "ClipMaker.h"
 #include "TempDir.h"
-
 #include "model/JobControl.h"
 #include "model/StateStore.h"
 #include "transcode/PresetService.h"
@@ -12,30 +11,13 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QThread>
-#include <gtest/gtest.h>
 #include <csignal>
-#include <functional>
+#include <gtest/gtest.h>
 
 namespace vantor {
 namespace {
-
-using test::TempDir;
-
-QString script(const TempDir &dir, const QString &name, const QByteArray &body)
-{
-    const QString path = dir.write(name, "#!/bin/bash\n" + body);
-    QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    return path;
-}
-
-// An engine folder: the given ffmpeg script and the real ffprobe beside it.
-QString engine(const TempDir &dir, const QByteArray &body)
-{
-    const QString ffmpeg = script(dir, QStringLiteral("engine/ffmpeg"), body);
-    QFile::link(QStringLiteral("/usr/bin/ffprobe"), dir.file(QStringLiteral("engine/ffprobe")));
-    return ffmpeg;
-}
 
 MediaInfo probe(const QString &path)
 {
@@ -45,108 +27,92 @@ MediaInfo probe(const QString &path)
 
 // Every case gets its own output folder, support folder and temporary directory, so whatever a
 // command leaves behind shows.
-class CommandTest : public ::testing::Test {
+class CommandTest : public testing::Test {
 public:
-    TempDir dir;
-    QString out = dir.makeDir(QStringLiteral("out"));
-    QString temporary = dir.makeDir(QStringLiteral("tmp"));
+    test::TempDir dir;
+    QString out = dir.makeDir("out");
+    QString temporary = dir.makeDir("tmp");
     QProcessEnvironment environment = [this] {
         QProcessEnvironment variables = QProcessEnvironment::systemEnvironment();
-        variables.remove(QStringLiteral("VANTOR_ENGINE"));
-        variables.insert(QStringLiteral("VANTOR_SUPPORT_DIR"), dir.file(QStringLiteral("support")));
-        variables.insert(QStringLiteral("TMPDIR"), temporary);
+        variables.remove("VANTOR_ENGINE");
+        variables.insert("VANTOR_SUPPORT_DIR", dir.file("support"));
+        variables.insert("TMPDIR", temporary);
         return variables;
     }();
 
-    QString clip(const QString &name, double seconds = 0.5, const QString &timecode = QStringLiteral("01:00:00:00"))
+    QString clip(const QString &name = "clip.mov", double seconds = 0.5, const QString &timecode = "01:00:00:00")
     {
-        test::ClipSpec spec;
-        spec.seconds = seconds;
-        spec.timecode = timecode;
-        return test::makeClip(dir.file(name), spec);
+        return test::makeClip(dir.file(name), { .seconds = seconds, .timecode = timecode });
+    }
+    QString script(const QString &name, const QByteArray &body)
+    {
+        const QString path = dir.write(name, "#!/bin/bash\n" + body);
+        QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        return path;
+    }
+    // Runs the command with the given ffmpeg script, the real ffprobe beside it.
+    void useEngine(const QByteArray &body)
+    {
+        environment.insert("VANTOR_ENGINE", script("engine/ffmpeg", body));
+        QFile::link("/usr/bin/ffprobe", dir.file("engine/ffprobe"));
     }
     test::ProcessResult vantor(const QStringList &arguments) { return test::runVantor(arguments, environment); }
     QStringList outputs() const { return QDir(out).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot); }
     bool temporaryIsEmpty() const { return QDir(temporary).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot); }
+    QStringList review(const QString &source) { return { "-p", "Review File", "--burn-filename", "-o", out, source }; }
 };
 
-// ---- Every built-in preset on a 1280×720 clip with timecode
-
-class BuiltInPresets : public CommandTest, public ::testing::WithParamInterface<QString> {
+class BuiltInPresets : public CommandTest, public testing::WithParamInterface<int> {
 protected:
     static void SetUpTestSuite()
     {
-        media = new TempDir;
-        test::ClipSpec spec;
-        spec.width = 1280;
-        spec.height = 720;
-        spec.seconds = 3;
-        spec.timecode = QStringLiteral("01:00:00:00");
-        source = test::makeClip(media->file(QStringLiteral("A001C001.mov")), spec);
+        media = new test::TempDir;
+        source = test::makeClip(media->file("A001C001.mov"), { .width = 1280, .height = 720, .seconds = 3, .timecode = "01:00:00:00" });
     }
-    static void TearDownTestSuite()
-    {
-        delete media;
-        media = nullptr;
-    }
-    static inline TempDir *media = nullptr;
+    static void TearDownTestSuite() { delete media; }
+    static inline test::TempDir *media = nullptr;
     static inline QString source;
 };
 
 TEST_P(BuiltInPresets, TranscodeToWhatThePresetPromises)
 {
-    TranscodePreset preset;
-    for (const TranscodePreset &candidate : PresetService::defaults())
-        if (candidate.name == GetParam())
-            preset = candidate;
-    const test::ProcessResult result = vantor({QStringLiteral("transcode"), QStringLiteral("-p"), GetParam(),
-                                               QStringLiteral("-o"), out, source});
+    const TranscodePreset preset = PresetService::defaults().at(GetParam());
+    const test::ProcessResult result = vantor({ "transcode", "-p", preset.name, "-o", out, source });
     ASSERT_EQ(result.exitCode, 0) << result.errText().toStdString();
-    const QString name = QStringLiteral("A001C001") + preset.suffix + QLatin1Char('.') + preset.container;
-    EXPECT_EQ(result.outText(), out + QLatin1Char('/') + name + QLatin1Char('\n'));
-    EXPECT_EQ(outputs(), QStringList{name});
-
-    const MediaInfo info = probe(out + QLatin1Char('/') + name);
-    EXPECT_EQ(info.codec, preset.codec.isProRes() ? QStringLiteral("prores") : QStringLiteral("h264"));
-    EXPECT_EQ(info.width, 1280);
-    EXPECT_EQ(info.height, 720);
+    const QString name = "A001C001" + preset.suffix + '.' + preset.container;
+    EXPECT_EQ(result.outText(), out + '/' + name + '\n');
+    EXPECT_EQ(outputs(), QStringList { name });
+    const MediaInfo info = probe(out + '/' + name);
+    EXPECT_EQ(info.codec, preset.codec.isProRes() ? "prores" : "h264");
+    EXPECT_EQ(std::make_pair(info.width, info.height), std::make_pair(qint64(1280), qint64(720)));
     EXPECT_NEAR(info.duration, 3.0, 0.1);
-    EXPECT_EQ(info.timecode, QStringLiteral("01:00:00:00"));
+    EXPECT_EQ(info.timecode, QString("01:00:00:00"));
     EXPECT_EQ(info.audioTracks.size(), 1);
     EXPECT_TRUE(temporaryIsEmpty());
 }
 
-INSTANTIATE_TEST_SUITE_P(All, BuiltInPresets,
-                         ::testing::Values(QStringLiteral("Editorial Proxy"), QStringLiteral("Review File"),
-                                           QStringLiteral("Client Review"), QStringLiteral("YouTube Master"),
-                                           QStringLiteral("Festival Screener"), QStringLiteral("ProRes Master"),
-                                           QStringLiteral("Archive Master")),
-                         [](const auto &info) { return QString(info.param).remove(QLatin1Char(' ')).toStdString(); });
+INSTANTIATE_TEST_SUITE_P(All, BuiltInPresets, testing::Range(0, 7),
+    [](const auto &info) { return QString(PresetService::defaults().at(info.param).name).remove(' ').toStdString(); });
 
-// ---- Bad input: its message, nothing at the output's name, no temporary file
-
+// Bad input: its message, nothing at the output's name, no temporary file.
 struct BadInput {
     std::string name;
-    // Prepares the case and returns the command's arguments after "transcode".
-    std::function<QStringList(CommandTest &)> arrange;
+    std::function<QStringList(CommandTest &)> arrange; // the arguments after "transcode"
     QString message;
 };
 
-class BadInputs : public CommandTest, public ::testing::WithParamInterface<BadInput> {};
+class BadInputs : public CommandTest, public testing::WithParamInterface<BadInput> { };
 
 TEST_P(BadInputs, EndWithTheirMessageAndLeaveNothing)
 {
-    QStringList arguments = GetParam().arrange(*this);
+    const QStringList arguments = QStringList { "transcode" } + GetParam().arrange(*this);
     const QStringList before = outputs();
-    arguments.prepend(QStringLiteral("transcode"));
     // A case that hides the engine runs the command in a mount namespace of its own.
-    const QString hide = environment.value(QStringLiteral("VANTOR_HIDE"));
-    const test::ProcessResult result =
-        hide.isEmpty() ? vantor(arguments)
-                       : test::runProgram(QStringLiteral("unshare"),
-                                          QStringList{QStringLiteral("--mount"), hide, test::vantorPath()} + arguments,
-                                          environment);
-    if (result.errText().contains(QStringLiteral("skip: ")))
+    const QString hide = environment.value("VANTOR_HIDE");
+    const test::ProcessResult result = hide.isEmpty()
+        ? vantor(arguments)
+        : test::runProgram("unshare", QStringList { "--mount", hide, test::vantorPath() } + arguments, environment);
+    if (result.errText().contains("skip: "))
         GTEST_SKIP() << result.errText().toStdString();
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_TRUE(result.errText().contains(GetParam().message)) << result.errText().toStdString();
@@ -155,118 +121,75 @@ TEST_P(BadInputs, EndWithTheirMessageAndLeaveNothing)
     EXPECT_TRUE(result.outText().isEmpty());
 }
 
-void PrintTo(const BadInput &input, std::ostream *out)
-{
-    *out << input.name;
-}
+void PrintTo(const BadInput &input, std::ostream *out) { *out << input.name; }
 
-QStringList review(CommandTest &test, const QString &source)
-{
-    return {QStringLiteral("-p"), QStringLiteral("Review File"), QStringLiteral("--burn-filename"),
-            QStringLiteral("-o"), test.dir.file(QStringLiteral("out")), source};
-}
+using C = CommandTest;
 
-INSTANTIATE_TEST_SUITE_P(
-    Cases, BadInputs,
-    ::testing::Values(
-        BadInput{"SourceWithoutVideo",
-                 [](CommandTest &test) {
-                     const QString voice = test.dir.file(QStringLiteral("voice.m4a"));
-                     test::runFfmpeg({QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
-                                      QStringLiteral("sine=duration=0.5"), voice});
-                     return review(test, voice);
-                 },
-                 QStringLiteral("No supported video stream in voice.m4a. Use Copy & organize for audio and sidecars.")},
-        BadInput{"MissingEngine",
-                 [](CommandTest &test) {
-                     // The system's own ffmpeg is hidden in a mount namespace of this command alone.
-                     const QString wrapper = script(
-                         test.dir, QStringLiteral("hide.sh"),
-                         "mount --bind /dev/null /usr/bin/ffmpeg 2>/dev/null || { echo 'skip: no mount namespace' >&2; exit 1; }\n"
-                         "[ -x /usr/local/bin/ffmpeg ] && { echo 'skip: /usr/local/bin/ffmpeg' >&2; exit 1; }\n"
-                         "exec \"$@\"\n");
-                     test.environment.insert(QStringLiteral("VANTOR_HIDE"), wrapper);
-                     return review(test, test.clip(QStringLiteral("clip.mov")));
-                 },
-                 QStringLiteral("The processing engine is missing. Reinstall Vantor or contact support.")},
-        BadInput{"FailingEngine",
-                 [](CommandTest &test) {
-                     // Writes half an output first, as a crashing encoder would.
-                     test.environment.insert(QStringLiteral("VANTOR_ENGINE"),
-                                             engine(test.dir, "printf partial > \"${@: -1}\"\necho 'Conversion failed!'\nexit 3\n"));
-                     return review(test, test.clip(QStringLiteral("clip.mov")));
-                 },
-                 QStringLiteral("Media engine failed (3).\nConversion failed!")},
-        BadInput{"TimecodeBurnInWithoutTimecode",
-                 [](CommandTest &test) {
-                     const QString source = test.clip(QStringLiteral("untimed.mov"), 0.5, QString());
-                     return review(test, source) << QStringLiteral("--burn-timecode");
-                 },
-                 QStringLiteral("Timecode burn-in requires source timecode. Disable it for clips without timecode.")},
-        BadInput{"OutputNameTaken",
-                 [](CommandTest &test) {
-                     test.dir.write(QStringLiteral("out/clip_REVIEW.mp4"), "earlier work");
-                     return review(test, test.clip(QStringLiteral("clip.mov")));
-                 },
-                 QStringLiteral("File already exists. Choose a different name or destination: clip_REVIEW.mp4")},
-        BadInput{"ShortOutput",
-                 [](CommandTest &test) {
-                     // The real engine, told to stop after 0.2 s of a 3-second source.
-                     test.environment.insert(QStringLiteral("VANTOR_ENGINE"),
-                                             engine(test.dir, "a=(\"$@\"); n=${#a[@]}\n"
-                                                              "exec /usr/bin/ffmpeg \"${a[@]:0:n-3}\" -t 0.2 \"${a[@]:n-3}\"\n"));
-                     return review(test, test.clip(QStringLiteral("clip.mov"), 3.0));
-                 },
-                 QStringLiteral("The output duration does not match the source. Output was not committed.")},
-        BadInput{"TruncatedOutput",
-                 [](CommandTest &test) {
-                     test.environment.insert(QStringLiteral("VANTOR_ENGINE"),
-                                             engine(test.dir, "/usr/bin/ffmpeg \"$@\" || exit\ntruncate -s 100 \"${@: -1}\"\n"));
-                     return review(test, test.clip(QStringLiteral("clip.mov")));
-                 },
-                 QStringLiteral("Output validation failed. The incomplete transcode was discarded.")},
-        BadInput{"MissingOutputFolder",
-                 [](CommandTest &test) {
-                     return QStringList{QStringLiteral("-p"), QStringLiteral("Review File"), QStringLiteral("-o"),
-                                        test.dir.file(QStringLiteral("out/none")), test.clip(QStringLiteral("clip.mov"))};
-                 },
-                 QStringLiteral("Select an available, real destination folder: ")},
-        BadInput{"InvalidOption",
-                 [](CommandTest &test) {
-                     return review(test, test.clip(QStringLiteral("clip.mov"))) << QStringLiteral("--quality")
-                                                                                << QStringLiteral("99");
-                 },
-                 QStringLiteral("Invalid resolution, scale, quality or bitrate.")},
-        BadInput{"UnknownPreset",
-                 [](CommandTest &test) {
-                     return QStringList{QStringLiteral("-p"), QStringLiteral("Dailies"), test.clip(QStringLiteral("clip.mov"))};
-                 },
-                 QString::fromUtf8("No preset is named “Dailies”.")},
-        BadInput{"UnreadableState",
-                 [](CommandTest &test) {
-                     test.dir.write(QStringLiteral("support/state.json"), "{ not json");
-                     return review(test, test.clip(QStringLiteral("clip.mov")));
-                 },
-                 QStringLiteral("Saved state could not be read: ")}),
+INSTANTIATE_TEST_SUITE_P(Cases, BadInputs,
+    testing::Values(
+        BadInput { "SourceWithoutVideo",
+            [](C &c) {
+                test::runFfmpeg({ "-f", "lavfi", "-i", "sine=duration=0.5", c.dir.file("voice.m4a") });
+                return c.review(c.dir.file("voice.m4a"));
+            },
+            "No supported video stream in voice.m4a. Use Copy & organize for audio and sidecars." },
+        BadInput { "MissingEngine",
+            [](C &c) {
+                // The system's own ffmpeg is hidden in a mount namespace of this command alone.
+                c.environment.insert("VANTOR_HIDE", c.script("hide.sh",
+                    "mount --bind /dev/null /usr/bin/ffmpeg 2>/dev/null || { echo 'skip: no mount namespace' >&2; exit 1; }\n"
+                    "[ -x /usr/local/bin/ffmpeg ] && { echo 'skip: /usr/local/bin/ffmpeg' >&2; exit 1; }\nexec \"$@\"\n"));
+                return c.review(c.clip());
+            },
+            "The processing engine is missing. Reinstall Vantor or contact support." },
+        BadInput { "FailingEngine",
+            [](C &c) {
+                // Writes half an output first, as a crashing encoder would.
+                c.useEngine("printf partial > \"${@: -1}\"\necho 'Conversion failed!'\nexit 3\n");
+                return c.review(c.clip());
+            },
+            "Media engine failed (3).\nConversion failed!" },
+        BadInput { "TimecodeBurnInWithoutTimecode",
+            [](C &c) { return c.review(c.clip("untimed.mov", 0.5, {})) << "--burn-timecode"; },
+            "Timecode burn-in requires source timecode. Disable it for clips without timecode." },
+        BadInput { "OutputNameTaken",
+            [](C &c) {
+                c.dir.write("out/clip_REVIEW.mp4", "earlier work");
+                return c.review(c.clip());
+            },
+            "File already exists. Choose a different name or destination: clip_REVIEW.mp4" },
+        BadInput { "ShortOutput",
+            [](C &c) {
+                // The real engine, told to stop after 0.2 s of a 3-second source.
+                c.useEngine("a=(\"$@\"); n=${#a[@]}\nexec /usr/bin/ffmpeg \"${a[@]:0:n-3}\" -t 0.2 \"${a[@]:n-3}\"\n");
+                return c.review(c.clip("clip.mov", 3.0));
+            },
+            "The output duration does not match the source. Output was not committed." },
+        BadInput { "TruncatedOutput",
+            [](C &c) {
+                c.useEngine("/usr/bin/ffmpeg \"$@\" || exit\ntruncate -s 100 \"${@: -1}\"\n");
+                return c.review(c.clip());
+            },
+            "Output validation failed. The incomplete transcode was discarded." },
+        BadInput { "MissingOutputFolder",
+            [](C &c) { return QStringList { "-p", "Review File", "-o", c.dir.file("out/none"), c.clip() }; },
+            "Select an available, real destination folder: " },
+        BadInput { "UnknownPreset", [](C &c) { return QStringList { "-p", "Dailies", c.clip() }; }, "No preset is named “Dailies”." }),
     [](const auto &info) { return info.param.name; });
 
 TEST_F(CommandTest, DryRunPrintsTheEngineArgumentsAndRunsNothing)
 {
-    const QString source = clip(QStringLiteral("A001C002.mov"));
-    const test::ProcessResult result =
-        vantor({QStringLiteral("transcode"), QStringLiteral("--dry-run"), QStringLiteral("-p"), QStringLiteral("Editorial Proxy"),
-                QStringLiteral("--width"), QStringLiteral("160"), QStringLiteral("--burn-filename"), source});
+    const QString source = clip("A001C002.mov");
+    const test::ProcessResult result
+        = vantor({ "transcode", "--dry-run", "-p", "Editorial Proxy", "--width", "160", "--burn-filename", source });
     ASSERT_EQ(result.exitCode, 0) << result.errText().toStdString();
-    const QStringList lines = result.outText().split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    const QStringList lines = result.outText().split('\n', Qt::SkipEmptyParts);
     ASSERT_GE(lines.size(), 20);
-    EXPECT_EQ(lines.first(), QStringLiteral("-hide_banner"));
-    EXPECT_EQ(lines.at(lines.indexOf(QStringLiteral("-i")) + 1), source);
-    EXPECT_TRUE(lines.at(lines.indexOf(QStringLiteral("-vf")) + 1).startsWith(QStringLiteral("scale=160:90:flags=lanczos,drawtext=")));
-    EXPECT_EQ(lines.mid(lines.size() - 3, 2), (QStringList{QStringLiteral("-f"), QStringLiteral("mov")}));
-    EXPECT_TRUE(QFileInfo(lines.last()).fileName().startsWith(QStringLiteral(".vantor-")));
-    EXPECT_TRUE(lines.last().endsWith(QStringLiteral("-encode.partial")));
-    EXPECT_EQ(QFileInfo(lines.last()).path(), dir.path());
-    EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden), QStringList{QStringLiteral("A001C002.mov")});
+    EXPECT_EQ(lines.mid(0, lines.indexOf("-i") + 2).join(' '), "-hide_banner -nostdin -n -loglevel warning -progress pipe:1 -stats_period 0.25 -i " + source);
+    EXPECT_TRUE(lines.at(lines.indexOf("-vf") + 1).startsWith("scale=160:90:flags=lanczos,drawtext="));
+    EXPECT_EQ(lines.mid(lines.size() - 3, 2), (QStringList { "-f", "mov" }));
+    EXPECT_TRUE(QRegularExpression("^" + QRegularExpression::escape(dir.path()) + "/\\.vantor-.*-encode\\.partial$").match(lines.last()).hasMatch()) << lines.last().toStdString();
+    EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden), QStringList { "A001C002.mov" });
     EXPECT_TRUE(temporaryIsEmpty());
 }
 
@@ -274,83 +197,66 @@ TEST_F(CommandTest, StoredPresetsAreFoundAndTheStateIsOnlyRead)
 {
     AppState state = AppState::fresh();
     TranscodePreset tiny = PresetService::defaults().first();
-    tiny.name = QStringLiteral("Tiny Proxy");
-    tiny.maxWidth = 64;
-    tiny.suffix = QStringLiteral("_TINY");
+    tiny.name = "Tiny Proxy", tiny.maxWidth = 64, tiny.suffix = "_TINY";
     state.presets.push_back(tiny);
-    StateStore::save(state, dir.file(QStringLiteral("support")));
-    const QByteArray saved = test::readFile(dir.file(QStringLiteral("support/state.json")));
-
-    const test::ProcessResult result = vantor({QStringLiteral("transcode"), QStringLiteral("-p"), QStringLiteral("Tiny Proxy"),
-                                               QStringLiteral("-o"), out, clip(QStringLiteral("clip.mov"))});
+    StateStore::save(state, dir.file("support"));
+    const QByteArray saved = test::readFile(dir.file("support/state.json"));
+    const test::ProcessResult result = vantor({ "transcode", "-p", "Tiny Proxy", "-o", out, clip() });
     ASSERT_EQ(result.exitCode, 0) << result.errText().toStdString();
-    EXPECT_EQ(probe(out + QStringLiteral("/clip_TINY.mov")).width, 64);
-    EXPECT_EQ(test::readFile(dir.file(QStringLiteral("support/state.json"))), saved);
-    EXPECT_EQ(QDir(dir.file(QStringLiteral("support"))).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
-              QStringList{QStringLiteral("state.json")});
+    EXPECT_EQ(probe(out + "/clip_TINY.mov").width, 64);
+    EXPECT_EQ(test::readFile(dir.file("support/state.json")), saved);
+    EXPECT_EQ(QDir(dir.file("support")).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot), QStringList { "state.json" });
 }
 
 TEST_F(CommandTest, SeveralSourcesGoBesideEachOneAndAFailureDoesNotStopTheRest)
 {
-    dir.makeDir(QStringLiteral("a"));
-    dir.makeDir(QStringLiteral("b"));
-    const QString first = clip(QStringLiteral("a/one.mov"));
-    const QString second = clip(QStringLiteral("b/two.mov"));
-    const test::ProcessResult result =
-        vantor({QStringLiteral("transcode"), QStringLiteral("-p"), QStringLiteral("Client Review"), first,
-                dir.file(QStringLiteral("missing.mov")), second});
+    dir.makeDir("a");
+    dir.makeDir("b");
+    const test::ProcessResult result
+        = vantor({ "transcode", "-p", "Client Review", clip("a/one.mov"), dir.file("missing.mov"), clip("b/two.mov") });
     EXPECT_EQ(result.exitCode, 1);
-    EXPECT_TRUE(QFileInfo::exists(dir.file(QStringLiteral("a/one_CLIENT.mp4"))));
-    EXPECT_TRUE(QFileInfo::exists(dir.file(QStringLiteral("b/two_CLIENT.mp4"))));
-    EXPECT_EQ(result.outText().count(QLatin1Char('\n')), 2);
+    EXPECT_TRUE(QFileInfo::exists(dir.file("a/one_CLIENT.mp4")));
+    EXPECT_TRUE(QFileInfo::exists(dir.file("b/two_CLIENT.mp4")));
+    EXPECT_EQ(result.outText().count('\n'), 2);
 }
 
 TEST_F(CommandTest, InterruptCancelsAndPublishesNothing)
 {
     // The engine reads in real time, so the encode is surely running when the signal comes.
-    environment.insert(QStringLiteral("VANTOR_ENGINE"), engine(dir, "exec /usr/bin/ffmpeg -re \"$@\"\n"));
-    const QString source = clip(QStringLiteral("long.mov"), 30.0);
+    useEngine("exec /usr/bin/ffmpeg -re \"$@\"\n");
     QProcess process;
     process.setProcessEnvironment(environment);
-    process.start(test::vantorPath(), {QStringLiteral("transcode"), QStringLiteral("-p"), QStringLiteral("Editorial Proxy"),
-                                       QStringLiteral("--burn-timecode"), QStringLiteral("-o"), out, source});
+    process.start(test::vantorPath(), { "transcode", "-p", "Editorial Proxy", "--burn-timecode", "-o", out, clip("long.mov", 30.0) });
     ASSERT_TRUE(process.waitForStarted());
-    bool encoding = false;
-    for (int i = 0; i < 3000 && !encoding; ++i) {
-        encoding = !outputs().isEmpty();
-        if (!encoding)
-            QThread::msleep(10);
-    }
-    ASSERT_TRUE(encoding);
+    for (int i = 0; i < 3000 && outputs().isEmpty(); ++i)
+        QThread::msleep(10);
+    ASSERT_FALSE(outputs().isEmpty()) << "the encode never started";
     ::kill(pid_t(process.processId()), SIGINT);
     ASSERT_TRUE(process.waitForFinished(60000));
     EXPECT_EQ(process.exitCode(), 130);
-    EXPECT_TRUE(QString::fromUtf8(process.readAllStandardError()).contains(QStringLiteral("Cancelled")));
+    EXPECT_TRUE(QString::fromUtf8(process.readAllStandardError()).contains("Cancelled"));
     EXPECT_TRUE(outputs().isEmpty());
     EXPECT_TRUE(temporaryIsEmpty());
 }
 
-TEST_F(CommandTest, PreviewPrintsTheFrameAndTheEstimate)
+TEST_F(CommandTest, PreviewPrintsTheFrameOrClipAndTheEstimate)
 {
-    const QString source = clip(QStringLiteral("clip.mov"), 1.0);
-    const test::ProcessResult frame = vantor({QStringLiteral("preview"), QStringLiteral("-p"), QStringLiteral("Editorial Proxy"),
-                                              QStringLiteral("--at"), QStringLiteral("0.5"), QStringLiteral("--burn-timecode"), source});
+    const QString source = clip("clip.mov", 1.0);
+    const test::ProcessResult frame = vantor({ "preview", "-p", "Editorial Proxy", "--at", "0.5", "--burn-timecode", source });
     ASSERT_EQ(frame.exitCode, 0) << frame.errText().toStdString();
-    const QStringList lines = frame.outText().split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    const QStringList lines = frame.outText().split('\n', Qt::SkipEmptyParts);
     ASSERT_EQ(lines.size(), 2);
-    EXPECT_EQ(QFileInfo(lines[0]).fileName(), QStringLiteral("Processed Frame.png"));
-    EXPECT_TRUE(QFileInfo(lines[0]).path().startsWith(temporary + QStringLiteral("/vantor-preview-")));
+    EXPECT_EQ(QFileInfo(lines[0]).fileName(), "Processed Frame.png");
+    EXPECT_TRUE(QFileInfo(lines[0]).path().startsWith(temporary + "/vantor-preview-"));
     EXPECT_EQ(probe(lines[0]).width, 320);
-    EXPECT_TRUE(lines[1].startsWith(QStringLiteral("About ")));
-
-    const test::ProcessResult testClip =
-        vantor({QStringLiteral("preview"), QStringLiteral("-p"), QStringLiteral("Review File"), QStringLiteral("--clip"), source});
+    EXPECT_TRUE(lines[1].startsWith("About "));
+    const test::ProcessResult testClip = vantor({ "preview", "-p", "Review File", "--clip", source });
     ASSERT_EQ(testClip.exitCode, 0) << testClip.errText().toStdString();
-    const QStringList clipLines = testClip.outText().split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    const QStringList clipLines = testClip.outText().split('\n', Qt::SkipEmptyParts);
     ASSERT_EQ(clipLines.size(), 2);
-    EXPECT_EQ(QFileInfo(clipLines[0]).fileName(), QStringLiteral("Test Clip.mp4"));
+    EXPECT_EQ(QFileInfo(clipLines[0]).fileName(), "Test Clip.mp4");
     EXPECT_NEAR(probe(clipLines[0]).duration, 1.0, 0.1);
-    EXPECT_EQ(clipLines[1], QString::fromUtf8("Variable · Encode A Test Clip"));
+    EXPECT_EQ(clipLines[1], "Variable · Encode A Test Clip");
 }
 
 } // namespace

@@ -12,10 +12,10 @@ struct ClipSpec {
     double seconds = 0.5;
     QString rate = QStringLiteral("25");
     int audioChannels = 2;      // 0 for none
-    QString timecode;           // e.g. "01:00:00:00"; empty for none
+    QString timecode {};        // e.g. "01:00:00:00"; empty for none
     QString codec = QStringLiteral("libx264");
-    QStringList extraInputs;    // more inputs ("-i", file ...), numbered after the generated ones
-    QStringList extraArguments; // inserted before the output name
+    QStringList extraInputs {}; // more inputs ("-i", file ...), numbered after the generated ones
+    QStringList extraArguments {}; // inserted before the output name
 };
 
 // Makes the clip at path (its extension picks the container) and returns path; fails the test

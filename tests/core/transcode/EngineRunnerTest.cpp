@@ -1,5 +1,6 @@
 // The engine runner against real child processes: small shell scripts stand in for the engine
 // where its behaviour has to be scripted.
+#include "ScopedEnvironment.h"
 #include "TempDir.h"
 #include "model/JobControl.h"
 #include "model/VantorError.h"
@@ -12,35 +13,41 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <system_error>
-#include <thread>
 
 namespace vantor {
 namespace {
 
-using test::TempDir;
-
-QString script(const TempDir &dir, const QString &name, const QByteArray &body)
-{
-    const QString path = dir.write(name, "#!/bin/sh\n" + body);
-    QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    return path;
-}
-
-QStringList runCollecting(const QString &program, QString *output = nullptr)
-{
+class EngineRunner : public testing::Test {
+protected:
+    test::TempDir dir;
     JobControl control;
     QStringList lines;
-    const QString text
-        = TranscodeService::run(program, {}, control, [&](const QString &line) { lines << line; });
-    if (output)
-        *output = text;
-    return lines;
-}
 
-// The state letter and user CPU ticks from /proc/PID/stat.
+    QString script(const QString &name, const QByteArray &body)
+    {
+        const QString path = dir.write(name, "#!/bin/sh\n" + body);
+        QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        return path;
+    }
+    QString run(const QByteArray &body)
+    {
+        return TranscodeService::run(script("engine", body), {}, control, [&](const QString &line) { lines << line; });
+    }
+    QString failure(const QByteArray &body)
+    {
+        try {
+            run(body);
+        } catch (const VantorError &error) {
+            return error.message();
+        }
+        return "(accepted)";
+    }
+};
+
+// The state letter and user CPU ticks from /proc/PID/stat; '?' once the process is reaped.
 std::pair<char, long long> processState(pid_t pid)
 {
-    QFile file(QStringLiteral("/proc/%1/stat").arg(pid));
+    QFile file(QString("/proc/%1/stat").arg(pid));
     if (!file.open(QIODevice::ReadOnly))
         return { '?', -1 };
     const QByteArray stat = file.readAll();
@@ -51,103 +58,41 @@ std::pair<char, long long> processState(pid_t pid)
 
 template <typename Predicate> bool waitUntil(Predicate predicate)
 {
-    for (int i = 0; i < 2000; ++i) {
-        if (predicate())
-            return true;
+    for (int i = 0; i < 2000 && !predicate(); ++i)
         QThread::msleep(10);
-    }
     return predicate();
 }
 
-class EnvironmentVariable {
-public:
-    EnvironmentVariable(const char *name, const QString &value)
-        : m_name(name)
-    {
-        qputenv(name, value.toUtf8());
-    }
-    ~EnvironmentVariable() { qunsetenv(m_name); }
-
-private:
-    const char *m_name;
-};
-
-TEST(EngineRunner, ReturnsWholeMergedOutputAndHandsOverOnlyCompleteLines)
+TEST_F(EngineRunner, ReturnsMergedOutputHandsOverCompleteLinesAndGivesNoInput)
 {
-    TempDir dir;
-    QString output;
-    const QStringList lines
-        = runCollecting(script(dir, QStringLiteral("engine"),
-                            "echo 'warning: odd header' >&2\nprintf 'frame=1\\nné\\nlast without feed'\n"),
-            &output);
-    EXPECT_EQ(lines,
-        (QStringList {
-            QStringLiteral("warning: odd header"), QStringLiteral("frame=1"), QStringLiteral("né") }));
-    EXPECT_EQ(output, QStringLiteral("warning: odd header\nframe=1\nné\nlast without feed"));
+    EXPECT_EQ(run("echo 'warning: odd header' >&2\nprintf 'frame=1\\nné\\nlast without feed'\n"),
+        "warning: odd header\nframe=1\nné\nlast without feed");
+    EXPECT_EQ(lines, (QStringList { "warning: odd header", "frame=1", "né" }));
+    EXPECT_EQ(run("if read line; then echo \"read $line\"; else echo eof; fi\n"), "eof\n");
 }
 
-TEST(EngineRunner, GivesTheEngineTheNullDeviceAsInput)
+TEST_F(EngineRunner, FailureCarriesStatusAndExactlyTheLast3500Characters)
 {
-    TempDir dir;
-    QString output;
-    runCollecting(
-        script(dir, QStringLiteral("engine"), "if read line; then echo \"read $line\"; else echo eof; fi\n"),
-        &output);
-    EXPECT_EQ(output, QStringLiteral("eof\n"));
-}
-
-TEST(EngineRunner, FailureCarriesStatusAndExactlyTheLast3500Characters)
-{
-    TempDir dir;
     QString noise;
     for (int i = 0; noise.size() < 10000; ++i)
-        noise += QStringLiteral("line %1 é\n").arg(i);
+        noise += QString("line %1 é\n").arg(i);
     noise.truncate(10000);
-    dir.write(QStringLiteral("noise.txt"), noise.toUtf8());
-    const QString engine
-        = script(dir, QStringLiteral("engine"), "cat \"$(dirname \"$0\")/noise.txt\"\nexit 1\n");
-    try {
-        runCollecting(engine);
-        FAIL() << "a failing engine was accepted";
-    } catch (const VantorError &error) {
-        EXPECT_EQ(error.message(), QStringLiteral("Media engine failed (1).\n") + noise.right(3500));
-    }
+    dir.write("noise.txt", noise.toUtf8());
+    EXPECT_EQ(failure("cat \"$(dirname \"$0\")/noise.txt\"\nexit 1\n"), "Media engine failed (1).\n" + noise.right(3500));
 }
 
-TEST(EngineRunner, ShortFailureOutputIsKeptWhole)
+TEST_F(EngineRunner, LaunchFailureAndCancelBeforeLaunch)
 {
-    TempDir dir;
-    try {
-        runCollecting(script(dir, QStringLiteral("engine"), "echo 'Unknown encoder' >&2\nexit 8\n"));
-        FAIL() << "a failing engine was accepted";
-    } catch (const VantorError &error) {
-        EXPECT_EQ(error.message(), QStringLiteral("Media engine failed (8).\nUnknown encoder\n"));
-    }
-}
-
-TEST(EngineRunner, LaunchFailureIsTheSystemsError)
-{
-    TempDir dir;
-    EXPECT_THROW(runCollecting(dir.file(QStringLiteral("absent"))), std::system_error);
-}
-
-TEST(EngineRunner, CancelBeforeLaunchStartsNothing)
-{
-    TempDir dir;
-    const QString engine = script(dir, QStringLiteral("engine"), "touch \"$(dirname \"$0\")/started\"\n");
-    JobControl control;
+    EXPECT_THROW(TranscodeService::run(dir.file("absent"), {}, control, {}), std::system_error);
     control.cancel();
-    EXPECT_THROW(TranscodeService::run(engine, {}, control, [](const QString &) {}), CancellationError);
-    EXPECT_FALSE(QFile::exists(dir.file(QStringLiteral("started"))));
+    EXPECT_THROW(run("touch \"$(dirname \"$0\")/started\"\n"), CancellationError);
+    EXPECT_FALSE(QFile::exists(dir.file("started")));
 }
 
-TEST(EngineRunner, ALineHandlerThatThrowsStopsTheEngine)
+TEST_F(EngineRunner, ALineHandlerThatThrowsStopsTheEngine)
 {
-    TempDir dir;
-    const QString engine = script(dir, QStringLiteral("engine"), "echo $$\nwhile :; do echo busy; done\n");
-    JobControl control;
     pid_t pid = 0;
-    EXPECT_THROW(TranscodeService::run(engine, {}, control,
+    EXPECT_THROW(TranscodeService::run(script("engine", "echo $$\nwhile :; do echo busy; done\n"), {}, control,
                      [&](const QString &line) {
                          pid = line.toInt();
                          throw std::runtime_error("handler failed");
@@ -159,106 +104,60 @@ TEST(EngineRunner, ALineHandlerThatThrowsStopsTheEngine)
 
 // The worker blocks SIGINT and SIGTERM as the command line's threads do; the engine must still
 // start with default dispositions and an empty mask so a cancel reaches it.
-TEST(EngineRunner, PausedEngineUsesNoCpuUntilResumedAndCancelEndsIt)
+TEST_F(EngineRunner, PausedEngineUsesNoCpuUntilResumedAndCancelEndsIt)
 {
-    TempDir dir;
-    const QString engine = script(dir, QStringLiteral("engine"), "echo $$\nwhile :; do :; done\n");
-    JobControl control;
+    const QString engine = script("engine", "echo $$\nwhile :; do :; done\n");
     std::promise<pid_t> started;
-    std::promise<std::exception_ptr> finished;
-    std::thread worker([&] {
+    auto finished = std::async(std::launch::async, [&] {
         sigset_t blocked;
         sigemptyset(&blocked);
         sigaddset(&blocked, SIGINT);
         sigaddset(&blocked, SIGTERM);
         pthread_sigmask(SIG_BLOCK, &blocked, nullptr);
-        try {
-            TranscodeService::run(
-                engine, {}, control, [&](const QString &line) { started.set_value(line.toInt()); });
-            finished.set_value(nullptr);
-        } catch (...) {
-            finished.set_value(std::current_exception());
-        }
+        TranscodeService::run(engine, {}, control, [&](const QString &line) { started.set_value(line.toInt()); });
     });
     const pid_t pid = started.get_future().get();
-
     ASSERT_TRUE(waitUntil([&] { return processState(pid).second > 0; })) << "the engine never ran";
     control.pause();
     ASSERT_TRUE(waitUntil([&] { return processState(pid).first == 'T'; }));
     const long long pausedTicks = processState(pid).second;
     QThread::msleep(300);
-    EXPECT_EQ(processState(pid).first, 'T');
-    EXPECT_EQ(processState(pid).second, pausedTicks);
-
+    EXPECT_EQ(processState(pid), std::make_pair('T', pausedTicks));
     control.resume();
     EXPECT_TRUE(waitUntil([&] { return processState(pid).second > pausedTicks; }));
-
     control.cancel();
-    auto future = finished.get_future();
-    // A deadlock guard, not a speed limit: an engine that inherited the blocked SIGTERM would
-    // never end, so it is killed here to report the fault instead of hanging the suite.
-    if (future.wait_for(std::chrono::seconds(60)) != std::future_status::ready) {
+    // A deadlock guard, not a speed limit: an engine that inherited the blocked SIGTERM would never end.
+    if (finished.wait_for(std::chrono::seconds(60)) != std::future_status::ready) {
         ::kill(pid, SIGKILL);
-        worker.join();
         FAIL() << "cancel did not end the engine";
     }
-    std::exception_ptr outcome = future.get();
-    worker.join();
-    ASSERT_TRUE(outcome);
-    EXPECT_THROW(std::rethrow_exception(outcome), CancellationError);
+    EXPECT_THROW(finished.get(), CancellationError);
     EXPECT_EQ(processState(pid).first, '?');
 }
 
-TEST(EngineRunner, CancelWhilePausedEndsTheEngine)
+TEST_F(EngineRunner, EnvironmentEngineWinsAndItsFolderSuppliesTheProbe)
 {
-    TempDir dir;
-    const QString engine = script(dir, QStringLiteral("engine"), "echo $$\nwhile :; do :; done\n");
-    JobControl control;
-    std::promise<pid_t> started;
-    auto outcome = std::async(std::launch::async, [&] {
-        TranscodeService::run(
-            engine, {}, control, [&](const QString &line) { started.set_value(line.toInt()); });
-    });
-    const pid_t pid = started.get_future().get();
-    control.pause();
-    ASSERT_TRUE(waitUntil([&] { return processState(pid).first == 'T'; }));
-    control.cancel();
-    EXPECT_THROW(outcome.get(), CancellationError);
-}
-
-TEST(EngineLookup, EnvironmentEngineWinsAndItsFolderSuppliesTheProbe)
-{
-    TempDir dir;
-    const QByteArray answer
-        = R"({"streams":[{"codec_type":"video","codec_name":"fake","width":64,"height":48}]})";
-    script(dir, QStringLiteral("engine/ffprobe"), "echo '" + answer + "'\n");
-    const QString ffmpeg = script(dir, QStringLiteral("engine/ffmpeg"), "exit 0\n");
-    const QString custom = script(dir, QStringLiteral("custom/ffmpeg"), "exit 0\n");
-    script(dir, QStringLiteral("custom/ffprobe"), "exit 3\n");
-    EnvironmentVariable engine("VANTOR_ENGINE", ffmpeg);
-
+    script("engine/ffprobe", R"(echo '{"streams":[{"codec_type":"video","codec_name":"fake","width":64,"height":48}]}')");
+    const QString ffmpeg = script("engine/ffmpeg", "exit 0\n");
+    const QString custom = script("custom/ffmpeg", "exit 0\n");
+    script("custom/ffprobe", "exit 3\n");
+    test::ScopedEnvironment engine("VANTOR_ENGINE", ffmpeg.toUtf8());
     EXPECT_EQ(TranscodeService::executable(custom, false), ffmpeg);
-    EXPECT_EQ(TranscodeService::executable(custom, true), dir.file(QStringLiteral("engine/ffprobe")));
-    JobControl control;
-    const MediaInfo info = TranscodeService::probe(dir.file(QStringLiteral("any.mov")), custom, control);
-    EXPECT_EQ(info.codec, QStringLiteral("fake"));
-    EXPECT_EQ(info.width, 64);
+    EXPECT_EQ(TranscodeService::executable(custom, true), dir.file("engine/ffprobe"));
+    EXPECT_EQ(TranscodeService::probe(dir.file("any.mov"), custom, control).codec, "fake");
 }
 
-TEST(EngineLookup, CustomPathThenSystemFolders)
+TEST_F(EngineRunner, CustomPathThenSystemFolders)
 {
-    TempDir dir;
-    const QString custom = script(dir, QStringLiteral("custom/ffmpeg"), "exit 0\n");
+    test::ScopedEnvironment none("VANTOR_ENGINE", std::nullopt);
+    const QString custom = script("custom/ffmpeg", "exit 0\n");
     EXPECT_EQ(TranscodeService::executable(custom, false), custom);
     // No ffprobe beside the custom ffmpeg: the search goes on to the system's.
-    EXPECT_EQ(TranscodeService::executable(custom, true), QStringLiteral("/usr/bin/ffprobe"));
-
-    // A file without the execute permission is not an engine.
-    const QString plain = dir.write(QStringLiteral("plain/ffmpeg"), "#!/bin/sh\n");
-    EXPECT_EQ(TranscodeService::executable(plain, false), QStringLiteral("/usr/bin/ffmpeg"));
-    // Neither is a folder.
-    EnvironmentVariable engine("VANTOR_ENGINE", dir.makeDir(QStringLiteral("folder/ffmpeg")));
-    EXPECT_EQ(TranscodeService::executable(QString(), false), QStringLiteral("/usr/bin/ffmpeg"));
+    EXPECT_EQ(TranscodeService::executable(custom, true), "/usr/bin/ffprobe");
+    // Neither a file without the execute permission nor a folder is an engine.
+    EXPECT_EQ(TranscodeService::executable(dir.write("plain/ffmpeg", "#!/bin/sh\n"), false), "/usr/bin/ffmpeg");
+    test::ScopedEnvironment folder("VANTOR_ENGINE", dir.makeDir("folder/ffmpeg").toUtf8());
+    EXPECT_EQ(TranscodeService::executable(QString(), false), "/usr/bin/ffmpeg");
 }
 
 } // namespace
