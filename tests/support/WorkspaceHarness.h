@@ -13,19 +13,14 @@
 namespace vantor::test {
 
 // Answers the workspace's dialogs from lists the test fills, and records what was asked.
-class ScriptedUserChoices : public UserChoices {
-public:
-    QStringList folders;
-    QStringList files;
+struct ScriptedUserChoices : UserChoices {
+    QStringList folders, files, asked;
     bool confirmation = true;
-    QStringList asked;
 
     std::optional<QString> chooseFolder(const QString &title) override
     {
         asked << title;
-        if (folders.isEmpty())
-            return std::nullopt;
-        return folders.takeFirst();
+        return folders.isEmpty() ? std::nullopt : std::optional(folders.takeFirst());
     }
     QStringList chooseFiles(const QString &title) override
     {
@@ -39,42 +34,33 @@ public:
     }
 };
 
-// Phases that do no file work and complete at once.
-inline JobPhases instantPhases()
-{
-    return [](const MediaJob &, JobControl &, const QString &, const JobPhaseCallbacks &) { return JobPhaseResult{}; };
-}
-
-// A workspace on a private support folder, with the user defaults kept in a private folder too.
-class WorkspaceHarness {
-public:
-    TempDir support;
-    TempDir settings;
+// A workspace on a private support folder whose phases do no file work, with private user defaults.
+struct WorkspaceHarness {
+    TempDir support, settings;
     ScriptedUserChoices choices;
+    std::unique_ptr<Workspace> workspace;
 
     WorkspaceHarness()
     {
-        QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, settings.path());
-        QSettings::setPath(QSettings::IniFormat, QSettings::UserScope, settings.path());
+        for (const QSettings::Format format : {QSettings::NativeFormat, QSettings::IniFormat})
+            QSettings::setPath(format, QSettings::UserScope, settings.path());
     }
     static QSettings defaults() { return QSettings(QStringLiteral("Vantor"), QStringLiteral("Vantor")); }
-
-    Workspace &open(JobPhases phases = instantPhases())
+    Workspace &open()
     {
+        const JobPhases none = [](const MediaJob &, JobControl &, const QString &, const JobPhaseCallbacks &) {
+            return JobPhaseResult{};
+        };
         workspace.reset();
-        workspace = std::make_unique<Workspace>(support.path(), std::move(phases), &choices);
+        workspace = std::make_unique<Workspace>(support.path(), none, &choices);
         return *workspace;
     }
     // Waits until a scan or project creation has been applied.
     bool settle()
     {
-        if (!workspace->scanning())
-            return true;
         QSignalSpy spy(workspace.get(), &Workspace::scanningChanged);
-        return spy.wait(10000) && !workspace->scanning();
+        return !workspace->scanning() || (spy.wait(10000) && !workspace->scanning());
     }
-
-    std::unique_ptr<Workspace> workspace;
 };
 
 } // namespace vantor::test
