@@ -43,6 +43,9 @@ WatchFolderService::WatchFolderService(Workspace *workspace)
       m_scans(QString::fromLatin1(AppInfo::identifier) + QStringLiteral(".watch"))
 {
     m_timer.setInterval(interval);
+    // A coarse timer may fire up to 5% early; two early polls would fall short of the stability
+    // window and hold a finished file back for a whole extra poll.
+    m_timer.setTimerType(Qt::PreciseTimer);
     connect(&m_timer, &QTimer::timeout, this, [this] { poll(); });
     m_timer.start();
 }
