@@ -3,13 +3,12 @@
 #include "projects/ProjectTemplateService.h"
 
 #include "ChildProcess.h"
-#include "SampleRecords.h"
 #include "TempDir.h"
 
 #include <QDate>
-#include <QDir>
-#include <QFile>
+#include <QFileInfo>
 #include <QJsonArray>
+#include <QRegularExpression>
 #include <gtest/gtest.h>
 
 using namespace vantor;
@@ -36,13 +35,9 @@ TEST_F(ProjectCommand, ListsTheBuiltInsWithoutAStateFile)
     const ProcessResult plain = vantor({"project", "templates"});
     ASSERT_EQ(plain.exitCode, 0) << plain.err.constData();
     QStringList expected;
-    for (const ProjectTemplate &entry : ProjectTemplateService::defaults()) {
-        expected << entry.name;
-        for (const QString &folder : entry.folders)
-            expected << "  " + folder;
-    }
+    for (const ProjectTemplate &entry : ProjectTemplateService::defaults())
+        expected << entry.name << QStringList(entry.folders).replaceInStrings(QRegularExpression("^"), "  ");
     EXPECT_EQ(plain.outText(), expected.join('\n') + '\n');
-
     const ProcessResult json = vantor({"project", "templates", "--json"});
     ASSERT_EQ(json.exitCode, 0);
     const QJsonArray array = JsonCodec::parse(json.out).toArray();
@@ -53,22 +48,18 @@ TEST_F(ProjectCommand, ListsTheBuiltInsWithoutAStateFile)
 
 TEST_F(ProjectCommand, UsesTheStoredTemplatesWhenAStateFileExists)
 {
-    AppState state = fullState();
+    AppState state;
     state.templates = {ProjectTemplate{QUuid::createUuid(), "Shoot", {"{DATE}/{CLIENT}", "02_FOOTAGE/ORIGINALS"}}};
     StateStore::save(state, m_support.path());
     const QByteArray saved = readFile(m_support.file("state.json"));
-
     EXPECT_EQ(vantor({"project", "templates"}).outText(), "Shoot\n  {DATE}/{CLIENT}\n  02_FOOTAGE/ORIGINALS\n");
-    const ProcessResult created =
-        vantor({"project", "create", "--template", "shoot", "-n", " Doc ", "-c", "Acme", "-d", "2026-03-01",
-                m_parent.path()});
+    const ProcessResult created = vantor(
+        {"project", "create", "--template", "shoot", "-n", " Doc ", "-c", "Acme", "-d", "2026-03-01", m_parent.path()});
     ASSERT_EQ(created.exitCode, 0) << created.err.constData();
     EXPECT_EQ(created.outText(), m_parent.path() + "/Doc\n");
-    EXPECT_EQ(listTree(m_parent.path()),
-              QStringList({"Doc/", "Doc/02_FOOTAGE/", "Doc/02_FOOTAGE/ORIGINALS/", "Doc/2026-03-01/",
-                           "Doc/2026-03-01/Acme/", "Doc/Project.vantor"}));
+    EXPECT_EQ(listTree(m_parent.path()), QStringList({"Doc/", "Doc/02_FOOTAGE/", "Doc/02_FOOTAGE/ORIGINALS/",
+                                                      "Doc/2026-03-01/", "Doc/2026-03-01/Acme/", "Doc/Project.vantor"}));
     EXPECT_EQ(readFile(m_support.file("state.json")), saved);
-
     const ProcessResult builtIn = vantor({"project", "create", "-t", "Commercial", "-n", "X", m_parent.path()});
     EXPECT_EQ(builtIn.exitCode, 1);
     EXPECT_EQ(builtIn.errText(),
@@ -80,8 +71,7 @@ TEST_F(ProjectCommand, CreatesWithTodaysDateByDefault)
     const ProcessResult created =
         vantor({"project", "create", "-t", "Post handoff", "-n", "Doc", "--client", "Acme", m_parent.path()});
     ASSERT_EQ(created.exitCode, 0) << created.err.constData();
-    const ProjectContext context =
-        ProjectContext::fromJson(JsonCodec::parse(readFile(m_parent.file("Doc/Project.vantor"))));
+    const auto context = ProjectContext::fromJson(JsonCodec::parse(readFile(m_parent.file("Doc/Project.vantor"))));
     EXPECT_EQ(context.date, QDate::currentDate().toString("yyyy-MM-dd"));
     EXPECT_EQ(context.client, "Acme");
     EXPECT_TRUE(QFileInfo(m_parent.file("Doc/03_AUDIO/AAF")).isDir());
@@ -101,9 +91,7 @@ TEST_P(ProjectCommandRefusals, ExplainAndCreateNothing)
     m_parent.write("existing/Project.vantor", "{}");
     QFile::link(m_parent.file("existing"), m_parent.file("link"));
     const QStringList before = listTree(m_parent.path());
-    QStringList arguments = GetParam().arguments;
-    arguments.replaceInStrings("%P", m_parent.path());
-    const ProcessResult result = vantor(arguments);
+    const ProcessResult result = vantor(QStringList(GetParam().arguments).replaceInStrings("%P", m_parent.path()));
     EXPECT_EQ(result.exitCode, GetParam().exitCode);
     EXPECT_TRUE(result.errText().startsWith(QString(GetParam().error).replace("%P", m_parent.path())))
         << result.err.constData();
@@ -111,21 +99,20 @@ TEST_P(ProjectCommandRefusals, ExplainAndCreateNothing)
     EXPECT_EQ(listTree(m_parent.path()), before);
 }
 
+const QStringList createCommercial{"project", "create", "-t", "Commercial"};
 INSTANTIATE_TEST_SUITE_P(
     Calls, ProjectCommandRefusals,
     testing::Values(
         BadCall{"noTemplate", {"project", "create", "-n", "Doc", "%P"}, 2, "vantor: --template is required."},
-        BadCall{"noName", {"project", "create", "-t", "Commercial", "%P"}, 2, "vantor: --name is required."},
-        BadCall{"noParent", {"project", "create", "-t", "Commercial", "-n", "Doc"}, 2, "vantor: Give exactly one"},
-        BadCall{"badDate", {"project", "create", "-t", "Commercial", "-n", "Doc", "-d", "2026-02-30", "%P"}, 2,
+        BadCall{"noName", createCommercial + QStringList{"%P"}, 2, "vantor: --name is required."},
+        BadCall{"noParent", createCommercial + QStringList{"-n", "Doc"}, 2, "vantor: Give exactly one"},
+        BadCall{"badDate", createCommercial + QStringList{"-n", "Doc", "-d", "2026-02-30", "%P"}, 2,
                 "vantor: --date takes a date as yyyy-MM-dd, not \"2026-02-30\"."},
         BadCall{"unknownSubcommand", {"project", "open"}, 2, "vantor: unknown project command: open"},
-        BadCall{"unsafeName", {"project", "create", "-t", "Commercial", "-n", "a:b", "%P"}, 1,
-                "vantor: \u201Ca:b\u201D is not a safe file or folder name.\n"},
-        BadCall{"existing", {"project", "create", "-t", "Commercial", "-n", "existing", "%P"}, 1,
+        BadCall{"existing", createCommercial + QStringList{"-n", "existing", "%P"}, 1,
                 "vantor: A project named \u201Cexisting\u201D already exists. Use Open Project or choose another "
                 "name.\n"},
-        BadCall{"linkParent", {"project", "create", "-t", "Commercial", "-n", "Doc", "%P/link"}, 1,
+        BadCall{"linkParent", createCommercial + QStringList{"-n", "Doc", "%P/link"}, 1,
                 "vantor: Select an available, real destination folder: %P/link\n"}),
     [](const testing::TestParamInfo<BadCall> &info) { return info.param.label; });
 
@@ -133,9 +120,8 @@ TEST_F(ProjectCommand, NeverWritesOverAStateFileItCouldNotRead)
 {
     const QByteArray broken = "{\"version\": 1, \"jobs\": [";
     m_support.write("state.json", broken);
-    for (const QStringList &arguments :
-         {QStringList{"project", "templates"},
-          QStringList{"project", "create", "-t", "Commercial", "-n", "Doc", m_parent.path()}}) {
+    for (const QStringList &arguments : {QStringList{"project", "templates"},
+                                         createCommercial + QStringList{"-n", "Doc", m_parent.path()}}) {
         const ProcessResult result = vantor(arguments);
         EXPECT_EQ(result.exitCode, 1);
         EXPECT_TRUE(result.errText().startsWith(
@@ -159,26 +145,23 @@ TEST_F(ProjectCommand, AKilledCreationLeavesTheWholeProjectOrNone)
     const QStringList complete = listTree(reference.path());
     const qsizetype operations = readFile(m_support.file("trace")).count('\n');
     ASSERT_GT(operations, 20);
-
-    int whole = 0;
-    int none = 0;
+    int whole = 0, none = 0;
     for (const char *variable : {"VANTOR_FAULT_KILL_BEFORE", "VANTOR_FAULT_KILL_AFTER"}) {
         for (qsizetype operation = 1; operation <= operations; ++operation) {
             TempDir parent;
             QProcessEnvironment env = environment();
             env.insert(variable, QString::number(operation));
-            const ProcessResult result = runVantor(arguments + QStringList{parent.path()}, env);
-            EXPECT_EQ(result.exitCode, -1) << variable << "=" << operation << " did not kill";
-            QStringList tree = listTree(parent.path());
+            EXPECT_EQ(runVantor(arguments + QStringList{parent.path()}, env).exitCode, -1)
+                << variable << "=" << operation << " did not kill";
+            const QStringList tree = listTree(parent.path());
             if (tree == complete) {
                 ++whole;
                 continue;
             }
             ++none;
-            const QStringList projectEntries = tree.filter(QRegularExpression("^Doc"));
-            EXPECT_EQ(projectEntries, QStringList()) << variable << "=" << operation;
             for (const QString &entry : tree)
-                EXPECT_TRUE(entry.startsWith(".vantor-project-")) << entry.toStdString();
+                EXPECT_TRUE(entry.startsWith(".vantor-project-"))
+                    << variable << "=" << operation << " left " << entry.toStdString();
         }
     }
     EXPECT_GT(whole, 0);

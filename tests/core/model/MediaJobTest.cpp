@@ -9,140 +9,96 @@ using namespace vantor;
 
 namespace {
 
-// A job as the reference platform writes it: dates as seconds since 2001, percent-encoded file
-// URLs with a trailing slash on the folder, upper-case UUID, base64 bookmark.
-QByteArray referenceJobJson()
-{
-    return R"({
-  "bytes" : 1048576,
-  "checksum" : "xxHash64",
-  "copyCommitted" : true,
-  "copyDestination" : "file:///Volumes/RAID/Doc/02_FOOTAGE/ORIGINALS/A001/My%20Clip.mov",
-  "created" : 785000000.123456,
-  "destinationGrant" : { "bookmark" : "Ym9va21hcms=", "path" : "/Volumes/RAID/Doc" },
-  "destinationHash" : "44bc2cf5ad770999",
-  "destinationRoot" : "file:///Volumes/RAID/Doc/",
-  "elapsed" : 12.5,
-  "id" : "0D4B1F6C-3E55-4C7A-9A1B-2F0E8C6D5A41",
-  "modified" : 784999000.5,
-  "operation" : "Copy + transcode",
-  "phaseProgress" : 0.25,
-  "progress" : 0.75,
-  "source" : "file:///media/A001/My%20Clip.mov",
-  "sourceGrant" : { "path" : "/media/A001" },
-  "sourceHash" : "44bc2cf5ad770999",
-  "status" : "TRANSCODING"
-})";
-}
-
+// A job as the reference platform writes it: seconds since 2001, percent-encoded file URLs with a
+// trailing slash on the folder, upper-case UUID, base64 bookmark.
 QJsonObject referenceJob()
 {
-    return QJsonDocument::fromJson(referenceJobJson()).object();
+    return QJsonDocument::fromJson(R"({"bytes": 1048576, "checksum": "xxHash64", "copyCommitted": true,
+  "copyDestination": "file:///Volumes/RAID/Doc/02_FOOTAGE/ORIGINALS/A001/My%20Clip.mov",
+  "created": 785000000.123456, "destinationGrant": {"bookmark": "Ym9va21hcms=", "path": "/Volumes/RAID/Doc"},
+  "destinationHash": "44bc2cf5ad770999", "destinationRoot": "file:///Volumes/RAID/Doc/", "elapsed": 12.5,
+  "id": "0D4B1F6C-3E55-4C7A-9A1B-2F0E8C6D5A41", "modified": 784999000.5, "operation": "Copy + transcode",
+  "phaseProgress": 0.25, "progress": 0.75, "source": "file:///media/A001/My%20Clip.mov",
+  "sourceGrant": {"path": "/media/A001"}, "sourceHash": "44bc2cf5ad770999", "status": "TRANSCODING"})")
+        .object();
 }
 
-MediaJob sampleJob(JobOperation operation, bool checksum)
+MediaJob newJob(JobOperation operation, bool checksum)
 {
-    return MediaJob::make(QStringLiteral("/media/A001/clip 1.mov"), FileGrant(QStringLiteral("/media/A001")),
-                          QStringLiteral("/projects/Doc"), FileGrant(QStringLiteral("/projects/Doc")),
-                          operation.copies() ? std::optional(QStringLiteral("/projects/Doc/O/clip 1.mov")) : std::nullopt,
-                          operation.transcodes() ? std::optional(QStringLiteral("/projects/Doc/P/clip 1.mov"))
-                                                 : std::nullopt,
+    return MediaJob::make("/media/A001/clip 1.mov", FileGrant("/media/A001"), "/projects/Doc", FileGrant("/projects/Doc"),
+                          operation.copies() ? std::optional<QString>("/projects/Doc/O/clip 1.mov") : std::nullopt,
+                          operation.transcodes() ? std::optional<QString>("/projects/Doc/P/clip 1.mov") : std::nullopt,
                           operation, std::nullopt,
-                          checksum ? std::optional(ChecksumAlgorithm(ChecksumAlgorithm::sha256)) : std::nullopt,
-                          42, Timestamp::fromUnixSeconds(1700000000.123456789));
+                          checksum ? std::optional(ChecksumAlgorithm(ChecksumAlgorithm::sha256)) : std::nullopt, 42,
+                          Timestamp::fromUnixSeconds(1700000000.123456789));
 }
 
-} // namespace
-
-TEST(MediaJobTest, DecodesTheReferencePlatformsForm)
+TEST(MediaJobTest, DecodesTheReferencePlatformsFormAndEncodesItBackUnchanged)
 {
     const MediaJob job = MediaJob::fromJson(referenceJob());
     EXPECT_EQ(job.id, QUuid(QStringLiteral("{0d4b1f6c-3e55-4c7a-9a1b-2f0e8c6d5a41}")));
-    EXPECT_EQ(job.source, QStringLiteral("/media/A001/My Clip.mov"));
-    EXPECT_EQ(job.destinationRoot, QStringLiteral("/Volumes/RAID/Doc"));
+    EXPECT_EQ(job.source, "/media/A001/My Clip.mov");
+    EXPECT_EQ(job.destinationRoot, "/Volumes/RAID/Doc");
     EXPECT_EQ(job.destinationGrant.bookmark, QByteArray("bookmark"));
     EXPECT_FALSE(job.sourceGrant.bookmark.has_value());
     EXPECT_EQ(job.operation, JobOperation::copyAndTranscode);
     EXPECT_EQ(job.status, JobStatus::transcoding);
     EXPECT_EQ(job.checksum, ChecksumAlgorithm(ChecksumAlgorithm::xxHash));
-    EXPECT_FALSE(job.outputDestination.has_value());
-    EXPECT_FALSE(job.preset.has_value());
-    EXPECT_FALSE(job.error.has_value());
+    EXPECT_FALSE(job.outputDestination || job.preset || job.error);
     EXPECT_EQ(job.created.secondsSince2001, 785000000.123456);
     EXPECT_EQ(job.bytes, 1048576);
     EXPECT_TRUE(job.copyCommitted);
-    EXPECT_EQ(job.destination(), *job.copyDestination);
-}
-
-TEST(MediaJobTest, EncodesBackToTheSameDocument)
-{
-    const QJsonObject reference = referenceJob();
-    EXPECT_EQ(MediaJob::fromJson(reference).toJson(), reference);
+    EXPECT_EQ(job.toJson(), referenceJob());
 }
 
 TEST(MediaJobTest, RoundTripKeepsEveryFieldAndOmitsAbsentOptionals)
 {
-    MediaJob job = sampleJob(JobOperation::copy, false);
+    const MediaJob job = newJob(JobOperation::copy, false);
+    EXPECT_EQ(job.status, JobStatus::waiting);
     const QJsonObject encoded = job.toJson();
     for (const char *absent : {"outputDestination", "preset", "checksum", "error", "sourceHash", "destinationHash"})
         EXPECT_FALSE(encoded.contains(QLatin1String(absent))) << absent;
-    EXPECT_EQ(encoded.value(QStringLiteral("source")).toString(), QStringLiteral("file:///media/A001/clip%201.mov"));
-    EXPECT_EQ(encoded.value(QStringLiteral("destinationRoot")).toString(), QStringLiteral("file:///projects/Doc/"));
-    EXPECT_EQ(encoded.value(QStringLiteral("id")).toString(), job.id.toString(QUuid::WithoutBraces).toUpper());
-
+    EXPECT_EQ(encoded["source"].toString(), "file:///media/A001/clip%201.mov");
+    EXPECT_EQ(encoded["destinationRoot"].toString(), "file:///projects/Doc/");
     const MediaJob decoded = MediaJob::fromJson(JsonCodec::parse(JsonCodec::pretty(encoded)));
     EXPECT_EQ(decoded.toJson(), encoded);
-    // The fingerprint of the source reads back exactly, nanoseconds and all.
-    EXPECT_EQ(decoded.modified, job.modified);
-    EXPECT_EQ(decoded.created, job.created);
+    EXPECT_EQ(decoded.modified, job.modified); // the source's fingerprint, to the nanosecond
+    QJsonObject nulls = referenceJob();
+    nulls.insert("checksum", QJsonValue::Null);
+    nulls.insert("error", QJsonValue::Null);
+    const MediaJob withNulls = MediaJob::fromJson(nulls);
+    EXPECT_FALSE(withNulls.checksum || withNulls.error);
 }
 
-class MediaJobStrictDecodingTest : public ::testing::TestWithParam<std::pair<const char *, QJsonValue>> {};
+using Flaw = std::pair<const char *, QJsonValue>; // undefined: the key is removed
 
-TEST_P(MediaJobStrictDecodingTest, RefusesTheWholeJob)
+class MediaJobStrictDecoding : public testing::TestWithParam<Flaw> {};
+
+TEST_P(MediaJobStrictDecoding, RefusesTheWholeJob)
 {
     QJsonObject document = referenceJob();
-    const auto &[key, replacement] = GetParam();
-    if (replacement.isUndefined())
+    const auto &[key, value] = GetParam();
+    if (value.isUndefined())
         document.remove(QLatin1String(key));
     else
-        document.insert(QLatin1String(key), replacement);
+        document.insert(QLatin1String(key), value);
     EXPECT_THROW(MediaJob::fromJson(document), DecodingError) << key;
 }
 
+const QJsonValue gone(QJsonValue::Undefined);
 INSTANTIATE_TEST_SUITE_P(
-    BadDocuments, MediaJobStrictDecodingTest,
-    ::testing::Values(std::pair("id", QJsonValue()), std::pair("source", QJsonValue()),
-                      std::pair("sourceGrant", QJsonValue()), std::pair("destinationGrant", QJsonValue()),
-                      std::pair("destinationRoot", QJsonValue()), std::pair("operation", QJsonValue()),
-                      std::pair("status", QJsonValue()), std::pair("progress", QJsonValue()),
-                      std::pair("phaseProgress", QJsonValue()), std::pair("elapsed", QJsonValue()),
-                      std::pair("copyCommitted", QJsonValue()), std::pair("created", QJsonValue()),
-                      std::pair("bytes", QJsonValue()), std::pair("modified", QJsonValue()),
-                      std::pair("status", QJsonValue(QStringLiteral("RUNNING"))),
-                      std::pair("status", QJsonValue(QStringLiteral("waiting"))),
-                      std::pair("operation", QJsonValue(QStringLiteral("Copy"))),
-                      std::pair("checksum", QJsonValue(QStringLiteral("sha256"))),
-                      std::pair("checksum", QJsonValue(QStringLiteral("xxhash64"))),
-                      std::pair("bytes", QJsonValue(QStringLiteral("12"))),
-                      std::pair("bytes", QJsonValue(1.5)),
-                      std::pair("copyCommitted", QJsonValue(1)),
-                      std::pair("created", QJsonValue(QStringLiteral("2024-01-01"))),
-                      std::pair("source", QJsonValue(QStringLiteral("/media/A001/clip.mov"))),
-                      std::pair("source", QJsonValue(QStringLiteral("https://example.com/clip.mov"))),
-                      std::pair("id", QJsonValue(QStringLiteral("not-a-uuid"))),
-                      std::pair("sourceGrant", QJsonValue(QJsonObject{{QStringLiteral("bookmark"), QStringLiteral("AA==")}})),
-                      std::pair("preset", QJsonValue(QJsonObject{{QStringLiteral("name"), QStringLiteral("x")}}))));
-
-TEST(MediaJobTest, NullOptionalsReadAsAbsent)
-{
-    QJsonObject document = referenceJob();
-    document.insert(QStringLiteral("checksum"), QJsonValue::Null);
-    document.insert(QStringLiteral("error"), QJsonValue::Null);
-    const MediaJob job = MediaJob::fromJson(document);
-    EXPECT_FALSE(job.checksum.has_value());
-    EXPECT_FALSE(job.error.has_value());
-}
+    Flaws, MediaJobStrictDecoding,
+    testing::Values(Flaw{"id", gone}, Flaw{"source", gone}, Flaw{"sourceGrant", gone}, Flaw{"destinationGrant", gone},
+                    Flaw{"destinationRoot", gone}, Flaw{"operation", gone}, Flaw{"status", gone},
+                    Flaw{"progress", gone}, Flaw{"phaseProgress", gone}, Flaw{"elapsed", gone},
+                    Flaw{"copyCommitted", gone}, Flaw{"created", gone}, Flaw{"bytes", gone}, Flaw{"modified", gone},
+                    Flaw{"status", "RUNNING"}, Flaw{"status", "waiting"}, Flaw{"operation", "Copy"},
+                    Flaw{"checksum", "sha256"}, Flaw{"checksum", "xxhash64"}, Flaw{"bytes", "12"}, Flaw{"bytes", 1.5},
+                    Flaw{"copyCommitted", 1}, Flaw{"created", "2024-01-01"}, Flaw{"source", "/media/A001/clip.mov"},
+                    Flaw{"source", "https://example.com/clip.mov"}, Flaw{"id", "not-a-uuid"},
+                    Flaw{"sourceGrant", QJsonObject{{"bookmark", "AA=="}}},
+                    Flaw{"destinationGrant", QJsonObject{{"path", "/a"}, {"bookmark", "*not base64*"}}},
+                    Flaw{"preset", QJsonObject{{"name", "x"}}}));
 
 struct PhaseCase {
     JobOperation operation;
@@ -150,83 +106,35 @@ struct PhaseCase {
     std::vector<JobStatus> phases;
 };
 
-class MediaJobPhaseTest : public ::testing::TestWithParam<PhaseCase> {};
+class MediaJobPhases : public testing::TestWithParam<PhaseCase> {};
 
-TEST_P(MediaJobPhaseTest, PhaseListFollowsOperationAndChecksum)
+TEST_P(MediaJobPhases, FollowOperationAndChecksum)
 {
-    EXPECT_EQ(sampleJob(GetParam().operation, GetParam().checksum).phases(), GetParam().phases);
+    EXPECT_EQ(newJob(GetParam().operation, GetParam().checksum).phases(), GetParam().phases);
 }
 
+using S = JobStatus;
 INSTANTIATE_TEST_SUITE_P(
-    Operations, MediaJobPhaseTest,
-    ::testing::Values(PhaseCase{JobOperation::transcode, true, {JobStatus::transcoding}},
-                      PhaseCase{JobOperation::copy, false, {JobStatus::copying}},
-                      PhaseCase{JobOperation::copy, true, {JobStatus::copying, JobStatus::verifying}},
-                      PhaseCase{JobOperation::copyAndTranscode, false, {JobStatus::copying, JobStatus::transcoding}},
-                      PhaseCase{JobOperation::copyAndTranscode, true,
-                                {JobStatus::copying, JobStatus::verifying, JobStatus::transcoding}}));
+    Operations, MediaJobPhases,
+    testing::Values(PhaseCase{JobOperation::transcode, true, {S::transcoding}},
+                    PhaseCase{JobOperation::copy, false, {S::copying}},
+                    PhaseCase{JobOperation::copy, true, {S::copying, S::verifying}},
+                    PhaseCase{JobOperation::copyAndTranscode, false, {S::copying, S::transcoding}},
+                    PhaseCase{JobOperation::copyAndTranscode, true, {S::copying, S::verifying, S::transcoding}}));
 
 TEST(MediaJobTest, OverallProgressSpansThePhases)
 {
-    MediaJob verified = sampleJob(JobOperation::copy, true);
+    MediaJob verified = newJob(JobOperation::copy, true);
     verified.reportPhaseProgress(JobStatus::copying, 1.0);
     EXPECT_DOUBLE_EQ(verified.progress, 0.5);
     verified.reportPhaseProgress(JobStatus::verifying, 1.0);
     EXPECT_DOUBLE_EQ(verified.progress, 1.0);
-
-    MediaJob unverified = sampleJob(JobOperation::copyAndTranscode, false);
+    MediaJob unverified = newJob(JobOperation::copyAndTranscode, false);
     unverified.reportPhaseProgress(JobStatus::transcoding, 0.5);
     EXPECT_DOUBLE_EQ(unverified.progress, 0.75);
     EXPECT_DOUBLE_EQ(unverified.phaseProgress, 0.5);
-
-    // A phase outside the list counts from the start.
-    unverified.reportPhaseProgress(JobStatus::verifying, 0.5);
+    unverified.reportPhaseProgress(JobStatus::verifying, 0.5); // outside the list: counts from the start
     EXPECT_DOUBLE_EQ(unverified.progress, 0.25);
 }
 
-TEST(MediaJobTest, DestinationPrefersOutputThenCopyThenSource)
-{
-    EXPECT_EQ(sampleJob(JobOperation::copyAndTranscode, true).destination(), QStringLiteral("/projects/Doc/P/clip 1.mov"));
-    EXPECT_EQ(sampleJob(JobOperation::copy, true).destination(), QStringLiteral("/projects/Doc/O/clip 1.mov"));
-    MediaJob bare = sampleJob(JobOperation::transcode, false);
-    bare.outputDestination.reset();
-    EXPECT_EQ(bare.destination(), bare.source);
-}
-
-TEST(MediaJobTest, NewJobsWaitWithFreshIdentity)
-{
-    const MediaJob first = sampleJob(JobOperation::copy, true);
-    const MediaJob second = sampleJob(JobOperation::copy, true);
-    EXPECT_NE(first.id, second.id);
-    EXPECT_EQ(first.status, JobStatus::waiting);
-    EXPECT_FALSE(first.copyCommitted);
-    EXPECT_EQ(first.progress, 0);
-}
-
-TEST(EnumerationTest, RawValuesAreExactAndCaseSensitive)
-{
-    QStringList statuses;
-    for (auto status : JobStatus::allCases)
-        statuses << JobStatus(status).rawValue();
-    EXPECT_EQ(statuses, QStringList({"WAITING", "COPYING", "VERIFYING", "TRANSCODING", "PAUSED", "COMPLETE",
-                                     "FAILED", "CANCELLED"}));
-    EXPECT_FALSE(JobStatus::fromRawValue(QStringLiteral("Waiting")));
-    EXPECT_TRUE(JobStatus(JobStatus::verifying).active());
-    EXPECT_FALSE(JobStatus(JobStatus::paused).active());
-    EXPECT_EQ(ChecksumAlgorithm::fromRawValue(QStringLiteral("SHA-256")), ChecksumAlgorithm(ChecksumAlgorithm::sha256));
-    EXPECT_FALSE(ChecksumAlgorithm::fromRawValue(QStringLiteral("SHA256")));
-    EXPECT_FALSE(ChecksumAlgorithm::fromRawValue(QStringLiteral("md5")));
-    EXPECT_EQ(JobOperation(JobOperation::copy).id(), QStringLiteral("Copy & organize"));
-}
-
-TEST(FileGrantTest, BookmarkIsKeptAsBase64AndOmittedWhenAbsent)
-{
-    FileGrant grant(QStringLiteral("/media/A001"));
-    EXPECT_EQ(grant.toJson(), QJsonObject({{"path", "/media/A001"}}));
-    EXPECT_EQ(grant.resolve(), QStringLiteral("/media/A001"));
-    grant.bookmark = QByteArray("\x00\x01\xfe", 3);
-    const QJsonObject encoded = grant.toJson();
-    EXPECT_EQ(encoded.value(QStringLiteral("bookmark")).toString(), QStringLiteral("AAH+"));
-    EXPECT_EQ(FileGrant::fromJson(encoded), grant);
-    EXPECT_THROW(FileGrant::fromJson(QJsonObject({{"path", "/a"}, {"bookmark", "*not base64*"}})), DecodingError);
-}
+} // namespace
