@@ -17,6 +17,7 @@ int runPreview(const QStringList &arguments);
 int queueCommand(const QStringList &arguments);
 int runIngest(const QStringList &arguments);
 int runWatch(const QStringList &arguments);
+int runSelfTest();
 
 const std::vector<Command> &commands()
 {
@@ -63,6 +64,8 @@ int dispatch(const QStringList &arguments)
         printError(QStringLiteral("The window is not built yet. Run 'vantor --help' for the commands."));
         return exitFailure;
     }
+    if (arguments.contains(QLatin1String("--self-test")))
+        return runSelfTest();
     const QString first = arguments.first();
     if (first == QLatin1String("-h") || first == QLatin1String("--help")) {
         printHelp();

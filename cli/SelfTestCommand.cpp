@@ -1,0 +1,27 @@
+#include "CommandLine.h"
+
+#include "model/VantorError.h"
+#include "selftest/NativeSmoke.h"
+
+#include <cstdio>
+
+namespace vantor::cli {
+
+// vantor --self-test: the stage lines as they pass, then exactly one verdict line.
+int runSelfTest()
+{
+    NativeSmoke smoke([](const QString &line) {
+        printLine(line);
+        std::fflush(stdout); // shown as each stage passes, also when piped
+    });
+    try {
+        smoke.run();
+    } catch (const std::exception &failure) {
+        printLine(QStringLiteral("FAIL Native queue integration: ") + errorText(failure));
+        return exitFailure;
+    }
+    printLine(QStringLiteral("PASS Native queue integration"));
+    return exitSuccess;
+}
+
+} // namespace vantor::cli
