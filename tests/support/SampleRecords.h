@@ -5,8 +5,8 @@
 namespace vantor::test {
 
 // A preset with a fresh id; `finishing` and `encoding` present or absent as asked.
-TranscodePreset samplePreset(const QString &name = QStringLiteral("Proxy"), bool withFinishing = true,
-                             bool withEncoding = true);
+TranscodePreset samplePreset(
+    const QString &name = QStringLiteral("Proxy"), bool withFinishing = true, bool withEncoding = true);
 // A job of the given kind and status with every optional member its kind can carry filled in
 // (hashes, error, preset, checksum), at paths below /media and /projects.
 MediaJob sampleJob(JobOperation operation, JobStatus status, int index = 0);

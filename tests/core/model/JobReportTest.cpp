@@ -1,9 +1,9 @@
 #include "model/JobReport.h"
-#include "model/JsonCodec.h"
 
 #include "QtPrint.h"
 #include "SampleRecords.h"
 #include "TempDir.h"
+#include "model/JsonCodec.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -19,7 +19,8 @@ TEST(JobReport, CopyJobWithoutChecksumLeavesItsOptionalKeysOut)
     MediaJob job = sampleJob(JobOperation::copy, JobStatus::waiting);
     job.checksum.reset();
     const QJsonObject json = JobReport(job).toJson();
-    EXPECT_EQ(json.keys(), QStringList({"destination", "elapsed", "filename", "id", "operation", "source", "status"}));
+    EXPECT_EQ(json.keys(),
+        QStringList({ "destination", "elapsed", "filename", "id", "operation", "source", "status" }));
     EXPECT_EQ(json["destination"].toString(), *job.copyDestination);
     EXPECT_EQ(json["operation"].toString(), "Copy & organize");
     EXPECT_EQ(json["status"].toString(), "WAITING");
@@ -66,14 +67,15 @@ TEST(JobReport, ExportsTheQueueAsOnePrettyArrayInQueueOrder)
     ASSERT_EQ(array.size(), qsizetype(jobs.size()));
     for (qsizetype i = 0; i < array.size(); ++i)
         EXPECT_EQ(JobReport::fromJson(array[i]), JobReport(jobs[std::size_t(i)]));
-    EXPECT_EQ(listTree(dir.path()), QStringList{JobReport::suggestedFileName}) << "no temporary file left";
+    EXPECT_EQ(listTree(dir.path()), QStringList { JobReport::suggestedFileName }) << "no temporary file left";
 }
 
 TEST(JobReport, AFailedExportLeavesNothing)
 {
     TempDir dir;
-    EXPECT_THROW(JobReport::exportQueue({sampleJob(JobOperation::copy, JobStatus::waiting)}, dir.file("missing/r.json")),
-                 std::system_error);
+    EXPECT_THROW(JobReport::exportQueue(
+                     { sampleJob(JobOperation::copy, JobStatus::waiting) }, dir.file("missing/r.json")),
+        std::system_error);
     EXPECT_EQ(listTree(dir.path()), QStringList());
 }
 

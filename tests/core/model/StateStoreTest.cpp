@@ -1,12 +1,12 @@
-#include "model/FileIo.h"
-#include "model/JsonCodec.h"
 #include "model/StateStore.h"
-#include "model/VantorError.h"
-#include "projects/ProjectTemplateService.h"
 
 #include "QtPrint.h"
 #include "SampleRecords.h"
 #include "TempDir.h"
+#include "model/FileIo.h"
+#include "model/JsonCodec.h"
+#include "model/VantorError.h"
+#include "projects/ProjectTemplateService.h"
 
 #include <QCoreApplication>
 #include <QFile>
@@ -29,7 +29,8 @@ QString statePath(const TempDir &dir)
 }
 
 // Rewrites the value at `path` ("jobs/3/status") inside a JSON document.
-QJsonValue edited(const QJsonValue &value, QStringList path, const std::function<QJsonValue(QJsonValue)> &edit)
+QJsonValue edited(
+    const QJsonValue &value, QStringList path, const std::function<QJsonValue(QJsonValue)> &edit)
 {
     if (path.isEmpty())
         return edit(value);
@@ -50,7 +51,10 @@ QJsonValue edited(const QJsonValue &value, QStringList path, const std::function
     return object;
 }
 
-QJsonValue removed(const QJsonValue &) { return QJsonValue(QJsonValue::Undefined); }
+QJsonValue removed(const QJsonValue &)
+{
+    return QJsonValue(QJsonValue::Undefined);
+}
 
 TEST(StateStore, EveryKindOfRecordSurvivesSaveAndLoad)
 {
@@ -91,7 +95,8 @@ TEST(StateStore, ALongHistoryIsWrittenAndReadInOrder)
     }
 
     QJsonObject damaged = state.toJson();
-    damaged["jobs"] = edited(damaged["jobs"], {"4000", "status"}, [](QJsonValue) { return QJsonValue("RUNNING"); });
+    damaged["jobs"]
+        = edited(damaged["jobs"], { "4000", "status" }, [](QJsonValue) { return QJsonValue("RUNNING"); });
     EXPECT_THROW(StateStore::decode(JsonCodec::pretty(damaged)), DecodingError);
 }
 
@@ -105,8 +110,9 @@ TEST(StateStore, WritesPrettyJsonWithSortedKeys)
         if (line.startsWith("  \""))
             topKeys << QString::fromUtf8(line.mid(3, line.indexOf('"', 3) - 3));
     }
-    EXPECT_EQ(topKeys, QStringList({"ffmpeg", "jobs", "presets", "project", "projectGrant", "templates",
-                                    "transcodeDestination", "version", "watches"}));
+    EXPECT_EQ(topKeys,
+        QStringList({ "ffmpeg", "jobs", "presets", "project", "projectGrant", "templates",
+            "transcodeDestination", "version", "watches" }));
     EXPECT_TRUE(data.contains("\"root\": \"file:///projects/Doc/\""));
     EXPECT_TRUE(data.contains("\"source\": \"file:///media/CARD%201/CLIP/"));
 }
@@ -126,7 +132,7 @@ TEST(StateStore, MissingFileGivesTheFreshStateAndFirstSaveMakesTheFolder)
     EXPECT_EQ(listTree(top.path()), QStringList()) << "loading writes nothing";
 
     StateStore::save(fresh, directory);
-    EXPECT_EQ(listTree(top.path()), QStringList({"a/", "a/b/", "a/b/Vantor/", "a/b/Vantor/state.json"}));
+    EXPECT_EQ(listTree(top.path()), QStringList({ "a/", "a/b/", "a/b/Vantor/", "a/b/Vantor/state.json" }));
     EXPECT_EQ(StateStore::encode(StateStore::load(directory)), StateStore::encode(fresh));
 }
 
@@ -159,9 +165,12 @@ struct Damage {
     std::function<QJsonValue(QJsonValue)> edit;
 };
 
-QJsonValue text(const char *value) { return QString::fromUtf8(value); }
+QJsonValue text(const char *value)
+{
+    return QString::fromUtf8(value);
+}
 
-class StrictDecoding : public testing::TestWithParam<Damage> {};
+class StrictDecoding : public testing::TestWithParam<Damage> { };
 
 TEST_P(StrictDecoding, OneFlawAnywhereRefusesTheWholeFile)
 {
@@ -176,48 +185,51 @@ TEST_P(StrictDecoding, OneFlawAnywhereRefusesTheWholeFile)
 }
 
 // Jobs 0-7 copy, 8-15 copy and transcode, 16-23 transcode; statuses in table order in each.
-INSTANTIATE_TEST_SUITE_P(
-    Damages, StrictDecoding,
-    testing::Values(
-        Damage{"noVersion", "version", removed}, Damage{"noTemplates", "templates", removed},
-        Damage{"noPresets", "presets", removed}, Damage{"noJobs", "jobs", removed},
-        Damage{"noWatches", "watches", removed}, Damage{"noFfmpeg", "ffmpeg", removed},
-        Damage{"versionAsText", "version", [](QJsonValue) { return text("1"); }},
-        Damage{"versionFraction", "version", [](QJsonValue) { return QJsonValue(1.5); }},
-        Damage{"jobsAsObject", "jobs", [](QJsonValue) { return QJsonObject(); }},
-        Damage{"ffmpegAsNull", "ffmpeg", [](QJsonValue) { return QJsonValue(QJsonValue::Null); }},
-        Damage{"jobStatus", "jobs/3/status", [](QJsonValue) { return text("RUNNING"); }},
-        Damage{"jobStatusCase", "jobs/3/status", [](QJsonValue) { return text("waiting"); }},
-        Damage{"jobOperation", "jobs/9/operation", [](QJsonValue) { return text("Copy"); }},
-        Damage{"jobChecksum", "jobs/2/checksum", [](QJsonValue) { return text("sha256"); }},
-        Damage{"jobNoId", "jobs/0/id", removed}, Damage{"jobNoCreated", "jobs/23/created", removed},
-        Damage{"jobNoCopyCommitted", "jobs/4/copyCommitted", removed},
-        Damage{"jobBytesAsText", "jobs/1/bytes", [](QJsonValue) { return text("12"); }},
-        Damage{"jobSourceNotUrl", "jobs/1/source", [](QJsonValue) { return text("/media/x.mov"); }},
-        Damage{"jobGrantNoPath", "jobs/1/sourceGrant/path", removed},
-        Damage{"jobGrantBadBookmark", "jobs/1/sourceGrant/bookmark", [](QJsonValue) { return text("*not base64*"); }},
-        Damage{"jobPresetCodec", "jobs/16/preset/codec", [](QJsonValue) { return text("MPEG-2"); }},
-        Damage{"jobPresetAudio", "jobs/17/preset/audio", [](QJsonValue) { return text("mp3"); }},
-        Damage{"jobPresetEncodingKey", "jobs/16/preset/encoding/maxHeight", removed},
-        Damage{"jobPresetFinishingKey", "jobs/16/preset/finishing/burnSize", removed},
-        Damage{"presetNoName", "presets/0/name", removed},
-        Damage{"presetAsArray", "presets/1", [](QJsonValue) { return QJsonArray(); }},
-        Damage{"templateNoFolders", "templates/0/folders", removed},
-        Damage{"templateFolderNumber", "templates/1/folders", [](QJsonValue) { return QJsonArray({1}); }},
-        Damage{"projectNoRoot", "project/root", removed},
-        Damage{"projectClientNull", "project/client", [](QJsonValue) { return QJsonValue(QJsonValue::Null); }},
-        Damage{"projectGrantNumber", "projectGrant", [](QJsonValue) { return QJsonValue(3); }},
-        Damage{"watchNoSeen", "watches/0/seen", removed}, Damage{"watchNoEnabled", "watches/1/enabled", removed},
-        Damage{"watchPresetCodec", "watches/0/preset/codec", [](QJsonValue) { return text("prores"); }},
-        Damage{"watchBadUuid", "watches/0/id", [](QJsonValue) { return text("not-a-uuid"); }},
-        Damage{"destinationNoPath", "transcodeDestination/path", removed}),
+INSTANTIATE_TEST_SUITE_P(Damages, StrictDecoding,
+    testing::Values(Damage { "noVersion", "version", removed },
+        Damage { "noTemplates", "templates", removed }, Damage { "noPresets", "presets", removed },
+        Damage { "noJobs", "jobs", removed }, Damage { "noWatches", "watches", removed },
+        Damage { "noFfmpeg", "ffmpeg", removed },
+        Damage { "versionAsText", "version", [](QJsonValue) { return text("1"); } },
+        Damage { "versionFraction", "version", [](QJsonValue) { return QJsonValue(1.5); } },
+        Damage { "jobsAsObject", "jobs", [](QJsonValue) { return QJsonObject(); } },
+        Damage { "ffmpegAsNull", "ffmpeg", [](QJsonValue) { return QJsonValue(QJsonValue::Null); } },
+        Damage { "jobStatus", "jobs/3/status", [](QJsonValue) { return text("RUNNING"); } },
+        Damage { "jobStatusCase", "jobs/3/status", [](QJsonValue) { return text("waiting"); } },
+        Damage { "jobOperation", "jobs/9/operation", [](QJsonValue) { return text("Copy"); } },
+        Damage { "jobChecksum", "jobs/2/checksum", [](QJsonValue) { return text("sha256"); } },
+        Damage { "jobNoId", "jobs/0/id", removed }, Damage { "jobNoCreated", "jobs/23/created", removed },
+        Damage { "jobNoCopyCommitted", "jobs/4/copyCommitted", removed },
+        Damage { "jobBytesAsText", "jobs/1/bytes", [](QJsonValue) { return text("12"); } },
+        Damage { "jobSourceNotUrl", "jobs/1/source", [](QJsonValue) { return text("/media/x.mov"); } },
+        Damage { "jobGrantNoPath", "jobs/1/sourceGrant/path", removed },
+        Damage { "jobGrantBadBookmark", "jobs/1/sourceGrant/bookmark",
+            [](QJsonValue) { return text("*not base64*"); } },
+        Damage { "jobPresetCodec", "jobs/16/preset/codec", [](QJsonValue) { return text("MPEG-2"); } },
+        Damage { "jobPresetAudio", "jobs/17/preset/audio", [](QJsonValue) { return text("mp3"); } },
+        Damage { "jobPresetEncodingKey", "jobs/16/preset/encoding/maxHeight", removed },
+        Damage { "jobPresetFinishingKey", "jobs/16/preset/finishing/burnSize", removed },
+        Damage { "presetNoName", "presets/0/name", removed },
+        Damage { "presetAsArray", "presets/1", [](QJsonValue) { return QJsonArray(); } },
+        Damage { "templateNoFolders", "templates/0/folders", removed },
+        Damage {
+            "templateFolderNumber", "templates/1/folders", [](QJsonValue) { return QJsonArray({ 1 }); } },
+        Damage { "projectNoRoot", "project/root", removed },
+        Damage {
+            "projectClientNull", "project/client", [](QJsonValue) { return QJsonValue(QJsonValue::Null); } },
+        Damage { "projectGrantNumber", "projectGrant", [](QJsonValue) { return QJsonValue(3); } },
+        Damage { "watchNoSeen", "watches/0/seen", removed },
+        Damage { "watchNoEnabled", "watches/1/enabled", removed },
+        Damage { "watchPresetCodec", "watches/0/preset/codec", [](QJsonValue) { return text("prores"); } },
+        Damage { "watchBadUuid", "watches/0/id", [](QJsonValue) { return text("not-a-uuid"); } },
+        Damage { "destinationNoPath", "transcodeDestination/path", removed }),
     [](const testing::TestParamInfo<Damage> &info) { return info.param.label; });
 
 TEST(StateStore, UnreadableDocumentsRefuseToLoad)
 {
     TempDir dir;
-    for (const QByteArray &data : {QByteArray("{}"), QByteArray(""), QByteArray("[]"), QByteArray("null"),
-                                   QByteArray("{\"version\": 1"), QByteArray("\xff\xfe{}")}) {
+    for (const QByteArray &data : { QByteArray("{}"), QByteArray(""), QByteArray("[]"), QByteArray("null"),
+             QByteArray("{\"version\": 1"), QByteArray("\xff\xfe{}") }) {
         dir.write("state.json", data);
         EXPECT_THROW(StateStore::load(dir.path()), std::exception) << data.constData();
         EXPECT_EQ(readFile(statePath(dir)), data);
@@ -255,10 +267,10 @@ TEST(StateStore, AFailedSaveLeavesThePreviousFileWhole)
     AppState after = before;
     after.ffmpeg = "/usr/bin/ffmpeg";
     after.jobs.pop_back();
-    for (const bool shortWrite : {false, true}) {
+    for (const bool shortWrite : { false, true }) {
         for (long failAt = 1;; ++failAt) {
             ASSERT_LT(failAt, 50);
-            FileIo::Faults::set({.failAt = failAt, .error = ENOSPC, .shortWrite = shortWrite});
+            FileIo::Faults::set({ .failAt = failAt, .error = ENOSPC, .shortWrite = shortWrite });
             try {
                 StateStore::save(after, dir.path());
                 FileIo::Faults::clear();
@@ -270,7 +282,8 @@ TEST(StateStore, AFailedSaveLeavesThePreviousFileWhole)
             // A failure after the rename (the folder's sync) may already show the new file.
             const QByteArray now = readFile(statePath(dir));
             EXPECT_TRUE(now == old || now == StateStore::encode(after)) << "failure at " << failAt;
-            EXPECT_EQ(listTree(dir.path()), QStringList{"state.json"}) << "temporary file left at " << failAt;
+            EXPECT_EQ(listTree(dir.path()), QStringList { "state.json" })
+                << "temporary file left at " << failAt;
         }
         EXPECT_EQ(readFile(statePath(dir)), StateStore::encode(after));
         StateStore::save(before, dir.path());
@@ -317,7 +330,7 @@ protected:
         child->setProcessEnvironment(environment);
         child->setProcessChannelMode(QProcess::ForwardedErrorChannel);
         child->start(QCoreApplication::applicationFilePath(),
-                     {"--gtest_filter=StateStoreCrashChild.SavesUntilKilled"});
+            { "--gtest_filter=StateStoreCrashChild.SavesUntilKilled" });
         EXPECT_TRUE(child->waitForStarted());
         return child;
     }
@@ -342,7 +355,7 @@ TEST_F(StateStoreCrash, KillingASaveAtAnyOperationLeavesAWholeState)
     ASSERT_TRUE(FileIo::Faults::available());
     // One save is open, writes, sync, close, rename, folder sync: kill before and after each op
     // of the first two saves.
-    for (const char *variable : {"VANTOR_FAULT_KILL_BEFORE", "VANTOR_FAULT_KILL_AFTER"}) {
+    for (const char *variable : { "VANTOR_FAULT_KILL_BEFORE", "VANTOR_FAULT_KILL_AFTER" }) {
         for (int operation = 1; operation <= 18; ++operation) {
             QProcessEnvironment faults;
             faults.insert(variable, QString::number(operation));

@@ -1,11 +1,11 @@
-#include "model/FileIo.h"
-#include "model/JsonCodec.h"
-#include "model/VantorError.h"
 #include "projects/ProjectCreationService.h"
-#include "projects/ProjectTemplateService.h"
 
 #include "QtPrint.h"
 #include "TempDir.h"
+#include "model/FileIo.h"
+#include "model/JsonCodec.h"
+#include "model/VantorError.h"
+#include "projects/ProjectTemplateService.h"
 
 #include <QDir>
 #include <QFile>
@@ -20,7 +20,7 @@ namespace {
 
 ProjectTemplate makeTemplate(const QStringList &folders)
 {
-    return ProjectTemplate{QUuid::createUuid(), QStringLiteral("Shoot"), folders};
+    return ProjectTemplate { QUuid::createUuid(), QStringLiteral("Shoot"), folders };
 }
 
 template <typename Call> QString messageOf(Call call)
@@ -37,12 +37,11 @@ TEST(ProjectCreationService, CreatesTheWholeTreeWithItsMarker)
 {
     TempDir parent;
     const auto commercial = ProjectTemplateService::defaults().at(1);
-    const ProjectContext context =
-        ProjectCreationService::create(QStringLiteral("  Doc \t"), QStringLiteral("Acme"), QStringLiteral("2026-03-01"),
-                                       parent.path(), commercial);
-    EXPECT_EQ(context, (ProjectContext{"Doc", "Acme", "2026-03-01", parent.path() + "/Doc"}));
+    const ProjectContext context = ProjectCreationService::create(QStringLiteral("  Doc \t"),
+        QStringLiteral("Acme"), QStringLiteral("2026-03-01"), parent.path(), commercial);
+    EXPECT_EQ(context, (ProjectContext { "Doc", "Acme", "2026-03-01", parent.path() + "/Doc" }));
 
-    QStringList expected{"Doc/", "Doc/Project.vantor"};
+    QStringList expected { "Doc/", "Doc/Project.vantor" };
     for (const QString &folder : commercial.folders)
         expected << "Doc/" + folder + "/";
     expected.sort();
@@ -57,32 +56,35 @@ TEST(ProjectCreationService, CreatesTheWholeTreeWithItsMarker)
 TEST(ProjectCreationService, ExpandsTheProjectTokens)
 {
     TempDir parent;
-    const auto entry = makeTemplate({"{DATE}", "{CLIENT}/BRIEF", "{PROJECT}_EXPORTS/{DATE}"});
+    const auto entry = makeTemplate({ "{DATE}", "{CLIENT}/BRIEF", "{PROJECT}_EXPORTS/{DATE}" });
     ProjectCreationService::create("Doc", "Acme", "2026-03-01", parent.path(), entry);
     EXPECT_EQ(listTree(parent.file("Doc")),
-              QStringList({"2026-03-01/", "Acme/", "Acme/BRIEF/", "Doc_EXPORTS/", "Doc_EXPORTS/2026-03-01/",
-                           "Project.vantor"}));
-    EXPECT_EQ(messageOf([&] { ProjectCreationService::create("Doc2", "", "2026-03-01", parent.path(), entry); }),
-              QStringLiteral("\u201C{CLIENT}\u201D is not a safe file or folder name."));
+        QStringList({ "2026-03-01/", "Acme/", "Acme/BRIEF/", "Doc_EXPORTS/", "Doc_EXPORTS/2026-03-01/",
+            "Project.vantor" }));
+    EXPECT_EQ(
+        messageOf([&] { ProjectCreationService::create("Doc2", "", "2026-03-01", parent.path(), entry); }),
+        QStringLiteral("\u201C{CLIENT}\u201D is not a safe file or folder name."));
     EXPECT_FALSE(QFile::exists(parent.file("Doc2")));
 }
 
 TEST(ProjectCreationService, NeverTouchesAnExistingProject)
 {
     TempDir parent;
-    const auto entry = makeTemplate({"A", "B"});
+    const auto entry = makeTemplate({ "A", "B" });
     ProjectCreationService::create("Doc", "", "2026-03-01", parent.path(), entry);
     const QByteArray marker = readFile(parent.file("Doc/Project.vantor"));
     const QStringList before = listTree(parent.path());
     EXPECT_EQ(messageOf([&] {
-                  ProjectCreationService::create(" Doc", "Other", "2027-01-01", parent.path(), makeTemplate({"C"}));
-              }),
-              QStringLiteral("A project named \u201CDoc\u201D already exists. Use Open Project or choose another name."));
+        ProjectCreationService::create(" Doc", "Other", "2027-01-01", parent.path(), makeTemplate({ "C" }));
+    }),
+        QStringLiteral(
+            "A project named \u201CDoc\u201D already exists. Use Open Project or choose another name."));
     // A plain file of that name is just as much in the way.
     parent.write("Notes", "x");
     EXPECT_EQ(messageOf([&] { ProjectCreationService::create("Notes", "", "d", parent.path(), entry); }),
-              QStringLiteral("A project named \u201CNotes\u201D already exists. Use Open Project or choose another name."));
-    EXPECT_EQ(listTree(parent.path()), before + QStringList{"Notes"});
+        QStringLiteral(
+            "A project named \u201CNotes\u201D already exists. Use Open Project or choose another name."));
+    EXPECT_EQ(listTree(parent.path()), before + QStringList { "Notes" });
     EXPECT_EQ(readFile(parent.file("Doc/Project.vantor")), marker);
 }
 
@@ -91,10 +93,10 @@ struct RefusalCase {
     QString name;
     QStringList folders;
     const char *parentKind; // "folder", "link", "file", "readOnly", "missing"
-    QString expected;       // "%1" stands for the parent's path
+    QString expected; // "%1" stands for the parent's path
 };
 
-class CreationRefusals : public testing::TestWithParam<RefusalCase> {};
+class CreationRefusals : public testing::TestWithParam<RefusalCase> { };
 
 TEST_P(CreationRefusals, SayWhyAndCreateNothing)
 {
@@ -131,42 +133,43 @@ QString unsafe(const char *name)
     return QStringLiteral("\u201C") + name + QStringLiteral("\u201D is not a safe file or folder name.");
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Cases, CreationRefusals,
-    testing::Values(
-        RefusalCase{"emptyName", " ", {"A"}, "folder", unsafe(" ")},
-        RefusalCase{"reservedName", ".vantor-project-X", {"A"}, "folder", unsafe(".vantor-project-X")},
-        RefusalCase{"colonName", "Doc:1", {"A"}, "folder", unsafe("Doc:1")},
-        RefusalCase{"linkParent", "Doc", {"A"}, "link", "Select an available, real destination folder: %1"},
-        RefusalCase{"fileParent", "Doc", {"A"}, "file", "Select an available, real destination folder: %1"},
-        RefusalCase{"readOnlyParent", "Doc", {"A"}, "readOnly", "The destination is read-only: %1"},
-        RefusalCase{"missingParent", "Doc", {"A"}, "missing", "No such file or directory"},
-        RefusalCase{"noFolders", "Doc", {}, "folder", "Add at least one folder to the template."},
-        RefusalCase{"duplicates", "Doc", {"03_AUDIO", "04", "03_audio"}, "folder",
-                    "The template contains duplicate folder paths."},
-        RefusalCase{"unknownToken", "Doc", {"A", "B/{TAKE}{X}"}, "folder",
-                    "Unknown naming token in \u201C{TAKE}{X}\u201D."},
-        RefusalCase{"leadingSlash", "Doc", {"/A"}, "folder",
-                    "Use relative folder paths, without a leading or trailing slash."},
-        RefusalCase{"trailingSlash", "Doc", {"A/"}, "folder",
-                    "Use relative folder paths, without a leading or trailing slash."},
-        RefusalCase{"climbing", "Doc", {"A/../../B"}, "folder", unsafe("..")}),
+INSTANTIATE_TEST_SUITE_P(Cases, CreationRefusals,
+    testing::Values(RefusalCase { "emptyName", " ", { "A" }, "folder", unsafe(" ") },
+        RefusalCase { "reservedName", ".vantor-project-X", { "A" }, "folder", unsafe(".vantor-project-X") },
+        RefusalCase { "colonName", "Doc:1", { "A" }, "folder", unsafe("Doc:1") },
+        RefusalCase {
+            "linkParent", "Doc", { "A" }, "link", "Select an available, real destination folder: %1" },
+        RefusalCase {
+            "fileParent", "Doc", { "A" }, "file", "Select an available, real destination folder: %1" },
+        RefusalCase { "readOnlyParent", "Doc", { "A" }, "readOnly", "The destination is read-only: %1" },
+        RefusalCase { "missingParent", "Doc", { "A" }, "missing", "No such file or directory" },
+        RefusalCase { "noFolders", "Doc", {}, "folder", "Add at least one folder to the template." },
+        RefusalCase { "duplicates", "Doc", { "03_AUDIO", "04", "03_audio" }, "folder",
+            "The template contains duplicate folder paths." },
+        RefusalCase { "unknownToken", "Doc", { "A", "B/{TAKE}{X}" }, "folder",
+            "Unknown naming token in \u201C{TAKE}{X}\u201D." },
+        RefusalCase { "leadingSlash", "Doc", { "/A" }, "folder",
+            "Use relative folder paths, without a leading or trailing slash." },
+        RefusalCase { "trailingSlash", "Doc", { "A/" }, "folder",
+            "Use relative folder paths, without a leading or trailing slash." },
+        RefusalCase { "climbing", "Doc", { "A/../../B" }, "folder", unsafe("..") }),
     [](const testing::TestParamInfo<RefusalCase> &info) { return info.param.label; });
 
 TEST(ProjectCreationService, AFailingFileOperationLeavesNoFolderBehind)
 {
     ASSERT_TRUE(FileIo::Faults::available());
-    const auto entry = makeTemplate({"A/B/C", "A/D", "E"});
+    const auto entry = makeTemplate({ "A/B/C", "A/D", "E" });
     // Fail each mutating operation in turn until creation gets through untouched.
     for (long failAt = 1;; ++failAt) {
         ASSERT_LT(failAt, 200) << "creation never completed";
         TempDir parent;
-        FileIo::Faults::set({.failAt = failAt, .error = EIO});
+        FileIo::Faults::set({ .failAt = failAt, .error = EIO });
         try {
             ProjectCreationService::create("Doc", "", "2026-03-01", parent.path(), entry);
             FileIo::Faults::clear();
-            EXPECT_EQ(listTree(parent.path()), QStringList({"Doc/", "Doc/A/", "Doc/A/B/", "Doc/A/B/C/", "Doc/A/D/",
-                                                            "Doc/E/", "Doc/Project.vantor"}));
+            EXPECT_EQ(listTree(parent.path()),
+                QStringList({ "Doc/", "Doc/A/", "Doc/A/B/", "Doc/A/B/C/", "Doc/A/D/", "Doc/E/",
+                    "Doc/Project.vantor" }));
             EXPECT_GT(failAt, 10);
             break;
         } catch (const std::system_error &error) {
@@ -175,7 +178,8 @@ TEST(ProjectCreationService, AFailingFileOperationLeavesNoFolderBehind)
         } catch (const VantorError &error) {
             // The publish step reports its own sentence around the system's text.
             FileIo::Faults::clear();
-            EXPECT_TRUE(error.message().startsWith("Could not commit Doc: ")) << error.message().toStdString();
+            EXPECT_TRUE(error.message().startsWith("Could not commit Doc: "))
+                << error.message().toStdString();
         }
         EXPECT_EQ(listTree(parent.path()), QStringList()) << "after a failure at operation " << failAt;
     }
