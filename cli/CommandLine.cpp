@@ -2,6 +2,7 @@
 
 #include "model/VantorError.h"
 
+#include <QRegularExpression>
 #include <QTextStream>
 #include <cstdio>
 #include <unistd.h>
@@ -46,7 +47,7 @@ bool CommandParser::parse(const QStringList &arguments)
     if (m_parser.isSet(QStringLiteral("help"))) {
         QString help = m_parser.helpText();
         // The parser names only the program; the usage line should name the command too.
-        help.replace(QStringLiteral("Usage: vantor"), QStringLiteral("Usage: vantor ") + m_command);
+        help.replace(QRegularExpression(QStringLiteral("^Usage: \\S+")), QStringLiteral("Usage: vantor ") + m_command);
         QTextStream(stdout) << help;
         return false;
     }

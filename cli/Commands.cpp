@@ -1,17 +1,37 @@
 #include "Commands.h"
 
 #include "CommandLine.h"
+#include "PresetsCommand.h"
+#include "ProbeCommand.h"
 
 #include <QTextStream>
 
 namespace vantor::cli {
 
 int projectCommand(const QStringList &arguments);
+int runHash(const QStringList &arguments);
+int runScan(const QStringList &arguments);
+int runCopy(const QStringList &arguments);
+int runTranscode(const QStringList &arguments);
+int runPreview(const QStringList &arguments);
+int queueCommand(const QStringList &arguments);
+int runIngest(const QStringList &arguments);
+int runWatch(const QStringList &arguments);
 
 const std::vector<Command> &commands()
 {
     static const std::vector<Command> all = {
-        {"project", "Create a project from a folder template, or list the templates.", projectCommand},
+        {"hash", "Print the digest of files (xxHash64, MD5 or SHA-256)", runHash},
+        {"scan", "List the files an import of files and folders would copy", runScan},
+        {"copy", "Copy one file with verification, as the queue does", runCopy},
+        {"probe", "Show what the media engine finds in media files", probeCommand},
+        {"presets", "List the transcode presets", presetsCommand},
+        {"transcode", "Transcode files with a preset, validated and published as the queue does", runTranscode},
+        {"preview", "Render a processed frame or a test clip with a preset", runPreview},
+        {"project", "Create a project from a folder template, or list the templates", projectCommand},
+        {"queue", "List, add to, run and change the stored queue", queueCommand},
+        {"ingest", "Queue sources into a project as the Import page does, and run the queue", runIngest},
+        {"watch", "Manage and run the folder-automation rules", runWatch},
     };
     return all;
 }
@@ -23,7 +43,8 @@ void printHelp()
     QTextStream out(stdout);
     out << "Usage: vantor [--self-test] [COMMAND [OPTIONS] [ARGUMENTS]]\n\n"
            "Copies camera media into a project with checksum verification and makes proxies\n"
-           "and deliverables from it. Without a command, opens the window.\n\n"
+           "and deliverables from it. Without a command it will open the window, which is not\n"
+           "built yet; the commands below do the work headless.\n\n"
            "Options:\n"
            "  -h, --help      Show this help and exit.\n"
            "  -v, --version   Show the version and exit.\n"

@@ -32,7 +32,8 @@ AppState AppState::fresh()
 {
     AppState state;
     state.templates = ProjectTemplateService::defaults();
-    state.presets = PresetService::defaults();
+    const auto presets = PresetService::defaults();
+    state.presets.assign(presets.begin(), presets.end());
     return state;
 }
 

@@ -31,6 +31,10 @@ FaultState &faultState()
 
 enum class Fault { none, fail, shortWrite };
 
+// The number of the mutating operation under way on this thread; threads interleave, so the
+// kill after an operation is decided by its own number, not by the shared count.
+thread_local long currentOperation = 0;
+
 // Called around every mutating operation. Returns what the operation should do instead.
 Fault beforeMutation([[maybe_unused]] const char *operation)
 {
@@ -38,6 +42,7 @@ Fault beforeMutation([[maybe_unused]] const char *operation)
     FaultState &state = faultState();
     std::lock_guard lock(state.mutex);
     const long number = ++state.count;
+    currentOperation = number;
     if (state.traceFd >= 0) {
         char line[96];
         const int length = std::snprintf(line, sizeof line, "%ld %s\n", number, operation);
@@ -56,7 +61,7 @@ void afterMutation()
 #ifdef VANTOR_FAULT_POINTS
     FaultState &state = faultState();
     std::lock_guard lock(state.mutex);
-    if (state.plan.killAfter != 0 && state.plan.killAfter == state.count)
+    if (state.plan.killAfter != 0 && state.plan.killAfter == currentOperation)
         ::raise(SIGKILL);
 #endif
 }
@@ -67,12 +72,18 @@ int injectedError()
     return error != 0 ? error : EIO;
 }
 
+// A planned short write that lands on an operation other than a write fails it as a full disk.
+int errorFor(Fault fault)
+{
+    return fault == Fault::shortWrite ? ENOSPC : injectedError();
+}
+
 // Runs one mutating system call with its fault point.
 template <typename Call> void mutate(const char *operation, Call call)
 {
     const Fault fault = beforeMutation(operation);
     if (fault != Fault::none)
-        throwSystemError(fault == Fault::shortWrite ? ENOSPC : injectedError());
+        throwSystemError(errorFor(fault));
     if (call() != 0)
         throwSystemError(errno);
     afterMutation();
@@ -119,7 +130,7 @@ UniqueFd openAt(int dirFd, const QByteArray &name, int flags, mode_t mode)
     if (flags & O_CREAT) {
         const Fault fault = beforeMutation("open");
         if (fault != Fault::none)
-            throwSystemError(injectedError());
+            throwSystemError(errorFor(fault));
     }
     int fd;
     do {
@@ -180,7 +191,7 @@ void closeChecked(UniqueFd &fd)
     const Fault fault = beforeMutation("close");
     const int result = ::close(raw);
     if (fault != Fault::none)
-        throwSystemError(injectedError());
+        throwSystemError(errorFor(fault));
     if (result != 0 && errno != EINTR)
         throwSystemError(errno);
     afterMutation();

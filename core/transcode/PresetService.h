@@ -2,11 +2,24 @@
 
 #include "transcode/TranscodePreset.h"
 
-#include <vector>
+#include <QList>
+#include <QString>
 
-namespace vantor::PresetService {
+namespace vantor {
 
-// The built-in presets, each with a fresh id on every call.
-std::vector<TranscodePreset> defaults();
+// The built-in presets, the rules every preset must pass before it is saved or encoded, and
+// the channel-map parser.
+namespace PresetService {
 
-} // namespace vantor::PresetService
+// Each call makes fresh identities.
+QList<TranscodePreset> defaults();
+
+// Throws VantorError with the first rule the preset breaks.
+void validate(const TranscodePreset &preset);
+
+// "3, 4" -> {2, 3}: zero-based source channels in output order. Throws VantorError.
+QList<int> channelMapping(const QString &text);
+
+} // namespace PresetService
+
+} // namespace vantor

@@ -20,17 +20,20 @@ TranscodePreset::TranscodePreset(const QUuid &id, const QString &name, Codec cod
 
 QString TranscodePreset::displayName() const
 {
-    // Capitalise each word (the rest lower case) before the brand spellings are restored.
+    // Capitalise each word: its first letter upper case (digits before it do not count), the rest
+    // lower case, before the brand spellings are restored.
     QString result;
     result.reserve(name.size());
-    bool wordStart = true;
+    bool letterSeen = false;
     for (const QChar character : name) {
         if (character.isSpace()) {
+            letterSeen = false;
             result += character;
-            wordStart = true;
+        } else if (character.isLetter()) {
+            result += letterSeen ? character.toLower() : character.toUpper();
+            letterSeen = true;
         } else {
-            result += wordStart ? character.toUpper() : character.toLower();
-            wordStart = false;
+            result += character;
         }
     }
     result.replace(QStringLiteral("Youtube"), QStringLiteral("YouTube"));

@@ -1,5 +1,4 @@
 #include "ChildProcess.h"
-#include "QtPrint.h"
 #include "SampleRecords.h"
 #include "TempDir.h"
 #include "model/JsonCodec.h"

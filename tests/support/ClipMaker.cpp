@@ -26,8 +26,10 @@ QString makeClip(const QString &path, const ClipSpec &spec)
     if (spec.audioChannels > 0) {
         arguments << QStringLiteral("-f") << QStringLiteral("lavfi") << QStringLiteral("-i")
                   << QStringLiteral("sine=frequency=440:sample_rate=48000:duration=%1").arg(duration);
-        arguments << QStringLiteral("-ac") << QString::number(spec.audioChannels);
     }
+    arguments << spec.extraInputs;
+    if (spec.audioChannels > 0)
+        arguments << QStringLiteral("-ac") << QString::number(spec.audioChannels);
     arguments << QStringLiteral("-c:v") << spec.codec << QStringLiteral("-pix_fmt") << QStringLiteral("yuv420p");
     if (spec.codec == QLatin1String("libx264"))
         arguments << QStringLiteral("-preset") << QStringLiteral("ultrafast");

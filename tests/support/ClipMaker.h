@@ -14,6 +14,7 @@ struct ClipSpec {
     int audioChannels = 2;      // 0 for none
     QString timecode;           // e.g. "01:00:00:00"; empty for none
     QString codec = QStringLiteral("libx264");
+    QStringList extraInputs;    // more inputs ("-i", file ...), numbered after the generated ones
     QStringList extraArguments; // inserted before the output name
 };
 

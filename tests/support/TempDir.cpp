@@ -15,6 +15,18 @@ TempDir::TempDir()
         ADD_FAILURE() << "could not make a temporary folder";
 }
 
+TempDir::TempDir(const QString &base) : m_dir(base + QStringLiteral("/vantor-test-XXXXXX"))
+{
+    if (!m_dir.isValid())
+        ADD_FAILURE() << "could not make a temporary folder in " << base.toStdString();
+}
+
+QString memoryFolder()
+{
+    const QFileInfo shm(QStringLiteral("/dev/shm"));
+    return shm.isDir() && shm.isWritable() ? shm.filePath() : QDir::tempPath();
+}
+
 TempDir::~TempDir()
 {
     // Tests make read-only folders; give write access back so the tree can be removed.

@@ -11,6 +11,8 @@ namespace vantor::test {
 class TempDir {
 public:
     TempDir();
+    // A folder under `base` (e.g. memoryFolder() for tests whose cost is fsync, not logic).
+    explicit TempDir(const QString &base);
     ~TempDir();
     QString path() const { return m_dir.path(); }
     QString file(const QString &relative) const { return m_dir.filePath(relative); }
@@ -23,6 +25,8 @@ private:
 };
 
 QByteArray readFile(const QString &path);
+// A memory-backed folder (/dev/shm) where there is one, else the system's temporary folder.
+QString memoryFolder();
 QByteArray randomBytes(qsizetype size, quint32 seed);
 // Every path below root, relative and sorted, folders with a trailing "/".
 QStringList listTree(const QString &root);

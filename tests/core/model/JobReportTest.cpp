@@ -1,6 +1,5 @@
 #include "model/JobReport.h"
 
-#include "QtPrint.h"
 #include "SampleRecords.h"
 #include "TempDir.h"
 #include "model/JsonCodec.h"

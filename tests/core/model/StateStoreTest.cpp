@@ -1,6 +1,5 @@
 #include "model/StateStore.h"
 
-#include "QtPrint.h"
 #include "SampleRecords.h"
 #include "TempDir.h"
 #include "model/FileIo.h"

@@ -1,6 +1,5 @@
 #include "projects/ProjectCreationService.h"
 
-#include "QtPrint.h"
 #include "TempDir.h"
 #include "model/FileIo.h"
 #include "model/JsonCodec.h"

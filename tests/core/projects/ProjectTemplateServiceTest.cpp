@@ -1,9 +1,8 @@
+#include "model/VantorError.h"
 #include "projects/ProjectTemplateService.h"
 
-#include "QtPrint.h"
-#include "model/VantorError.h"
-
 #include <QJsonArray>
+
 #include <gtest/gtest.h>
 
 using namespace vantor;
@@ -22,7 +21,7 @@ template <typename Call> QString messageOf(Call call)
 
 ProjectTemplate makeTemplate(const QString &name, const QStringList &folders)
 {
-    return ProjectTemplate { QUuid::createUuid(), name, folders };
+    return ProjectTemplate{QUuid::createUuid(), name, folders};
 }
 
 TEST(ProjectTemplateService, DefaultsAreTheSevenBuiltInsWithFreshIds)
@@ -32,9 +31,8 @@ TEST(ProjectTemplateService, DefaultsAreTheSevenBuiltInsWithFreshIds)
     QStringList names;
     for (const auto &entry : first)
         names << entry.name;
-    EXPECT_EQ(names,
-        QStringList({ "Narrative film", "Commercial", "Documentary", "Music video", "Corporate",
-            "DIT / offload", "Post handoff" }));
+    EXPECT_EQ(names, QStringList({"Narrative film", "Commercial", "Documentary", "Music video", "Corporate",
+                                  "DIT / offload", "Post handoff"}));
     ASSERT_EQ(first.size(), second.size());
     for (std::size_t i = 0; i < first.size(); ++i) {
         EXPECT_EQ(first[i].name, second[i].name);
@@ -42,10 +40,9 @@ TEST(ProjectTemplateService, DefaultsAreTheSevenBuiltInsWithFreshIds)
         EXPECT_NE(first[i].id, second[i].id);
     }
     EXPECT_EQ(first[0].folders.size(), 12);
-    EXPECT_EQ(first[1].folders.mid(12), QStringList({ "01_PROJECT FILES/BRIEF", "09_DELIVERABLES/SOCIAL" }));
-    EXPECT_EQ(first[5].folders,
-        QStringList({ "01_REPORTS", "02_FOOTAGE/ORIGINALS", "02_FOOTAGE/PROXIES", "03_AUDIO", "04_DAILIES",
-            "05_HANDOFF" }));
+    EXPECT_EQ(first[1].folders.mid(12), QStringList({"01_PROJECT FILES/BRIEF", "09_DELIVERABLES/SOCIAL"}));
+    EXPECT_EQ(first[5].folders, QStringList({"01_REPORTS", "02_FOOTAGE/ORIGINALS", "02_FOOTAGE/PROXIES", "03_AUDIO",
+                                             "04_DAILIES", "05_HANDOFF"}));
     EXPECT_EQ(first[6].folders.at(3), "03_AUDIO/AAF");
 }
 
@@ -61,10 +58,9 @@ TEST(ProjectTemplateService, EveryBuiltInValidatesUnchanged)
 
 TEST(ProjectTemplateService, ValidateExpandsInOrder)
 {
-    const auto entry
-        = makeTemplate("Shoot", { "{DATE}", "{CLIENT}/BRIEF", "02_FOOTAGE", "02_FOOTAGE/ORIGINALS" });
-    EXPECT_EQ(ProjectTemplateService::validate(entry, { { "CLIENT", "Acme" }, { "DATE", "2026-03-01" } }),
-        QStringList({ "2026-03-01", "Acme/BRIEF", "02_FOOTAGE", "02_FOOTAGE/ORIGINALS" }));
+    const auto entry = makeTemplate("Shoot", {"{DATE}", "{CLIENT}/BRIEF", "02_FOOTAGE", "02_FOOTAGE/ORIGINALS"});
+    EXPECT_EQ(ProjectTemplateService::validate(entry, {{"CLIENT", "Acme"}, {"DATE", "2026-03-01"}}),
+              QStringList({"2026-03-01", "Acme/BRIEF", "02_FOOTAGE", "02_FOOTAGE/ORIGINALS"}));
 }
 
 TEST(ProjectTemplateService, ValidateRefusesInItsOrder)
@@ -73,40 +69,33 @@ TEST(ProjectTemplateService, ValidateRefusesInItsOrder)
     const QString duplicates = QStringLiteral("The template contains duplicate folder paths.");
     // The name is checked before the folder list, and an empty list before any path.
     EXPECT_EQ(messageOf([&] { ProjectTemplateService::validate(makeTemplate("a:b", {}), {}); }),
-        QStringLiteral("\u201Ca:b\u201D is not a safe file or folder name."));
+              QStringLiteral("\u201Ca:b\u201D is not a safe file or folder name."));
     EXPECT_EQ(messageOf([&] { ProjectTemplateService::validate(makeTemplate("T", {}), {}); }), noFolders);
-    EXPECT_EQ(messageOf([&] {
-        ProjectTemplateService::validate(makeTemplate("T", { "03_AUDIO", "03_audio" }), {});
-    }),
-        duplicates);
-    EXPECT_EQ(messageOf([&] {
-        ProjectTemplateService::validate(makeTemplate("T", { "A", " a " }), {});
-    }),
-        duplicates);
+    EXPECT_EQ(messageOf([&] { ProjectTemplateService::validate(makeTemplate("T", {"03_AUDIO", "03_audio"}), {}); }),
+              duplicates);
+    EXPECT_EQ(messageOf([&] { ProjectTemplateService::validate(makeTemplate("T", {"A", " a "}), {}); }), duplicates);
     // Duplicates after expansion count too.
     EXPECT_EQ(messageOf([&] {
-        ProjectTemplateService::validate(makeTemplate("T", { "{PROJECT}", "Doc" }), { { "PROJECT", "Doc" } });
-    }),
-        duplicates);
-    EXPECT_EQ(messageOf([&] {
-        ProjectTemplateService::validate(makeTemplate("T", { "ok", "/abs" }), {});
-    }),
-        QStringLiteral("Use relative folder paths, without a leading or trailing slash."));
-    EXPECT_EQ(messageOf([&] { ProjectTemplateService::validate(makeTemplate("T", { "{FOO}/x" }), {}); }),
-        QStringLiteral("Unknown naming token in \u201C{FOO}\u201D."));
+                  ProjectTemplateService::validate(makeTemplate("T", {"{PROJECT}", "Doc"}), {{"PROJECT", "Doc"}});
+              }),
+              duplicates);
+    EXPECT_EQ(messageOf([&] { ProjectTemplateService::validate(makeTemplate("T", {"ok", "/abs"}), {}); }),
+              QStringLiteral("Use relative folder paths, without a leading or trailing slash."));
+    EXPECT_EQ(messageOf([&] { ProjectTemplateService::validate(makeTemplate("T", {"{FOO}/x"}), {}); }),
+              QStringLiteral("Unknown naming token in \u201C{FOO}\u201D."));
 }
 
 TEST(ProjectTemplate, JsonIsStrict)
 {
-    const auto entry = makeTemplate("Shoot", { "A", "B/C" });
+    const auto entry = makeTemplate("Shoot", {"A", "B/C"});
     EXPECT_EQ(ProjectTemplate::fromJson(entry.toJson()), entry);
-    for (const char *key : { "id", "name", "folders" }) {
+    for (const char *key : {"id", "name", "folders"}) {
         QJsonObject missing = entry.toJson();
         missing.remove(QLatin1String(key));
         EXPECT_THROW(ProjectTemplate::fromJson(missing), DecodingError) << key;
     }
     QJsonObject wrong = entry.toJson();
-    wrong.insert("folders", QJsonArray({ "A", 3 }));
+    wrong.insert("folders", QJsonArray({"A", 3}));
     EXPECT_THROW(ProjectTemplate::fromJson(wrong), DecodingError);
 }
 

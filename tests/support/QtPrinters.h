@@ -1,19 +1,25 @@
 #pragma once
 
+// Readable gtest output for Qt values; force-included into every test file.
+#include <QByteArray>
 #include <QString>
 #include <QStringList>
 #include <ostream>
 
-// Readable GoogleTest failure output for Qt's strings (found by argument-dependent lookup).
 inline void PrintTo(const QString &text, std::ostream *out)
 {
     *out << '"' << text.toStdString() << '"';
+}
+
+inline void PrintTo(const QByteArray &bytes, std::ostream *out)
+{
+    *out << '"' << bytes.toStdString() << '"';
 }
 
 inline void PrintTo(const QStringList &list, std::ostream *out)
 {
     *out << '[';
     for (qsizetype i = 0; i < list.size(); ++i)
-        *out << (i ? ", \"" : "\"") << list[i].toStdString() << '"';
+        *out << (i ? ", " : "") << '"' << list[i].toStdString() << '"';
     *out << ']';
 }

@@ -1,0 +1,190 @@
+#include "automation/WatchFolderService.h"
+
+#include "AppInfo.h"
+#include "ingest/MediaIngestService.h"
+#include "ingest/SafeFiles.h"
+#include "model/VantorError.h"
+#include "projects/WatchFolder.h"
+#include "queue/QueueService.h"
+#include "workspace/Workspace.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <chrono>
+
+namespace vantor {
+
+namespace {
+
+double monotonicSeconds()
+{
+    using namespace std::chrono;
+    return duration<double>(steady_clock::now().time_since_epoch()).count();
+}
+
+QString uuidText(const QUuid &id)
+{
+    return id.toString(QUuid::WithoutBraces).toUpper();
+}
+
+WatchFolder *findRule(AppState &state, const QUuid &id)
+{
+    for (WatchFolder &rule : state.watches) {
+        if (rule.id == id)
+            return &rule;
+    }
+    return nullptr;
+}
+
+} // namespace
+
+WatchFolderService::WatchFolderService(Workspace *workspace)
+    : m_workspace(workspace), m_clock(monotonicSeconds),
+      m_scans(QString::fromLatin1(AppInfo::identifier) + QStringLiteral(".watch"))
+{
+    m_timer.setInterval(interval);
+    connect(&m_timer, &QTimer::timeout, this, [this] { poll(); });
+    m_timer.start();
+}
+
+WatchFolderService::~WatchFolderService() = default;
+
+void WatchFolderService::poll()
+{
+    if (m_polling || !m_workspace)
+        return;
+    m_polling = true;
+    std::vector<QUuid> rules;
+    for (const WatchFolder &rule : m_workspace->queue().state().watches) {
+        if (rule.enabled)
+            rules.push_back(rule.id);
+    }
+    pollRule(std::move(rules), 0);
+}
+
+void WatchFolderService::pollRule(std::vector<QUuid> rules, std::size_t position)
+{
+    if (!m_workspace || position >= rules.size()) {
+        finishPass();
+        return;
+    }
+    const QUuid id = rules[position];
+    WatchFolder *rule = findRule(m_workspace->queue().mutableState(), id);
+    if (!rule) { // removed while the pass waited
+        pollRule(std::move(rules), position + 1);
+        return;
+    }
+    m_scans.post([this, source = rule->source, destination = rule->destination, id, rules, position] {
+        std::vector<SourceFile> files;
+        QString failure;
+        try {
+            const QString folder = QDir::cleanPath(source.resolve());
+            const QString output = QDir::cleanPath(destination.resolve());
+            if (output == folder || SafeFiles::descendant(output, folder))
+                throw VantorError(QStringLiteral("Watch output must be outside the watched folder."));
+            files = MediaIngestService::scan({folder});
+        } catch (const std::exception &error) {
+            failure = errorText(error);
+        }
+        QMetaObject::invokeMethod(this, [this, id, files = std::move(files), failure, rules, position] {
+            if (failure.isEmpty())
+                applyScan(id, files);
+            else
+                report(failure);
+            pollRule(rules, position + 1);
+        }, Qt::QueuedConnection);
+    });
+}
+
+void WatchFolderService::applyScan(const QUuid &id, const std::vector<SourceFile> &files)
+{
+    if (!m_workspace)
+        return;
+    QueueService &queue = m_workspace->queue();
+    try {
+        for (const SourceFile &file : files) {
+            if (!MediaIngestService::isVideo(file.url))
+                continue;
+            const WatchFolder *rule = findRule(queue.mutableState(), id);
+            if (!rule)
+                return;
+            const QString key = uuidText(id) + QLatin1Char('/') + file.url;
+            const QString signature = WatchFolder::versionSignature(file.size, file.modified);
+            if (rule->seen.value(file.url) == signature)
+                continue;
+            const double now = m_clock();
+            const auto known = m_stability.constFind(key);
+            if (known == m_stability.constEnd() || known->signature != signature) {
+                m_stability.insert(key, {signature, now});
+                continue;
+            }
+            if (now - known->since < stableFor)
+                continue;
+
+            const TranscodePreset preset = rule->preset;
+            const FileGrant destination = rule->destination;
+            const QString folder = QDir::cleanPath(destination.resolve());
+            const qsizetype slash = file.relative.lastIndexOf(QLatin1Char('/'));
+            const QString sub = slash < 0 ? QString() : file.relative.left(slash);
+            const QString name = QFileInfo(file.url).completeBaseName() + preset.suffix + QLatin1Char('.')
+                                 + preset.container;
+            const QString target = QDir::cleanPath(folder + QLatin1Char('/') + sub + QLatin1Char('/') + name);
+            queue.enqueue({MediaJob::make(file.url, file.grant, folder, destination, std::nullopt, target,
+                                          JobOperation::transcode, preset, std::nullopt, file.size, file.modified)});
+            // The state may have changed while the scan ran: mark the rule only if it is still there.
+            if (WatchFolder *current = findRule(queue.mutableState(), id)) {
+                current->seen.insert(file.url, signature);
+                queue.save();
+            }
+            queue.start();
+        }
+    } catch (const std::exception &error) {
+        report(errorText(error));
+    }
+}
+
+void WatchFolderService::report(const QString &message)
+{
+    const QString text = QStringLiteral("Watch folder: ") + message;
+    if (!m_workspace)
+        return;
+    m_workspace->setNotice(text);
+    m_workspace->queue().log(text);
+}
+
+void WatchFolderService::finishPass()
+{
+    m_polling = false;
+    Q_EMIT pollFinished();
+}
+
+QUuid WatchFolderService::addRule(const QString &source, const QString &destination, const TranscodePreset &preset)
+{
+    const QString folder = QDir::cleanPath(QFileInfo(source).absoluteFilePath());
+    const QString output = QDir::cleanPath(QFileInfo(destination).absoluteFilePath());
+    if (output == folder || SafeFiles::descendant(output, folder))
+        throw VantorError(QStringLiteral("Choose a destination outside the watched folder."));
+    const WatchFolder rule = WatchFolder::make(FileGrant(folder), FileGrant(output), preset);
+    QueueService &queue = m_workspace->queue();
+    queue.mutableState().watches.push_back(rule);
+    queue.save();
+    return rule.id;
+}
+
+void WatchFolderService::setEnabled(const QUuid &id, bool enabled)
+{
+    QueueService &queue = m_workspace->queue();
+    if (WatchFolder *rule = findRule(queue.mutableState(), id)) {
+        rule->enabled = enabled;
+        queue.save();
+    }
+}
+
+void WatchFolderService::removeRule(const QUuid &id)
+{
+    QueueService &queue = m_workspace->queue();
+    std::erase_if(queue.mutableState().watches, [&](const WatchFolder &rule) { return rule.id == id; });
+    queue.save();
+}
+
+} // namespace vantor

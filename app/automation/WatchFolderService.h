@@ -1,0 +1,64 @@
+#pragma once
+
+#include "model/SourceFile.h"
+#include "queue/PersistenceQueue.h"
+#include "transcode/TranscodePreset.h"
+
+#include <QHash>
+#include <QObject>
+#include <QPointer>
+#include <QTimer>
+#include <QUuid>
+#include <functional>
+#include <vector>
+
+namespace vantor {
+
+class Workspace;
+
+// Folder automation: every 10 seconds, each enabled rule's folder is scanned off the main thread
+// and every video file that has kept its size and modification time for 20 seconds is queued
+// once per version as a transcode into the rule's destination.
+class WatchFolderService : public QObject {
+    Q_OBJECT
+public:
+    using Clock = std::function<double()>; // seconds, monotonic
+
+    static constexpr int interval = 10000;     // milliseconds between polls
+    static constexpr double stableFor = 20.0; // seconds a version must stay unchanged
+
+    explicit WatchFolderService(Workspace *workspace);
+    ~WatchFolderService() override;
+
+    // One pass over the enabled rules; returns at once. A pass already running makes it a no-op.
+    void poll();
+    bool polling() const { return m_polling; }
+    void setClock(Clock clock) { m_clock = std::move(clock); }
+
+    // Rule editing; each change is saved at once. addRule throws VantorError.
+    QUuid addRule(const QString &source, const QString &destination, const TranscodePreset &preset);
+    void setEnabled(const QUuid &id, bool enabled);
+    void removeRule(const QUuid &id);
+
+Q_SIGNALS:
+    void pollFinished();
+
+private:
+    struct Version {
+        QString signature;
+        double since = 0;
+    };
+    void pollRule(std::vector<QUuid> rules, std::size_t position);
+    void applyScan(const QUuid &rule, const std::vector<SourceFile> &files);
+    void report(const QString &message);
+    void finishPass();
+
+    QPointer<Workspace> m_workspace;
+    QTimer m_timer;
+    bool m_polling = false;
+    QHash<QString, Version> m_stability; // rule id + "/" + path
+    Clock m_clock;
+    PersistenceQueue m_scans; // the per-rule scans, one at a time
+};
+
+} // namespace vantor

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "model/JobControl.h"
+#include "model/JobStatus.h"
+#include "model/MediaJob.h"
+
+#include <QString>
+#include <functional>
+#include <optional>
+
+namespace vantor {
+
+struct JobPhaseResult {
+    std::optional<QString> sourceHash;
+    std::optional<QString> destinationHash;
+};
+
+// What a job's phases report back while they run (called on the worker thread).
+struct JobPhaseCallbacks {
+    std::function<void(JobStatus phase, double fraction)> progress;
+    // The copy is published: recorded and saved at once, so a crash after it never copies again.
+    std::function<void(const JobPhaseResult &digests)> copyCommitted;
+};
+
+// Runs every phase of one job on the calling (worker) thread; throws VantorError, the system's
+// errors or CancellationError.
+using JobPhases = std::function<JobPhaseResult(const MediaJob &job, JobControl &control, const QString &engine,
+                                               const JobPhaseCallbacks &callbacks)>;
+
+// The real phases: grants and destination checks, the fingerprint check, the verified copy (or
+// the re-check of a copy committed by an earlier run), then the transcode.
+JobPhaseResult runJobPhases(const MediaJob &job, JobControl &control, const QString &engine,
+                            const JobPhaseCallbacks &callbacks);
+
+} // namespace vantor

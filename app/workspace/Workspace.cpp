@@ -1,0 +1,611 @@
+#include "workspace/Workspace.h"
+
+#include "AppInfo.h"
+#include "automation/WatchFolderService.h"
+#include "ingest/MediaIngestService.h"
+#include "ingest/NamingService.h"
+#include "ingest/SafeFiles.h"
+#include "model/JsonCodec.h"
+#include "model/VantorError.h"
+#include "projects/ProjectCreationService.h"
+#include "projects/ProjectTemplateService.h"
+#include "queue/QueueService.h"
+#include "transcode/PresetService.h"
+#include "transcode/TranscodeService.h"
+#include "workspace/UserChoices.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QLocale>
+#include <QRegularExpression>
+#include <QSet>
+#include <QSettings>
+
+namespace vantor {
+
+namespace {
+
+QString joined(const QStringList &parts)
+{
+    QStringList present;
+    for (const QString &part : parts) {
+        if (!part.isEmpty())
+            present << part;
+    }
+    return QDir::cleanPath(present.join(QLatin1Char('/')));
+}
+
+QString withExtension(const QString &stem, const QString &extension)
+{
+    return extension.isEmpty() ? stem : stem + QLatin1Char('.') + extension;
+}
+
+// The folder part of a scanned relative path: "A001/CLIP/C0001.MXF" -> "A001/CLIP".
+QString subFolder(const QString &relative)
+{
+    const qsizetype slash = relative.lastIndexOf(QLatin1Char('/'));
+    return slash < 0 ? QString() : relative.left(slash);
+}
+
+// A stored boolean, or true when the key is missing or holds something else. The settings file
+// is text, so a boolean written by this program reads back as "true" or "false".
+bool defaultsFlag(const QSettings &settings, const QString &key)
+{
+    const QVariant value = settings.value(key);
+    if (value.typeId() == QMetaType::Bool)
+        return value.toBool();
+    if (value.typeId() == QMetaType::QString) {
+        if (value.toString() == QLatin1String("false"))
+            return false;
+    }
+    return true;
+}
+
+} // namespace
+
+Workspace::Workspace(const QString &supportDirectory, JobPhases phases, UserChoices *choices, QObject *parent)
+    : QObject(parent), m_queue(std::make_unique<QueueService>(supportDirectory, std::move(phases))),
+      m_choices(choices), m_tasks(QString::fromLatin1(AppInfo::identifier) + QStringLiteral(".workspace"))
+{
+    const AppState &state = m_queue->state();
+    m_preset = state.presets.empty() ? PresetService::defaults().first() : state.presets.front();
+    m_templateDraft = state.templates.empty() ? ProjectTemplateService::defaults().front() : state.templates.front();
+    m_templateID = m_templateDraft.id;
+    m_templateText = m_templateDraft.folders.join(QLatin1Char('\n'));
+    if (state.project) {
+        m_name = state.project->name;
+        m_client = state.project->client;
+        m_location = QFileInfo(QDir::cleanPath(state.project->root)).path();
+    }
+    readDefaults();
+    m_watcher = std::make_unique<WatchFolderService>(this);
+    checkEngine();
+}
+
+Workspace::~Workspace() = default;
+
+void Workspace::readDefaults()
+{
+    const QSettings settings(QStringLiteral("Vantor"), QStringLiteral("Vantor"));
+    m_verify = defaultsFlag(settings, QStringLiteral("import.verify"));
+    m_hierarchy = defaultsFlag(settings, QStringLiteral("import.hierarchy"));
+    const QString checksum = settings.value(QStringLiteral("import.checksum")).toString();
+    m_algorithm = ChecksumAlgorithm::xxHash;
+    for (ChecksumAlgorithm::Value candidate : {ChecksumAlgorithm::md5, ChecksumAlgorithm::sha256}) {
+        if (checksum == ChecksumAlgorithm(candidate).rawValue())
+            m_algorithm = candidate;
+    }
+}
+
+template <typename T> void Workspace::assign(T &field, const T &value, void (Workspace::*changed)())
+{
+    if (field == value)
+        return;
+    field = value;
+    (this->*changed)();
+}
+
+void Workspace::setPage(Page page) { assign(m_page, page, &Workspace::pageChanged); }
+void Workspace::setEditingTemplates(bool editing) { assign(m_editingTemplates, editing, &Workspace::projectFieldsChanged); }
+void Workspace::setName(const QString &name) { assign(m_name, name, &Workspace::projectFieldsChanged); }
+void Workspace::setClient(const QString &client) { assign(m_client, client, &Workspace::projectFieldsChanged); }
+void Workspace::setDate(const QDateTime &date) { assign(m_date, date, &Workspace::projectFieldsChanged); }
+void Workspace::setLocation(const std::optional<QString> &location) { assign(m_location, location, &Workspace::projectFieldsChanged); }
+void Workspace::setTemplateID(const std::optional<QUuid> &id) { assign(m_templateID, id, &Workspace::projectFieldsChanged); }
+void Workspace::setOperation(JobOperation operation) { assign(m_operation, operation, &Workspace::planChanged); }
+void Workspace::setVerify(bool verify) { assign(m_verify, verify, &Workspace::planChanged); }
+void Workspace::setAlgorithm(ChecksumAlgorithm algorithm) { assign(m_algorithm, algorithm, &Workspace::planChanged); }
+void Workspace::setCopyFolder(const QString &folder) { assign(m_copyFolder, folder, &Workspace::planChanged); }
+void Workspace::setOutputFolder(const QString &folder) { assign(m_outputFolder, folder, &Workspace::planChanged); }
+void Workspace::setHierarchy(bool hierarchy) { assign(m_hierarchy, hierarchy, &Workspace::planChanged); }
+void Workspace::setRename(bool rename) { assign(m_rename, rename, &Workspace::planChanged); }
+void Workspace::setPattern(const QString &pattern) { assign(m_pattern, pattern, &Workspace::planChanged); }
+void Workspace::setCamera(const QString &value) { assign(m_camera, value, &Workspace::planChanged); }
+void Workspace::setRoll(const QString &value) { assign(m_roll, value, &Workspace::planChanged); }
+void Workspace::setScene(const QString &value) { assign(m_scene, value, &Workspace::planChanged); }
+void Workspace::setShot(const QString &value) { assign(m_shot, value, &Workspace::planChanged); }
+void Workspace::setTake(const QString &value) { assign(m_take, value, &Workspace::planChanged); }
+void Workspace::setPreset(const TranscodePreset &preset) { assign(m_preset, preset, &Workspace::planChanged); }
+void Workspace::setTemplateText(const QString &text) { assign(m_templateText, text, &Workspace::templateChanged); }
+void Workspace::setCustomPresetName(const QString &name) { assign(m_customPresetName, name, &Workspace::planChanged); }
+void Workspace::setError(const std::optional<QString> &error) { assign(m_error, error, &Workspace::errorChanged); }
+void Workspace::setNotice(const QString &notice) { assign(m_notice, notice, &Workspace::noticeChanged); }
+void Workspace::setScanning(bool scanning) { assign(m_scanning, scanning, &Workspace::scanningChanged); }
+
+void Workspace::setSources(const std::vector<SourceFile> &sources)
+{
+    m_sources = sources;
+    // Per-source overrides live only as long as their source is listed.
+    if (!m_sourcePresets.isEmpty()) {
+        QSet<QString> listed;
+        for (const SourceFile &source : m_sources)
+            listed.insert(source.url);
+        for (auto entry = m_sourcePresets.begin(); entry != m_sourcePresets.end();) {
+            if (listed.contains(entry.key()))
+                ++entry;
+            else
+                entry = m_sourcePresets.erase(entry);
+        }
+    }
+    Q_EMIT sourcesChanged();
+}
+
+void Workspace::setSourcePreset(const QString &url, const std::optional<TranscodePreset> &preset)
+{
+    if (preset)
+        m_sourcePresets.insert(url, *preset);
+    else
+        m_sourcePresets.remove(url);
+    Q_EMIT sourcesChanged();
+}
+
+QString Workspace::dateText(const QDateTime &date) const
+{
+    return QLocale::c().toString(date.date(), QStringLiteral("yyyy-MM-dd"));
+}
+
+// ---- Sources
+
+void Workspace::receive(const QStringList &urls, std::optional<Page> destination)
+{
+    const Page target = destination.value_or(m_page == Page::transcode ? Page::transcode : Page::ingest);
+    if (m_scanning)
+        return;
+    setScanning(true);
+    m_tasks.post([this, urls, target] {
+        try {
+            std::vector<SourceFile> scanned = MediaIngestService::scan(urls);
+            QMetaObject::invokeMethod(this, [this, scanned = std::move(scanned), target] {
+                QSet<QString> listed;
+                for (const SourceFile &source : m_sources)
+                    listed.insert(source.url);
+                std::vector<SourceFile> combined = m_sources;
+                for (const SourceFile &source : scanned) {
+                    if (!listed.contains(source.url)) {
+                        combined.push_back(source);
+                        listed.insert(source.url);
+                    }
+                }
+                setSources(combined);
+                setNotice(QString::number(m_sources.size()) + QStringLiteral(" source files ready"));
+                setPage(target);
+                setScanning(false);
+            }, Qt::QueuedConnection);
+        } catch (const std::exception &failure) {
+            const QString message = errorText(failure);
+            QMetaObject::invokeMethod(this, [this, message] {
+                setError(message);
+                setScanning(false);
+            }, Qt::QueuedConnection);
+        }
+    });
+}
+
+void Workspace::addSources()
+{
+    const QStringList chosen = m_choices->chooseFiles(QStringLiteral("Add media, folders or camera cards"));
+    if (!chosen.isEmpty())
+        receive(chosen);
+}
+
+void Workspace::addTranscodeSources()
+{
+    const QStringList chosen = m_choices->chooseFiles(QStringLiteral("Open Video Sources"));
+    if (!chosen.isEmpty())
+        receive(chosen, Page::transcode);
+}
+
+std::optional<QString> Workspace::directory(const QString &title)
+{
+    const std::optional<QString> chosen = m_choices->chooseFolder(title);
+    if (!chosen)
+        return std::nullopt;
+    return QDir::cleanPath(QFileInfo(*chosen).absoluteFilePath());
+}
+
+// ---- Naming
+
+QMap<QString, QString> Workspace::values(const SourceFile &source, int index) const
+{
+    const std::optional<ProjectContext> &project = m_queue->state().project;
+    return {
+        {QStringLiteral("PROJECT"), project ? project->name : m_name},
+        {QStringLiteral("CLIENT"), project ? project->client : m_client},
+        {QStringLiteral("DATE"), project ? project->date : dateText(m_date)},
+        {QStringLiteral("CAMERA"), m_camera},
+        {QStringLiteral("ROLL"), m_roll},
+        {QStringLiteral("SCENE"), m_scene},
+        {QStringLiteral("SHOT"), m_shot},
+        {QStringLiteral("TAKE"), m_take},
+        {QStringLiteral("ORIGINAL"), QFileInfo(source.url).completeBaseName()},
+        {QStringLiteral("COUNTER"), QStringLiteral("%1").arg(index + 1, 4, 10, QLatin1Char('0'))},
+    };
+}
+
+QString Workspace::stem(const SourceFile &source, int index) const
+{
+    return NamingService::expand(m_rename ? m_pattern : QStringLiteral("{ORIGINAL}"), values(source, index));
+}
+
+bool Workspace::transcodes(const SourceFile &source) const
+{
+    return m_operation == JobOperation::transcode
+           || (m_operation == JobOperation::copyAndTranscode && MediaIngestService::isVideo(source.url));
+}
+
+std::optional<QString> Workspace::outputName(const SourceFile &source, int index) const
+{
+    try {
+        const QString base = stem(source, index);
+        if (transcodes(source))
+            return base + m_preset.suffix + QLatin1Char('.') + m_preset.container;
+        return withExtension(base, QFileInfo(source.url).suffix());
+    } catch (const std::exception &) {
+        return std::nullopt;
+    }
+}
+
+// ---- Engine
+
+void Workspace::checkEngine()
+{
+    const QString custom = m_queue->state().ffmpeg;
+    m_tasks.post([this, custom] {
+        QString status;
+        try {
+            status = TranscodeService::executable(custom, false).isEmpty() ? QStringLiteral("Processing unavailable")
+                                                                           : QStringLiteral("Ready to process");
+        } catch (const std::exception &) {
+            status = QStringLiteral("Processing engine unavailable");
+        }
+        QMetaObject::invokeMethod(this, [this, status] {
+            assign(m_engineStatus, status, &Workspace::engineStatusChanged);
+        }, Qt::QueuedConnection);
+    });
+}
+
+// ---- Queueing the Import plan
+
+std::vector<MediaJob> Workspace::importJobs() const
+{
+    const AppState &state = m_queue->state();
+    if (!state.project || !state.projectGrant)
+        throw VantorError(QStringLiteral("Create or open a project first."));
+    if (m_sources.empty())
+        throw VantorError(QStringLiteral("Add source media first."));
+    if (m_operation.transcodes())
+        PresetService::validate(m_preset);
+
+    const ProjectContext &project = *state.project;
+    const NamingValues folderValues{{QStringLiteral("PROJECT"), project.name},
+                                    {QStringLiteral("CLIENT"), project.client},
+                                    {QStringLiteral("DATE"), project.date}};
+    const QString copyRelative = NamingService::relativePath(m_copyFolder, folderValues);
+    const QString outputRelative = NamingService::relativePath(m_outputFolder, folderValues);
+    const QString root = QDir::cleanPath(project.root);
+
+    std::vector<MediaJob> jobs;
+    for (std::size_t index = 0; index < m_sources.size(); ++index) {
+        const SourceFile &source = m_sources[index];
+        const QString base = stem(source, int(index));
+        JobOperation operation = m_operation;
+        // Sidecars and other non-video files on a card are copied, not transcoded.
+        if (operation == JobOperation::copyAndTranscode && !MediaIngestService::isVideo(source.url))
+            operation = JobOperation::copy;
+        const QString sub = m_hierarchy ? subFolder(source.relative) : QString();
+        const QString copyTarget =
+            joined({root, copyRelative, sub, withExtension(base, QFileInfo(source.url).suffix())});
+        const QString outputTarget =
+            joined({root, outputRelative, sub, base + m_preset.suffix + QLatin1Char('.') + m_preset.container});
+        const QString sourcePath = QDir::cleanPath(source.url);
+        if (copyTarget == sourcePath || outputTarget == sourcePath)
+            throw VantorError(QStringLiteral("Source and destination are the same. Choose another folder."));
+        jobs.push_back(MediaJob::make(
+            source.url, source.grant, root, *state.projectGrant,
+            operation.copies() ? std::optional(copyTarget) : std::nullopt,
+            operation.transcodes() ? std::optional(outputTarget) : std::nullopt, operation,
+            operation.transcodes() ? std::optional(m_preset) : std::nullopt,
+            m_verify ? std::optional(m_algorithm) : std::nullopt, source.size, source.modified));
+    }
+    return jobs;
+}
+
+void Workspace::enqueue(bool start)
+{
+    try {
+        const std::vector<MediaJob> jobs = importJobs();
+        m_queue->enqueue(jobs);
+        setSources({});
+        setPage(Page::queue);
+        setNotice(QString::number(jobs.size()) + QStringLiteral(" jobs queued"));
+        if (start)
+            m_queue->start();
+    } catch (const std::exception &failure) {
+        setError(errorText(failure));
+    }
+}
+
+void Workspace::queueImport(bool start)
+{
+    if (!m_rename) {
+        enqueue(start);
+        return;
+    }
+    assign(m_renameConfirmation, true, &Workspace::renameConfirmationChanged);
+    const bool accepted = m_choices->confirm(
+        QStringLiteral("Use the previewed output names?"),
+        QStringLiteral("Only newly created copies and transcodes receive these names. Original source filenames "
+                       "remain unchanged."));
+    assign(m_renameConfirmation, false, &Workspace::renameConfirmationChanged);
+    if (accepted)
+        enqueue(start);
+}
+
+// ---- Queueing transcodes
+
+std::vector<MediaJob> Workspace::transcodeJobs() const
+{
+    const AppState &state = m_queue->state();
+    if (!state.transcodeDestination)
+        throw VantorError(QStringLiteral("Choose an output folder."));
+    std::vector<const SourceFile *> videos;
+    for (const SourceFile &source : m_sources) {
+        if (MediaIngestService::isVideo(source.url))
+            videos.push_back(&source);
+    }
+    if (videos.empty())
+        throw VantorError(QStringLiteral("Open video sources first."));
+    PresetService::validate(m_preset);
+    const QString folder = QDir::cleanPath(state.transcodeDestination->resolve());
+    SafeFiles::existingDirectory(folder);
+
+    std::vector<MediaJob> jobs;
+    for (const SourceFile *source : videos) {
+        const TranscodePreset chosen = m_sourcePresets.value(source->url, m_preset);
+        PresetService::validate(chosen);
+        const QString fileName =
+            NamingService::component(QFileInfo(source->url).completeBaseName() + chosen.suffix);
+        const QString target = joined({folder, fileName + QLatin1Char('.') + chosen.container});
+        if (target == QDir::cleanPath(source->url))
+            throw VantorError(QStringLiteral("The output would replace a source. Choose another suffix or folder."));
+        jobs.push_back(MediaJob::make(source->url, source->grant, folder, *state.transcodeDestination, std::nullopt,
+                                      target, JobOperation::transcode, chosen, std::nullopt, source->size,
+                                      source->modified));
+    }
+    return jobs;
+}
+
+void Workspace::enqueueTranscodes(bool start)
+{
+    try {
+        const std::vector<MediaJob> jobs = transcodeJobs();
+        m_queue->enqueue(jobs);
+        QSet<QString> queued;
+        for (const MediaJob &job : jobs)
+            queued.insert(job.source);
+        std::vector<SourceFile> remaining;
+        for (const SourceFile &source : m_sources) {
+            if (!queued.contains(source.url))
+                remaining.push_back(source);
+        }
+        setSources(remaining);
+        setNotice(QString::number(jobs.size()) + QStringLiteral(" transcodes queued"));
+        if (start) {
+            m_queue->start();
+            setPage(Page::queue);
+        }
+    } catch (const std::exception &failure) {
+        setError(errorText(failure));
+    }
+}
+
+// ---- Projects
+
+void Workspace::createProject()
+{
+    if (!m_location) {
+        setError(QStringLiteral("Choose a project location."));
+        return;
+    }
+    const std::vector<ProjectTemplate> &stored = m_queue->state().templates;
+    const auto chosen = std::find_if(stored.begin(), stored.end(),
+                                     [&](const ProjectTemplate &entry) { return entry.id == m_templateID; });
+    if (!m_templateID || chosen == stored.end()) {
+        setError(QStringLiteral("Choose a template."));
+        return;
+    }
+    setScanning(true);
+    m_tasks.post([this, name = m_name, client = m_client, date = dateText(m_date), parent = *m_location,
+                  projectTemplate = *chosen] {
+        try {
+            const ProjectContext project = ProjectCreationService::create(name, client, date, parent, projectTemplate);
+            QMetaObject::invokeMethod(this, [this, project, folders = projectTemplate.folders.size()] {
+                AppState &state = m_queue->mutableState();
+                state.project = project;
+                state.projectGrant = FileGrant(project.root);
+                m_queue->save();
+                Q_EMIT projectFieldsChanged();
+                setNotice(QStringLiteral("Project created \u00B7 %1 folders").arg(folders));
+                setPage(Page::ingest);
+                setScanning(false);
+            }, Qt::QueuedConnection);
+        } catch (const std::exception &failure) {
+            const QString message = errorText(failure);
+            QMetaObject::invokeMethod(this, [this, message] {
+                setError(message);
+                setScanning(false);
+            }, Qt::QueuedConnection);
+        }
+    });
+}
+
+void Workspace::openProject()
+{
+    if (const std::optional<QString> folder = directory(QStringLiteral("Open project folder")))
+        openProjectFolder(*folder);
+}
+
+void Workspace::openProjectFolder(const QString &chosen)
+{
+    const QString folder = QDir::cleanPath(QFileInfo(chosen).absoluteFilePath());
+    const QString folderName = QFileInfo(folder).fileName();
+    ProjectContext project;
+    const QString marker = folder + QLatin1Char('/') + QString::fromLatin1(ProjectCreationService::markerName);
+    if (QFileInfo(marker).isFile()) {
+        try {
+            QFile file(marker);
+            if (!file.open(QIODevice::ReadOnly))
+                throw VantorError(QStringLiteral("The project file could not be read: ") + marker);
+            project = ProjectContext::fromJson(JsonCodec::parse(file.readAll()));
+        } catch (const std::exception &failure) {
+            setError(errorText(failure));
+            return;
+        }
+        // The folder opened is the project, wherever it was when its marker was written.
+        project.root = folder;
+    } else {
+        project = ProjectContext{folderName, QString(), dateText(m_date), folder};
+    }
+    AppState &state = m_queue->mutableState();
+    state.project = project;
+    state.projectGrant = FileGrant(folder);
+    m_queue->save();
+    setName(folderName);
+    Q_EMIT projectFieldsChanged();
+    setPage(Page::ingest);
+}
+
+void Workspace::chooseLocation()
+{
+    if (const std::optional<QString> folder = directory(QStringLiteral("Project destination")))
+        setLocation(folder);
+}
+
+void Workspace::chooseTranscodeDestination()
+{
+    if (const std::optional<QString> folder = directory(QStringLiteral("Transcode Output Folder"))) {
+        m_queue->mutableState().transcodeDestination = FileGrant(*folder);
+        m_queue->save();
+    }
+}
+
+// ---- Templates
+
+void Workspace::selectTemplate(const ProjectTemplate &projectTemplate)
+{
+    m_templateDraft = projectTemplate;
+    m_templateText = projectTemplate.folders.join(QLatin1Char('\n'));
+    Q_EMIT templateChanged();
+}
+
+void Workspace::newTemplate(bool duplicate)
+{
+    ProjectTemplate draft;
+    draft.id = QUuid::createUuid();
+    if (duplicate) {
+        draft.name = m_templateDraft.name + QStringLiteral(" copy");
+        draft.folders = m_templateDraft.folders;
+    } else {
+        draft.name = QStringLiteral("Untitled template");
+        draft.folders = {QStringLiteral("01_PROJECT FILES"), QStringLiteral("02_FOOTAGE/ORIGINALS"),
+                         QStringLiteral("02_FOOTAGE/PROXIES"), QStringLiteral("03_AUDIO"),
+                         QStringLiteral("08_EXPORTS")};
+    }
+    selectTemplate(draft);
+    saveTemplate();
+}
+
+void Workspace::saveTemplate()
+{
+    static const QRegularExpression lineBreak(QStringLiteral("\\r\\n|[\\n\\r\\x{0B}\\x{0C}\\x{85}\\x{2028}\\x{2029}]"));
+    ProjectTemplate draft = m_templateDraft;
+    draft.folders.clear();
+    for (const QString &line : m_templateText.split(lineBreak)) {
+        qsizetype begin = 0;
+        qsizetype end = line.size();
+        while (begin < end && (line[begin] == u' ' || line[begin] == u'\t'))
+            ++begin;
+        while (end > begin && (line[end - 1] == u' ' || line[end - 1] == u'\t'))
+            --end;
+        if (end > begin)
+            draft.folders << line.mid(begin, end - begin);
+    }
+    try {
+        ProjectTemplateService::validate(draft, {{QStringLiteral("PROJECT"), QStringLiteral("Project")},
+                                                 {QStringLiteral("CLIENT"), QStringLiteral("Client")},
+                                                 {QStringLiteral("DATE"), QStringLiteral("2026-09-29")}});
+    } catch (const std::exception &failure) {
+        setError(errorText(failure));
+        return;
+    }
+    std::vector<ProjectTemplate> &stored = m_queue->mutableState().templates;
+    const auto existing =
+        std::find_if(stored.begin(), stored.end(), [&](const ProjectTemplate &entry) { return entry.id == draft.id; });
+    if (existing != stored.end())
+        *existing = draft;
+    else
+        stored.push_back(draft);
+    m_queue->save();
+    m_templateDraft = draft;
+    Q_EMIT templateChanged();
+    setNotice(QStringLiteral("Template saved"));
+}
+
+// ---- Presets
+
+void Workspace::savePreset()
+{
+    try {
+        TranscodePreset custom = m_preset;
+        custom.id = QUuid::createUuid();
+        custom.name = NamingService::component(m_customPresetName);
+        PresetService::validate(custom);
+        m_queue->mutableState().presets.push_back(custom);
+        setPreset(custom);
+        m_queue->save();
+        setNotice(QStringLiteral("Custom preset saved"));
+        setCustomPresetName(QString());
+    } catch (const std::exception &failure) {
+        setError(errorText(failure));
+    }
+}
+
+// ---- Folder automation
+
+void Workspace::addWatchFolder()
+{
+    const std::optional<QString> source = directory(QStringLiteral("Choose folder to watch"));
+    if (!source)
+        return;
+    const std::optional<QString> destination = directory(QStringLiteral("Choose transcode destination"));
+    if (!destination)
+        return;
+    try {
+        m_watcher->addRule(*source, *destination, m_preset);
+    } catch (const std::exception &failure) {
+        setError(errorText(failure));
+    }
+}
+
+} // namespace vantor

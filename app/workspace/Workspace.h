@@ -1,0 +1,188 @@
+#pragma once
+
+#include "model/ChecksumAlgorithm.h"
+#include "model/JobStatus.h"
+#include "model/SourceFile.h"
+#include "projects/ProjectTemplate.h"
+#include "queue/JobPhases.h"
+#include "queue/PersistenceQueue.h"
+#include "transcode/TranscodePreset.h"
+#include "workspace/Page.h"
+
+#include <QDateTime>
+#include <QMap>
+#include <QObject>
+#include <QUuid>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace vantor {
+
+class QueueService;
+class UserChoices;
+class WatchFolderService;
+
+// The application's one view model, on the main thread: it owns the queue and the folder
+// automation, holds what the user is editing, and turns actions into validated batches of jobs.
+// Actions never throw: a refusal lands in error() and changes nothing else, an outcome in notice().
+class Workspace : public QObject {
+    Q_OBJECT
+public:
+    // Opens the support folder's queue (throws VantorError when another process holds it), reads
+    // the import defaults, starts the folder automation and the engine check. `choices` answers
+    // the actions' dialogs and must outlive the workspace.
+    Workspace(const QString &supportDirectory, JobPhases phases, UserChoices *choices, QObject *parent = nullptr);
+    ~Workspace() override;
+
+    QueueService &queue() { return *m_queue; }
+    WatchFolderService *watcher() { return m_watcher.get(); }
+
+    Page page() const { return m_page; }
+    bool editingTemplates() const { return m_editingTemplates; }
+    QString name() const { return m_name; }
+    QString client() const { return m_client; }
+    QDateTime date() const { return m_date; }
+    std::optional<QString> location() const { return m_location; }
+    std::optional<QUuid> templateID() const { return m_templateID; }
+    const std::vector<SourceFile> &sources() const { return m_sources; }
+    const QMap<QString, TranscodePreset> &sourcePresets() const { return m_sourcePresets; }
+    bool scanning() const { return m_scanning; }
+    JobOperation operation() const { return m_operation; }
+    bool verify() const { return m_verify; }
+    ChecksumAlgorithm algorithm() const { return m_algorithm; }
+    QString copyFolder() const { return m_copyFolder; }
+    QString outputFolder() const { return m_outputFolder; }
+    bool hierarchy() const { return m_hierarchy; }
+    bool rename() const { return m_rename; }
+    QString pattern() const { return m_pattern; }
+    QString camera() const { return m_camera; }
+    QString roll() const { return m_roll; }
+    QString scene() const { return m_scene; }
+    QString shot() const { return m_shot; }
+    QString take() const { return m_take; }
+    const TranscodePreset &preset() const { return m_preset; }
+    std::optional<QString> error() const { return m_error; }
+    QString notice() const { return m_notice; }
+    const ProjectTemplate &templateDraft() const { return m_templateDraft; }
+    QString templateText() const { return m_templateText; }
+    QString customPresetName() const { return m_customPresetName; }
+    QString engineStatus() const { return m_engineStatus; }
+    bool renameConfirmation() const { return m_renameConfirmation; }
+
+    void setPage(Page page);
+    void setEditingTemplates(bool editing);
+    void setName(const QString &name);
+    void setClient(const QString &client);
+    void setDate(const QDateTime &date);
+    void setLocation(const std::optional<QString> &location);
+    void setTemplateID(const std::optional<QUuid> &id);
+    void setSources(const std::vector<SourceFile> &sources); // runs the sources reaction
+    void setSourcePreset(const QString &url, const std::optional<TranscodePreset> &preset);
+    void setOperation(JobOperation operation);
+    void setVerify(bool verify);
+    void setAlgorithm(ChecksumAlgorithm algorithm);
+    void setCopyFolder(const QString &folder);
+    void setOutputFolder(const QString &folder);
+    void setHierarchy(bool hierarchy);
+    void setRename(bool rename);
+    void setPattern(const QString &pattern);
+    void setCamera(const QString &value);
+    void setRoll(const QString &value);
+    void setScene(const QString &value);
+    void setShot(const QString &value);
+    void setTake(const QString &value);
+    void setPreset(const TranscodePreset &preset);
+    void setTemplateText(const QString &text);
+    void setCustomPresetName(const QString &name);
+    void setError(const std::optional<QString> &error);
+    void setNotice(const QString &notice);
+
+    // Sources: scanned off the main thread, applied back on it. `destination` none means the
+    // Transcode page when it is showing, else the Import page.
+    void receive(const QStringList &urls, std::optional<Page> destination = std::nullopt);
+    void addSources();          // "Add media, folders or camera cards"
+    void addTranscodeSources(); // "Open Video Sources"
+    std::optional<QString> directory(const QString &title);
+
+    // Naming for one source at `index` in the list.
+    QMap<QString, QString> values(const SourceFile &source, int index) const;
+    QString stem(const SourceFile &source, int index) const; // throws VantorError
+    std::optional<QString> outputName(const SourceFile &source, int index) const;
+
+    void checkEngine();
+
+    // Actions.
+    void enqueue(bool start = true);
+    // The Import page's "Queue & start": with renaming on, the previewed names are confirmed first.
+    void queueImport(bool start = true);
+    void enqueueTranscodes(bool start);
+    void createProject();
+    void openProject();
+    void openProjectFolder(const QString &folder);
+    void chooseLocation();
+    void chooseTranscodeDestination();
+    void selectTemplate(const ProjectTemplate &projectTemplate);
+    void newTemplate(bool duplicate);
+    void saveTemplate();
+    void savePreset();
+    // Folder automation's "add rule": the watched folder, then the destination.
+    void addWatchFolder();
+
+Q_SIGNALS:
+    void pageChanged();
+    void projectFieldsChanged(); // editingTemplates, name, client, date, location, templateID
+    void sourcesChanged();       // sources, sourcePresets
+    void scanningChanged();
+    void planChanged(); // operation, verify, algorithm, folders, hierarchy, naming, preset, customPresetName
+    void templateChanged(); // templateDraft, templateText
+    void errorChanged();
+    void noticeChanged();
+    void engineStatusChanged();
+    void renameConfirmationChanged();
+
+private:
+    template <typename T> void assign(T &field, const T &value, void (Workspace::*changed)());
+    void setScanning(bool scanning);
+    void readDefaults();
+    QString dateText(const QDateTime &date) const;
+    bool transcodes(const SourceFile &source) const;
+    std::vector<MediaJob> importJobs() const;    // throws
+    std::vector<MediaJob> transcodeJobs() const; // throws
+
+    std::unique_ptr<QueueService> m_queue;
+    UserChoices *m_choices;
+    Page m_page = Page::transcode;
+    bool m_editingTemplates = false;
+    QString m_name;
+    QString m_client;
+    QDateTime m_date = QDateTime::currentDateTime();
+    std::optional<QString> m_location;
+    std::optional<QUuid> m_templateID;
+    std::vector<SourceFile> m_sources;
+    QMap<QString, TranscodePreset> m_sourcePresets;
+    bool m_scanning = false;
+    JobOperation m_operation = JobOperation::copyAndTranscode;
+    bool m_verify = true;
+    ChecksumAlgorithm m_algorithm;
+    QString m_copyFolder = QStringLiteral("02_FOOTAGE/ORIGINALS");
+    QString m_outputFolder = QStringLiteral("02_FOOTAGE/PROXIES");
+    bool m_hierarchy = true;
+    bool m_rename = false;
+    QString m_pattern = QStringLiteral("{ORIGINAL}");
+    QString m_camera, m_roll, m_scene, m_shot, m_take;
+    TranscodePreset m_preset;
+    std::optional<QString> m_error;
+    QString m_notice = QStringLiteral("Ready");
+    ProjectTemplate m_templateDraft;
+    QString m_templateText;
+    QString m_customPresetName;
+    QString m_engineStatus = QStringLiteral("Checking processing engine\u2026");
+    bool m_renameConfirmation = false;
+    std::unique_ptr<WatchFolderService> m_watcher;
+    // Scans, engine lookups and project creation, one at a time; joined before anything above
+    // goes away.
+    PersistenceQueue m_tasks;
+};
+
+} // namespace vantor

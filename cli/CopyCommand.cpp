@@ -1,0 +1,66 @@
+#include "ChecksumOption.h"
+#include "CommandLine.h"
+#include "InterruptWatcher.h"
+#include "ProgressBar.h"
+
+#include "ingest/MediaIngestService.h"
+#include "model/FileIo.h"
+#include "model/VantorError.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+namespace vantor::cli {
+
+int runCopy(const QStringList &arguments)
+{
+    return runGuarded(QStringLiteral("copy"), [&] {
+        CommandParser parser(QStringLiteral("copy"),
+                             QStringLiteral("Copies one file exactly as the queue's copy phase does: through a hidden "
+                                            "staging file, verified, published without replacing anything."));
+        addAlgorithmOption(parser);
+        parser.addFlag({QStringLiteral("no-verify")}, QStringLiteral("Copy without comparing digests."));
+        parser.addValue({QStringLiteral("root")},
+                        QStringLiteral("The destination folder TARGET must lie inside (default: TARGET's folder)."),
+                        QStringLiteral("DIR"));
+        parser.addPositional(QStringLiteral("SOURCE"), QStringLiteral("The file to copy."), QStringLiteral("SOURCE"));
+        parser.addPositional(QStringLiteral("TARGET"), QStringLiteral("The copy's final path."), QStringLiteral("TARGET"));
+        if (!parser.parse(arguments))
+            return int(exitSuccess);
+        if (parser.positional().size() != 2)
+            throw UsageError(QStringLiteral("copy takes a SOURCE and a TARGET"));
+        const bool verify = !parser.isSet(QStringLiteral("no-verify"));
+        if (!verify && parser.isSet(QStringLiteral("algorithm")))
+            throw UsageError(QStringLiteral("--algorithm and --no-verify exclude each other"));
+        const std::optional<ChecksumAlgorithm> checksum = verify ? std::optional(algorithmOption(parser)) : std::nullopt;
+
+        const auto absolute = [](const QString &path) { return QDir::cleanPath(QFileInfo(path).absoluteFilePath()); };
+        const QString target = absolute(parser.positional().at(1));
+        const QString root = parser.isSet(QStringLiteral("root")) ? absolute(parser.value(QStringLiteral("root")))
+                                                                  : QFileInfo(target).path();
+
+        // The source is taken as an import would take it: a link is refused, and its size and
+        // time now are the fingerprint it must keep until the copy is published.
+        const std::vector<SourceFile> selected = MediaIngestService::scan({parser.positional().at(0)});
+        const QString sourcePath = absolute(parser.positional().at(0));
+        if (selected.size() != 1 || selected.front().url != sourcePath)
+            throw VantorError(QStringLiteral("Select one regular file to copy: ") + sourcePath);
+        const SourceFile &source = selected.front();
+
+        MediaJob job = MediaJob::make(source.url, source.grant, root, FileGrant(root), target, std::nullopt,
+                                      JobOperation::copy, std::nullopt, checksum, source.size, source.modified);
+        JobControl control;
+        InterruptWatcher watcher([&] { control.cancel(); });
+        ProgressBar bar(QFileInfo(source.url).fileName());
+        const auto result = MediaIngestService::copy(job, control, [&](JobStatus phase, double fraction) {
+            job.reportPhaseProgress(phase, fraction);
+            bar.update(job.progress);
+        });
+        bar.finish();
+        if (result.sourceHash && result.destinationHash)
+            printLine(*result.sourceHash + QStringLiteral("  ") + *result.destinationHash);
+        return int(exitSuccess);
+    });
+}
+
+} // namespace vantor::cli

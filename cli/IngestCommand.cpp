@@ -1,0 +1,164 @@
+#include "ChecksumOption.h"
+#include "CommandLine.h"
+#include "HeadlessSession.h"
+#include "PresetLookup.h"
+#include "ScriptedChoices.h"
+
+#include "model/StateStore.h"
+#include "model/VantorError.h"
+#include "queue/QueueService.h"
+#include "workspace/Workspace.h"
+
+#include <QSettings>
+#include <QSet>
+
+namespace vantor::cli {
+
+namespace {
+
+JobOperation operationOption(const QString &text)
+{
+    if (text == QLatin1String("copy"))
+        return JobOperation::copy;
+    if (text == QLatin1String("copy-transcode"))
+        return JobOperation::copyAndTranscode;
+    if (text == QLatin1String("transcode"))
+        return JobOperation::transcode;
+    throw UsageError(QStringLiteral("--operation takes copy, copy-transcode or transcode, not \"%1\".").arg(text));
+}
+
+void failOnError(const Workspace &workspace)
+{
+    if (workspace.error())
+        throw VantorError(*workspace.error());
+}
+
+} // namespace
+
+int runIngest(const QStringList &arguments)
+{
+    return runGuarded(QStringLiteral("ingest"), [&] {
+        CommandParser parser(QStringLiteral("ingest"),
+                             QStringLiteral("Opens DIR as the project, scans the sources and queues them as the Import "
+                                            "page does, then runs the queue until it is done."));
+        parser.addValue({QStringLiteral("project")}, QStringLiteral("The project folder."), QStringLiteral("DIR"));
+        parser.addValue({QStringLiteral("operation")},
+                        QStringLiteral("copy, copy-transcode or transcode (default: copy-transcode)."),
+                        QStringLiteral("OPERATION"));
+        parser.addValue({QStringLiteral("p"), QStringLiteral("preset")},
+                        QStringLiteral("The transcode preset (default: the first stored preset)."),
+                        QStringLiteral("PRESET"));
+        parser.addValue({QStringLiteral("copy-folder")},
+                        QStringLiteral("Copies go here under the project (default: 02_FOOTAGE/ORIGINALS)."),
+                        QStringLiteral("REL"));
+        parser.addValue({QStringLiteral("output-folder")},
+                        QStringLiteral("Transcodes go here under the project (default: 02_FOOTAGE/PROXIES)."),
+                        QStringLiteral("REL"));
+        addAlgorithmOption(parser);
+        parser.addFlag({QStringLiteral("no-verify")}, QStringLiteral("Copy without comparing digests."));
+        parser.addFlag({QStringLiteral("flat")}, QStringLiteral("Do not keep the sources' sub-folders."));
+        parser.addValue({QStringLiteral("rename")},
+                        QStringLiteral("Name outputs by this pattern, e.g. {PROJECT}_{ORIGINAL}_{COUNTER}."),
+                        QStringLiteral("PATTERN"));
+        for (const char *token : {"camera", "roll", "scene", "shot", "take"})
+            parser.addValue({QString::fromLatin1(token)},
+                            QStringLiteral("The value of the {%1} token.").arg(QString::fromLatin1(token).toUpper()),
+                            QStringLiteral("T"));
+        parser.addFlag({QStringLiteral("no-start")}, QStringLiteral("Queue the jobs without running them."));
+        parser.addPositional(QStringLiteral("SOURCE"), QStringLiteral("Files, folders or camera cards."),
+                             QStringLiteral("SOURCE..."));
+        if (!parser.parse(arguments))
+            return int(exitSuccess);
+        if (!parser.isSet(QStringLiteral("project")))
+            throw UsageError(QStringLiteral("--project is required."));
+        if (parser.positional().isEmpty())
+            throw UsageError(QStringLiteral("Give at least one source."));
+        if (parser.isSet(QStringLiteral("no-verify")) && parser.isSet(QStringLiteral("algorithm")))
+            throw UsageError(QStringLiteral("--algorithm and --no-verify exclude each other"));
+        const std::optional<JobOperation> operation =
+            parser.isSet(QStringLiteral("operation"))
+                ? std::optional(operationOption(parser.value(QStringLiteral("operation"))))
+                : std::nullopt;
+        const std::optional<TranscodePreset> preset =
+            parser.isSet(QStringLiteral("preset")) ? std::optional(findPreset(parser.value(QStringLiteral("preset"))))
+                                                   : std::nullopt;
+
+        HeadlessSession session;
+        ScriptedChoices choices;
+        choices.folders << parser.value(QStringLiteral("project"));
+        choices.confirmation = true; // --rename already says: use the previewed names
+        Workspace workspace(StateStore::directory(), runJobPhases, &choices);
+
+        workspace.openProject();
+        failOnError(workspace);
+        if (operation)
+            workspace.setOperation(*operation);
+        if (preset)
+            workspace.setPreset(*preset);
+        if (parser.isSet(QStringLiteral("copy-folder")))
+            workspace.setCopyFolder(parser.value(QStringLiteral("copy-folder")));
+        if (parser.isSet(QStringLiteral("output-folder")))
+            workspace.setOutputFolder(parser.value(QStringLiteral("output-folder")));
+        if (parser.isSet(QStringLiteral("no-verify")))
+            workspace.setVerify(false);
+        if (parser.isSet(QStringLiteral("algorithm"))) {
+            workspace.setVerify(true);
+            workspace.setAlgorithm(algorithmOption(parser));
+        }
+        if (parser.isSet(QStringLiteral("flat")))
+            workspace.setHierarchy(false);
+        if (parser.isSet(QStringLiteral("rename"))) {
+            workspace.setRename(true);
+            workspace.setPattern(parser.value(QStringLiteral("rename")));
+        }
+        workspace.setCamera(parser.value(QStringLiteral("camera")));
+        workspace.setRoll(parser.value(QStringLiteral("roll")));
+        workspace.setScene(parser.value(QStringLiteral("scene")));
+        workspace.setShot(parser.value(QStringLiteral("shot")));
+        workspace.setTake(parser.value(QStringLiteral("take")));
+
+        workspace.receive(parser.positional(), Page::ingest);
+        if (!session.waitFor(&workspace, &Workspace::scanningChanged, [&] { return !workspace.scanning(); }))
+            return session.quit(workspace);
+        failOnError(workspace);
+
+        QSet<QUuid> before;
+        for (const MediaJob &job : workspace.queue().state().jobs)
+            before.insert(job.id);
+        const bool start = !parser.isSet(QStringLiteral("no-start"));
+        workspace.queueImport(start); // answers "Use the previewed output names?" with yes
+        failOnError(workspace);
+        QueueService &queue = workspace.queue();
+        if (!start) {
+            queue.flush();
+            printLine(workspace.notice());
+            return int(exitSuccess);
+        }
+
+        session.reportProgress(workspace);
+        if (!session.waitFor(&queue, &QueueService::idle, [&] { return !queue.running(); }))
+            return session.quit(workspace);
+        queue.flush();
+
+        int failed = 0;
+        for (const MediaJob &job : queue.state().jobs) {
+            if (before.contains(job.id))
+                continue;
+            if (job.status != JobStatus::complete) {
+                ++failed;
+                continue;
+            }
+            for (const auto &path : {job.copyDestination, job.outputDestination}) {
+                if (path)
+                    printLine(*path);
+            }
+        }
+        if (failed > 0) {
+            printError(QStringLiteral("%1 of the queued jobs did not complete; see the lines above.").arg(failed));
+            return int(exitFailure);
+        }
+        return int(exitSuccess);
+    });
+}
+
+} // namespace vantor::cli

@@ -1,0 +1,43 @@
+#include "PresetLookup.h"
+
+#include "model/StateStore.h"
+#include "model/VantorError.h"
+#include "transcode/PresetService.h"
+
+#include <QFileInfo>
+#include <QStringList>
+
+namespace vantor::cli {
+
+QList<TranscodePreset> availablePresets()
+{
+    const QString directory = StateStore::directory();
+    if (!QFileInfo::exists(directory + QStringLiteral("/state.json")))
+        return PresetService::defaults();
+    try {
+        const AppState state = StateStore::load(directory);
+        return QList<TranscodePreset>(state.presets.begin(), state.presets.end());
+    } catch (const std::exception &error) {
+        throw VantorError(QStringLiteral("Saved state could not be read. The original state.json has been preserved. ")
+                          + errorText(error));
+    }
+}
+
+TranscodePreset findPreset(const QString &name)
+{
+    const QList<TranscodePreset> presets = availablePresets();
+    for (const TranscodePreset &preset : presets) {
+        if (preset.name == name)
+            return preset;
+    }
+    for (const TranscodePreset &preset : presets) {
+        if (preset.name.compare(name, Qt::CaseInsensitive) == 0)
+            return preset;
+    }
+    QStringList names;
+    for (const TranscodePreset &preset : presets)
+        names << preset.name;
+    throw VantorError(QStringLiteral("No preset is named “%1”. The presets are: %2.").arg(name, names.join(QStringLiteral(", "))));
+}
+
+} // namespace vantor::cli

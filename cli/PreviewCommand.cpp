@@ -1,0 +1,44 @@
+#include "CommandLine.h"
+#include "InterruptWatcher.h"
+#include "PresetOptions.h"
+
+#include "transcode/PreviewService.h"
+#include "transcode/TranscodeService.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+namespace vantor::cli {
+
+int runPreview(const QStringList &arguments)
+{
+    return runGuarded(QStringLiteral("preview"), [&] {
+        CommandParser parser(QStringLiteral("preview"),
+                             QStringLiteral("Renders one processed frame (PNG) or a five-second test clip of SOURCE "
+                                            "with a preset, prints its path and the preset's size estimate. The "
+                                            "preview stays in a vantor-preview- folder in the temporary directory."));
+        addPresetOptions(parser);
+        parser.addValue({QStringLiteral("at")}, QStringLiteral("Position in seconds (default 0)."),
+                        QStringLiteral("SECONDS"));
+        parser.addFlag({QStringLiteral("clip")}, QStringLiteral("Encode a test clip of up to five seconds instead."));
+        parser.addPositional(QStringLiteral("SOURCE"), QStringLiteral("A video file."), QStringLiteral("SOURCE"));
+        if (!parser.parse(arguments))
+            return int(exitSuccess);
+        if (parser.positional().size() != 1)
+            throw UsageError(QStringLiteral("preview takes one SOURCE."));
+        const ChosenPreset chosen = chosenPreset(parser);
+        const double at = parser.isSet(QStringLiteral("at")) ? parser.numberValue(QStringLiteral("at")) : 0.0;
+        const QString source = QDir::cleanPath(QFileInfo(parser.positional().first()).absoluteFilePath());
+
+        JobControl control;
+        InterruptWatcher watcher([&] { control.cancel(); });
+        const MediaInfo info = TranscodeService::probe(source, chosen.engine, control);
+        const QString rendered = PreviewService::render(source, chosen.preset, at, parser.isSet(QStringLiteral("clip")),
+                                                        chosen.engine, control);
+        printLine(rendered);
+        printLine(PreviewService::estimatedSize(chosen.preset, info));
+        return int(exitSuccess);
+    });
+}
+
+} // namespace vantor::cli

@@ -1,0 +1,362 @@
+#include "ChecksumOption.h"
+#include "CommandLine.h"
+#include "InterruptWatcher.h"
+#include "PresetLookup.h"
+#include "ProgressBar.h"
+
+#include "ingest/MediaIngestService.h"
+#include "ingest/NamingService.h"
+#include "model/JobReport.h"
+#include "model/JsonCodec.h"
+#include "model/StateStore.h"
+#include "model/VantorError.h"
+#include "queue/QueueService.h"
+#include "transcode/PresetService.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QSet>
+#include <QTextStream>
+
+namespace vantor::cli {
+
+namespace {
+
+QString absolute(const QString &path)
+{
+    return QDir::cleanPath(QFileInfo(path).absoluteFilePath());
+}
+
+QString idText(const QUuid &id)
+{
+    return id.toString(QUuid::WithoutBraces).toUpper();
+}
+
+// A job named by its id or by an unambiguous beginning of it, as `git` names commits.
+QUuid findJob(const AppState &state, const QString &text)
+{
+    const QString wanted = text.trimmed().toUpper().remove(u'{').remove(u'}');
+    std::optional<QUuid> found;
+    for (const MediaJob &job : state.jobs) {
+        if (idText(job.id).startsWith(wanted) && !wanted.isEmpty()) {
+            if (found)
+                throw VantorError(QStringLiteral("More than one job begins with %1. Give more of the id.").arg(text));
+            found = job.id;
+        }
+    }
+    if (!found)
+        throw VantorError(QStringLiteral("No job has the id %1.").arg(text));
+    return *found;
+}
+
+// Reading the queue needs no lock; an unreadable state file is reported, never replaced.
+AppState readState()
+{
+    return StateStore::load(StateStore::directory());
+}
+
+// A queue this process may change; refused when another Vantor process owns it.
+std::unique_ptr<QueueService> openQueue()
+{
+    auto queue = std::make_unique<QueueService>(StateStore::directory());
+    if (queue->storageBlocked())
+        throw VantorError(*queue->persistenceError());
+    return queue;
+}
+
+int listJobs(const QStringList &arguments)
+{
+    CommandParser parser(QStringLiteral("queue list"), QStringLiteral("Lists the queued jobs and their history, in queue order."));
+    parser.addFlag({QStringLiteral("json")}, QStringLiteral("Print the jobs as a JSON array."));
+    if (!parser.parse(arguments))
+        return exitSuccess;
+    if (!parser.positional().isEmpty())
+        throw UsageError(QStringLiteral("queue list takes no arguments"));
+    const AppState state = readState();
+    if (parser.isSet(QStringLiteral("json"))) {
+        QJsonArray jobs;
+        for (const MediaJob &job : state.jobs)
+            jobs.append(job.toJson());
+        QTextStream(stdout) << JsonCodec::pretty(jobs);
+        return exitSuccess;
+    }
+    for (const MediaJob &job : state.jobs)
+        printLine(QStringLiteral("%1  %2  %3%  %4  %5 \u2192 %6")
+                      .arg(idText(job.id), job.status.rawValue().leftJustified(11))
+                      .arg(int(job.progress * 100), 3)
+                      .arg(job.operation.rawValue(), job.source, job.destination()));
+    return exitSuccess;
+}
+
+// The output name `vantor transcode` gives a source: its base name, the suffix, the container.
+QString outputName(const QString &relative, const TranscodePreset &preset)
+{
+    const QFileInfo info(relative);
+    const QString folder = info.path() == QLatin1String(".") ? QString() : info.path() + u'/';
+    return folder + info.completeBaseName() + preset.suffix + u'.' + preset.container;
+}
+
+QString validFolder(const CommandParser &parser, const QString &option, const QString &fallback)
+{
+    const QString text = parser.isSet(option) ? parser.value(option) : fallback;
+    return text.isEmpty() ? QString() : NamingService::relativePath(text, {});
+}
+
+int addJobs(const QStringList &arguments)
+{
+    CommandParser parser(QStringLiteral("queue add"),
+                         QStringLiteral("Queues files: 'copy' and 'copy-transcode' scan each SOURCE (files, folders, "
+                                        "cards) as an import does; 'transcode' queues transcodes as 'vantor transcode' "
+                                        "names them. A batch with any destination collision is refused whole."));
+    parser.addPositional(QStringLiteral("OPERATION"), QStringLiteral("copy, copy-transcode or transcode."),
+                         QStringLiteral("copy|copy-transcode|transcode"));
+    parser.addPositional(QStringLiteral("SOURCE"), QStringLiteral("Files or folders."), QStringLiteral("SOURCE..."));
+    parser.addValue({QStringLiteral("root")}, QStringLiteral("The destination folder of copies."), QStringLiteral("DIR"));
+    parser.addValue({QStringLiteral("folder")}, QStringLiteral("Copies go to DIR/REL/their relative path."),
+                    QStringLiteral("REL"));
+    parser.addValue({QStringLiteral("output-folder")},
+                    QStringLiteral("Transcodes go to DIR/REL/their relative path (copy-transcode)."), QStringLiteral("REL"));
+    parser.addValue({QStringLiteral("o"), QStringLiteral("output")}, QStringLiteral("The folder of transcodes (transcode)."),
+                    QStringLiteral("DIR"));
+    parser.addValue({QStringLiteral("p"), QStringLiteral("preset")}, QStringLiteral("The transcode preset."),
+                    QStringLiteral("NAME"));
+    addAlgorithmOption(parser);
+    parser.addFlag({QStringLiteral("no-verify")}, QStringLiteral("Copy without comparing digests."));
+    if (!parser.parse(arguments))
+        return exitSuccess;
+    QStringList positional = parser.positional();
+    if (positional.size() < 2)
+        throw UsageError(QStringLiteral("queue add takes an operation and at least one SOURCE"));
+    const QString operationName = positional.takeFirst();
+    JobOperation operation;
+    if (operationName == QLatin1String("copy"))
+        operation = JobOperation::copy;
+    else if (operationName == QLatin1String("copy-transcode"))
+        operation = JobOperation::copyAndTranscode;
+    else if (operationName == QLatin1String("transcode"))
+        operation = JobOperation::transcode;
+    else
+        throw UsageError(QStringLiteral("unknown operation \"%1\" (copy, copy-transcode or transcode)").arg(operationName));
+    if (parser.isSet(QStringLiteral("no-verify")) && parser.isSet(QStringLiteral("algorithm")))
+        throw UsageError(QStringLiteral("--algorithm and --no-verify exclude each other"));
+
+    std::optional<TranscodePreset> preset;
+    if (operation.transcodes()) {
+        if (!parser.isSet(QStringLiteral("preset")))
+            throw UsageError(QStringLiteral("%1 needs --preset").arg(operationName));
+        preset = findPreset(parser.value(QStringLiteral("preset")));
+        PresetService::validate(*preset);
+    }
+
+    std::vector<MediaJob> jobs;
+    if (operation == JobOperation::transcode) {
+        if (!parser.isSet(QStringLiteral("output")))
+            throw UsageError(QStringLiteral("transcode needs --output DIR"));
+        const QString root = absolute(parser.value(QStringLiteral("output")));
+        for (const QString &path : positional) {
+            for (const SourceFile &source : MediaIngestService::scan({path})) {
+                const QString output = root + u'/' + outputName(QFileInfo(source.url).fileName(), *preset);
+                jobs.push_back(MediaJob::make(source.url, source.grant, root, FileGrant(root), std::nullopt, output,
+                                              operation, preset, std::nullopt, source.size, source.modified));
+            }
+        }
+    } else {
+        if (!parser.isSet(QStringLiteral("root")))
+            throw UsageError(QStringLiteral("%1 needs --root DIR").arg(operationName));
+        const QString root = absolute(parser.value(QStringLiteral("root")));
+        const QString copyFolder = validFolder(parser, QStringLiteral("folder"), {});
+        const QString outputFolder = validFolder(parser, QStringLiteral("output-folder"), {});
+        const std::optional<ChecksumAlgorithm> checksum =
+            parser.isSet(QStringLiteral("no-verify")) ? std::nullopt : std::optional(algorithmOption(parser));
+        const auto under = [&root](const QString &folder, const QString &relative) {
+            return root + u'/' + (folder.isEmpty() ? relative : folder + u'/' + relative);
+        };
+        for (const SourceFile &source : MediaIngestService::scan(positional)) {
+            // Only video is transcoded; sidecars and audio are copied alongside.
+            const bool transcodes = operation.transcodes() && MediaIngestService::isVideo(source.url);
+            jobs.push_back(MediaJob::make(
+                source.url, source.grant, root, FileGrant(root), under(copyFolder, source.relative),
+                transcodes ? std::optional(under(outputFolder, outputName(source.relative, *preset))) : std::nullopt,
+                transcodes ? operation : JobOperation(JobOperation::copy), transcodes ? preset : std::nullopt,
+                checksum, source.size, source.modified));
+        }
+    }
+    if (jobs.empty())
+        throw VantorError(QStringLiteral("No files were found to queue."));
+    auto queue = openQueue();
+    queue->enqueue(jobs);
+    queue->flush();
+    for (const MediaJob &job : jobs)
+        printLine(idText(job.id));
+    return exitSuccess;
+}
+
+int runQueue(const QStringList &arguments)
+{
+    CommandParser parser(QStringLiteral("queue run"),
+                         QStringLiteral("Runs the queue headless until no waiting job is left. SIGINT or SIGTERM "
+                                        "cancels the running job and saves the queue, as quitting the window does."));
+    parser.addFlag({QStringLiteral("stats")}, QStringLiteral("Report the deepest backlog of queued writes at the end."));
+    if (!parser.parse(arguments))
+        return exitSuccess;
+    // The watcher comes first: threads started before it would not have the signals blocked.
+    bool interrupted = false;
+    std::unique_ptr<QueueService> queue;
+    InterruptWatcher watcher([&] {
+        QMetaObject::invokeMethod(qApp, [&] {
+            interrupted = true;
+            if (queue)
+                queue->prepareToQuit();
+            QCoreApplication::exit(exitInterrupted);
+        }, Qt::QueuedConnection);
+    });
+    queue = openQueue();
+    int failures = 0;
+
+    ProgressBar bar(QStringLiteral("queue"));
+    // Each ending is reported once, as it happens, from the operation of the run itself.
+    QSet<QUuid> before;
+    for (const MediaJob &job : queue->state().jobs) {
+        if (job.status.final())
+            before.insert(job.id);
+    }
+    QObject::connect(queue.get(), &QueueService::jobsChanged, queue.get(), [&] {
+        for (const MediaJob &job : queue->state().jobs) {
+            if (!job.status.final() || before.contains(job.id))
+                continue;
+            before.insert(job.id);
+            bar.finish();
+            if (job.status == JobStatus::failed)
+                ++failures;
+            QTextStream(stderr) << job.status.rawValue() << ' ' << QFileInfo(job.source).fileName()
+                                << (job.error ? QStringLiteral(": ") + *job.error : QString()) << '\n';
+        }
+    });
+    QObject::connect(queue.get(), &QueueService::idle, qApp, [] { QCoreApplication::exit(exitSuccess); },
+                     Qt::QueuedConnection);
+    queue->start();
+    if (!queue->running())
+        return int(exitSuccess);
+    const int code = QCoreApplication::exec();
+    bar.finish();
+    queue->flush();
+    if (parser.isSet(QStringLiteral("stats")))
+        QTextStream(stderr) << "Deepest persistence backlog: " << queue->deepestPersistenceBacklog() << " writes\n";
+    if (interrupted || code == exitInterrupted) {
+        printError(QStringLiteral("Interrupted. The running job was cancelled and the queue saved."));
+        return int(exitInterrupted);
+    }
+    return failures > 0 ? int(exitFailure) : int(exitSuccess);
+}
+
+// One action on one job (or on all of a kind, with the flag).
+int changeJobs(const QString &name, const QStringList &arguments, const QString &allFlag, const QString &description,
+               const std::function<void(QueueService &, const QUuid &)> &one,
+               const std::function<void(QueueService &)> &all)
+{
+    CommandParser parser(QStringLiteral("queue ") + name, description);
+    parser.addPositional(QStringLiteral("ID"), QStringLiteral("A job id, or enough of its beginning."), QStringLiteral("ID"));
+    if (!allFlag.isEmpty())
+        parser.addFlag({allFlag}, QStringLiteral("Act on every such job instead of one."));
+    if (!parser.parse(arguments))
+        return exitSuccess;
+    const bool every = !allFlag.isEmpty() && parser.isSet(allFlag);
+    if (every == (parser.positional().size() == 1) || parser.positional().size() > 1)
+        throw UsageError(allFlag.isEmpty() ? QStringLiteral("queue %1 takes one ID").arg(name)
+                                           : QStringLiteral("queue %1 takes one ID or --%2").arg(name, allFlag));
+    auto queue = openQueue();
+    if (every)
+        all(*queue);
+    else
+        one(*queue, findJob(queue->state(), parser.positional().first()));
+    queue->flush();
+    return exitSuccess;
+}
+
+int moveJob(const QStringList &arguments)
+{
+    CommandParser parser(QStringLiteral("queue move"),
+                         QStringLiteral("Moves a waiting job among the waiting jobs."));
+    parser.addPositional(QStringLiteral("ID"), QStringLiteral("A job id, or enough of its beginning."), QStringLiteral("ID"));
+    parser.addValue({QStringLiteral("by")}, QStringLiteral("Places to move: negative is earlier."), QStringLiteral("N"));
+    if (!parser.parse(arguments))
+        return exitSuccess;
+    if (parser.positional().size() != 1 || !parser.isSet(QStringLiteral("by")))
+        throw UsageError(QStringLiteral("queue move takes one ID and --by N"));
+    const int by = int(parser.integerValue(QStringLiteral("by")));
+    auto queue = openQueue();
+    queue->moveWaiting(findJob(queue->state(), parser.positional().first()), by);
+    queue->flush();
+    return exitSuccess;
+}
+
+int writeReport(const QStringList &arguments)
+{
+    CommandParser parser(QStringLiteral("queue report"),
+                         QStringLiteral("Writes the JSON report of every job in queue order."));
+    parser.addPositional(QStringLiteral("FILE"), QString::fromLatin1(JobReport::suggestedFileName), QStringLiteral("FILE"));
+    if (!parser.parse(arguments))
+        return exitSuccess;
+    if (parser.positional().size() != 1)
+        throw UsageError(QStringLiteral("queue report takes one FILE"));
+    JobReport::exportQueue(readState().jobs, absolute(parser.positional().first()));
+    return exitSuccess;
+}
+
+void printQueueHelp()
+{
+    QTextStream(stdout) << "Usage: vantor queue SUBCOMMAND [OPTIONS]\n\n"
+                           "Works on the stored queue of the support folder.\n\n"
+                           "Subcommands:\n"
+                           "  list [--json]                     the jobs in queue order\n"
+                           "  add copy|copy-transcode|transcode queue files (see 'vantor queue add --help')\n"
+                           "  run                               run until no waiting job is left\n"
+                           "  retry ID | --failed               retry a failed or cancelled job\n"
+                           "  cancel ID | --all                 cancel a job, or every waiting one\n"
+                           "  remove ID | --completed           remove a job, or the finished history\n"
+                           "  move ID --by N                    move a waiting job\n"
+                           "  report FILE                       write the JSON report\n";
+}
+
+} // namespace
+
+int queueCommand(const QStringList &arguments)
+{
+    return runGuarded(QStringLiteral("queue"), [&]() -> int {
+        if (arguments.isEmpty())
+            throw UsageError(QStringLiteral("queue needs a subcommand"));
+        const QString sub = arguments.first();
+        const QStringList rest = arguments.mid(1);
+        if (sub == QLatin1String("-h") || sub == QLatin1String("--help")) {
+            printQueueHelp();
+            return exitSuccess;
+        }
+        if (sub == QLatin1String("list"))
+            return listJobs(rest);
+        if (sub == QLatin1String("add"))
+            return addJobs(rest);
+        if (sub == QLatin1String("run"))
+            return runQueue(rest);
+        if (sub == QLatin1String("move"))
+            return moveJob(rest);
+        if (sub == QLatin1String("report"))
+            return writeReport(rest);
+        if (sub == QLatin1String("retry"))
+            return changeJobs(sub, rest, QStringLiteral("failed"), QStringLiteral("Returns a failed or cancelled job to the queue."),
+                              [](QueueService &queue, const QUuid &id) { queue.retry(id); },
+                              [](QueueService &queue) { queue.retryFailed(); });
+        if (sub == QLatin1String("cancel"))
+            return changeJobs(sub, rest, QStringLiteral("all"), QStringLiteral("Cancels a job, or every waiting job."),
+                              [](QueueService &queue, const QUuid &id) { queue.cancel(id); },
+                              [](QueueService &queue) { queue.cancelAll(); });
+        if (sub == QLatin1String("remove"))
+            return changeJobs(sub, rest, QStringLiteral("completed"), QStringLiteral("Removes a job, or the finished history."),
+                              [](QueueService &queue, const QUuid &id) { queue.remove(id); },
+                              [](QueueService &queue) { queue.removeCompleted(); });
+        throw UsageError(QStringLiteral("unknown queue subcommand \"%1\"").arg(sub));
+    });
+}
+
+} // namespace vantor::cli

@@ -1,0 +1,43 @@
+#include "CommandLine.h"
+
+#include "ingest/MediaIngestService.h"
+#include "model/JsonCodec.h"
+
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QTextStream>
+
+namespace vantor::cli {
+
+int runScan(const QStringList &arguments)
+{
+    return runGuarded(QStringLiteral("scan"), [&] {
+        CommandParser parser(QStringLiteral("scan"),
+                             QStringLiteral("Lists the files an import of the given files and folders would copy."));
+        parser.addFlag({QStringLiteral("json")}, QStringLiteral("Print a JSON array of {url, relative, size, modified}."));
+        parser.addPositional(QStringLiteral("PATH"), QStringLiteral("Files and folders, as they would be dropped."),
+                             QStringLiteral("PATH..."));
+        if (!parser.parse(arguments))
+            return int(exitSuccess);
+        if (parser.positional().isEmpty())
+            throw UsageError(QStringLiteral("no path given"));
+
+        const std::vector<SourceFile> files = MediaIngestService::scan(parser.positional());
+        QTextStream out(stdout);
+        if (parser.isSet(QStringLiteral("json"))) {
+            QJsonArray array;
+            for (const SourceFile &file : files)
+                array.append(QJsonObject{{QStringLiteral("url"), JsonCodec::fileUrl(file.url)},
+                                         {QStringLiteral("relative"), file.relative},
+                                         {QStringLiteral("size"), file.size},
+                                         {QStringLiteral("modified"), JsonCodec::date(file.modified)}});
+            out << JsonCodec::pretty(array);
+        } else {
+            for (const SourceFile &file : files)
+                out << file.size << '\t' << file.relative << '\n';
+        }
+        return int(exitSuccess);
+    });
+}
+
+} // namespace vantor::cli

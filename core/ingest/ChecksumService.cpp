@@ -1,0 +1,98 @@
+#include "ingest/ChecksumService.h"
+
+#include "ingest/XXHash64.h"
+#include "model/VantorError.h"
+
+#include <openssl/evp.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <memory>
+#include <system_error>
+
+namespace vantor::ChecksumService {
+
+namespace {
+
+constexpr std::size_t chunkSize = 1 << 20;
+
+struct ContextDeleter {
+    void operator()(EVP_MD_CTX *context) const { EVP_MD_CTX_free(context); }
+};
+
+// One running digest of whichever algorithm the job names.
+class Hasher {
+public:
+    explicit Hasher(ChecksumAlgorithm algorithm)
+    {
+        if (algorithm == ChecksumAlgorithm::xxHash)
+            return;
+        m_context.reset(EVP_MD_CTX_new());
+        const EVP_MD *type = algorithm == ChecksumAlgorithm::md5 ? EVP_md5() : EVP_sha256();
+        if (!m_context || EVP_DigestInit_ex(m_context.get(), type, nullptr) != 1)
+            throw std::runtime_error("The digest could not be started.");
+    }
+
+    void update(const char *data, std::size_t length)
+    {
+        if (!m_context)
+            m_xxHash.update(data, length);
+        else if (EVP_DigestUpdate(m_context.get(), data, length) != 1)
+            throw std::runtime_error("The digest could not be updated.");
+    }
+
+    QString text()
+    {
+        if (!m_context)
+            return m_xxHash.finalize();
+        unsigned char digest[EVP_MAX_MD_SIZE];
+        unsigned int length = 0;
+        if (EVP_DigestFinal_ex(m_context.get(), digest, &length) != 1)
+            throw std::runtime_error("The digest could not be finished.");
+        return QString::fromLatin1(QByteArray(reinterpret_cast<const char *>(digest), int(length)).toHex());
+    }
+
+private:
+    XXHash64 m_xxHash;
+    std::unique_ptr<EVP_MD_CTX, ContextDeleter> m_context;
+};
+
+} // namespace
+
+FileIo::UniqueFd openForReading(const QString &path, int extraFlags)
+{
+    try {
+        return FileIo::open(path, O_RDONLY | O_NOATIME | extraFlags);
+    } catch (const std::system_error &error) {
+        if (error.code().value() != EPERM)
+            throw;
+    }
+    return FileIo::open(path, O_RDONLY | extraFlags);
+}
+
+QString digest(const QString &path, ChecksumAlgorithm algorithm, JobControl &control, const Progress &progress)
+{
+    FileIo::UniqueFd fd = openForReading(path);
+    return digest(fd.get(), algorithm, control, progress); // the descriptor closes on every way out
+}
+
+QString digest(int fd, ChecksumAlgorithm algorithm, JobControl &control, const Progress &progress)
+{
+    const qint64 size = FileIo::fstat(fd).st_size;
+    Hasher hasher(algorithm);
+    const std::unique_ptr<char[]> buffer(new char[chunkSize]);
+    qint64 count = 0;
+    for (;;) {
+        control.checkpoint();
+        const std::size_t got = FileIo::read(fd, buffer.get(), chunkSize);
+        if (got == 0)
+            break;
+        hasher.update(buffer.get(), got);
+        count += qint64(got);
+        if (progress)
+            progress(size < 1 ? 1.0 : std::min(double(count) / double(size), 1.0));
+    }
+    return hasher.text();
+}
+
+} // namespace vantor::ChecksumService

@@ -1,0 +1,291 @@
+#include "ingest/MediaIngestService.h"
+
+#include "ingest/ChecksumService.h"
+#include "ingest/FileGrant.h"
+#include "ingest/SafeFiles.h"
+#include "model/FileIo.h"
+#include "model/VantorError.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QSet>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <dirent.h>
+#include <memory>
+#include <system_error>
+#include <unistd.h>
+
+namespace vantor::MediaIngestService {
+
+namespace {
+
+constexpr std::size_t copyChunk = 4 << 20;
+
+QString fileName(const QString &path)
+{
+    return QFileInfo(path).fileName();
+}
+
+// An entry found while walking a selected folder, with the values read during the walk.
+struct Candidate {
+    QByteArray path;
+    struct stat info;
+};
+
+[[noreturn]] void throwEnumerationError(int code, const QByteArray &path)
+{
+    // The system's own error, naming the folder it happened in.
+    throw std::system_error(code, std::generic_category(), path.toStdString());
+}
+
+// Lists every entry below a folder except hidden ones (and everything inside hidden folders);
+// links are listed, never followed. The first error stops the walk.
+void enumerate(int folder, const QByteArray &folderPath, std::vector<Candidate> &found)
+{
+    const int listing = ::dup(folder);
+    if (listing < 0)
+        throwEnumerationError(errno, folderPath);
+    const std::unique_ptr<DIR, int (*)(DIR *)> dir(::fdopendir(listing), &::closedir);
+    if (!dir) {
+        ::close(listing);
+        throwEnumerationError(errno, folderPath);
+    }
+    for (;;) {
+        errno = 0;
+        const dirent *entry = ::readdir(dir.get());
+        if (!entry) {
+            if (errno != 0)
+                throwEnumerationError(errno, folderPath);
+            break;
+        }
+        if (entry->d_name[0] == '.') // hidden, and "." and ".."
+            continue;
+        const QByteArray name(entry->d_name);
+        Candidate candidate{folderPath + '/' + name, {}};
+        // The entry's type from the listing spares a stat for folders and links, which need
+        // nothing more; files need their size and time.
+        if (entry->d_type == DT_DIR) {
+            candidate.info.st_mode = S_IFDIR;
+        } else if (entry->d_type == DT_LNK) {
+            candidate.info.st_mode = S_IFLNK;
+        } else {
+            try {
+                candidate.info = FileIo::fstatAt(folder, name);
+            } catch (const std::system_error &error) {
+                throwEnumerationError(error.code().value(), candidate.path);
+            }
+        }
+        const bool isFolder = S_ISDIR(candidate.info.st_mode);
+        const QByteArray path = candidate.path; // `found` grows below; keep no reference into it
+        found.push_back(std::move(candidate));
+        if (isFolder) {
+            FileIo::UniqueFd child;
+            try {
+                child = FileIo::openAt(folder, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
+            } catch (const std::system_error &error) {
+                throwEnumerationError(error.code().value(), path);
+            }
+            enumerate(child.get(), path, found);
+        }
+    }
+}
+
+// The source's own values, refused unless they still match the job's record.
+struct stat unchangedSource(const MediaJob &job)
+{
+    const struct stat info = FileIo::fstatAt(AT_FDCWD, FileIo::encodeName(job.source));
+    const bool unchanged = !S_ISLNK(info.st_mode) && qint64(info.st_size) == job.bytes
+                           && Timestamp::fromTimespec(info.st_mtim) == job.modified;
+    if (!unchanged)
+        throw VantorError(QStringLiteral("The source changed after it was queued. Add it again: ") + fileName(job.source));
+    return info;
+}
+
+// Removes the staging file on every way out of a copy that did not publish it.
+class StagingCleanup {
+public:
+    StagingCleanup(int folder, QByteArray name) : m_folder(folder), m_name(std::move(name)) {}
+    ~StagingCleanup()
+    {
+        if (m_armed) {
+            try {
+                FileIo::unlinkAt(m_folder, m_name);
+            } catch (const std::system_error &) {
+                // Nothing more can be done; the name is hidden and the next attempt reuses it.
+            }
+        }
+    }
+    StagingCleanup(const StagingCleanup &) = delete;
+    StagingCleanup &operator=(const StagingCleanup &) = delete;
+    void disarm() { m_armed = false; }
+
+private:
+    int m_folder;
+    QByteArray m_name;
+    bool m_armed = true;
+};
+
+} // namespace
+
+bool isVideo(const QString &path)
+{
+    static const std::array<QLatin1String, 15> extensions{
+        QLatin1String("mov"), QLatin1String("mp4"), QLatin1String("mxf"), QLatin1String("mkv"),
+        QLatin1String("avi"), QLatin1String("m4v"), QLatin1String("mts"), QLatin1String("m2ts"),
+        QLatin1String("webm"), QLatin1String("mpg"), QLatin1String("mpeg"), QLatin1String("r3d"),
+        QLatin1String("braw"), QLatin1String("crm"), QLatin1String("ari")};
+    const QString name = fileName(path);
+    const qsizetype dot = name.lastIndexOf(QLatin1Char('.'));
+    if (dot < 0)
+        return false;
+    const QString extension = name.mid(dot + 1).toLower();
+    return std::find(extensions.begin(), extensions.end(), extension) != extensions.end();
+}
+
+std::vector<SourceFile> scan(const QStringList &paths)
+{
+    std::vector<SourceFile> result;
+    QSet<QString> listed;
+    for (const QString &selected : paths) {
+        const QString selectedPath = QDir::cleanPath(QFileInfo(selected).absoluteFilePath());
+        const FileGrant grant(selectedPath);
+        const QByteArray encoded = FileIo::encodeName(selectedPath);
+        const struct stat info = FileIo::fstatAt(AT_FDCWD, encoded);
+        if (S_ISLNK(info.st_mode))
+            throw VantorError(QStringLiteral("Symbolic links are not ingested: ") + selectedPath);
+
+        const bool isFolder = S_ISDIR(info.st_mode);
+        std::vector<Candidate> candidates;
+        if (!isFolder) {
+            candidates.push_back({encoded, info});
+        } else {
+            FileIo::UniqueFd folder;
+            try {
+                folder = FileIo::openAt(AT_FDCWD, encoded, O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
+            } catch (const std::system_error &) {
+                throw VantorError(QStringLiteral("Cannot read ") + selectedPath + QStringLiteral("."));
+            }
+            enumerate(folder.get(), encoded == "/" ? QByteArray() : encoded, candidates);
+            // Byte order of UTF-8 is code-point order: plain, case-sensitive, no natural numbers.
+            std::stable_sort(candidates.begin(), candidates.end(),
+                             [](const Candidate &a, const Candidate &b) { return a.path < b.path; });
+        }
+
+        const QString folderName = fileName(selectedPath);
+        listed.reserve(listed.size() + qsizetype(candidates.size()));
+        result.reserve(result.size() + candidates.size());
+        for (const Candidate &candidate : candidates) {
+            const QString path = QFile::decodeName(candidate.path);
+            if (S_ISLNK(candidate.info.st_mode))
+                throw VantorError(QStringLiteral("A symbolic link was found in the source. Remove it from the selection: ") + path);
+            if (!S_ISREG(candidate.info.st_mode))
+                continue;
+            const qsizetype before = listed.size();
+            listed.insert(path);
+            if (listed.size() == before) // listed already: the first occurrence wins
+                continue;
+            SourceFile file;
+            file.url = path;
+            file.relative = isFolder ? folderName + QLatin1Char('/') + path.mid(selectedPath.size() + 1) : fileName(path);
+            file.grant = grant;
+            file.size = qint64(candidate.info.st_size);
+            file.modified = Timestamp::fromTimespec(candidate.info.st_mtim);
+            result.push_back(std::move(file));
+        }
+    }
+    return result;
+}
+
+void assertUnchanged(const MediaJob &job)
+{
+    unchangedSource(job);
+}
+
+QString stagingName(const MediaJob &job)
+{
+    return QStringLiteral(".vantor-") + job.id.toString(QUuid::WithoutBraces).toUpper() + QStringLiteral(".partial");
+}
+
+CopyResult copy(const MediaJob &job, JobControl &control, const Update &update)
+{
+    const auto report = [&](JobStatus phase, double fraction) {
+        if (update)
+            update(phase, fraction);
+    };
+    if (!job.copyDestination)
+        throw VantorError(QStringLiteral("Copy destination is missing."));
+    unchangedSource(job);
+    const SafeFiles::ParentFolder parent = SafeFiles::prepareParent(*job.copyDestination, job.destinationRoot);
+    const int folder = parent.folder.get();
+
+    const struct statvfs volume = FileIo::fstatvfs(folder);
+    const auto available = qint64(volume.f_bavail) * qint64(volume.f_frsize);
+    if (available < job.bytes)
+        throw VantorError(QStringLiteral("Not enough free space for ") + fileName(job.source) + QStringLiteral("."));
+
+    // Named after the job alone, so a retry finds and replaces what a crashed attempt left.
+    const QByteArray staging = FileIo::encodeName(stagingName(job));
+    if (FileIo::existsAt(folder, staging))
+        FileIo::unlinkAt(folder, staging);
+    FileIo::UniqueFd output;
+    try {
+        output = FileIo::openAt(folder, staging, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0644);
+    } catch (const std::system_error &) {
+        throw VantorError(QStringLiteral("Could not create a staging file. Check drive access."));
+    }
+    StagingCleanup cleanup(folder, staging);
+
+    const FileIo::UniqueFd input = ChecksumService::openForReading(job.source, O_NOFOLLOW);
+    {
+        const std::unique_ptr<char[]> buffer(new char[copyChunk]);
+        qint64 copied = 0;
+        for (;;) {
+            control.checkpoint();
+            const std::size_t got = FileIo::read(input.get(), buffer.get(), copyChunk);
+            if (got == 0)
+                break;
+            FileIo::writeAll(output.get(), buffer.get(), got);
+            copied += qint64(got);
+            // Not capped: a source that grew shows above 1 until the size check refuses it.
+            report(JobStatus::copying, job.bytes < 1 ? 1.0 : double(copied) / double(job.bytes));
+        }
+        FileIo::fsync(output.get());
+        unchangedSource(job);
+        if (copied != job.bytes)
+            throw VantorError(QStringLiteral("Source size changed during copy. Nothing was committed."));
+    }
+
+    CopyResult result;
+    if (job.checksum) {
+        report(JobStatus::verifying, 0.0);
+        // Hashed from the device, not from memory: both files leave the page cache first, so
+        // the copy's digest is of the bytes as written.
+        FileIo::dropFromPageCache(input.get());
+        FileIo::dropFromPageCache(output.get());
+        const FileIo::UniqueFd original = ChecksumService::openForReading(job.source, O_NOFOLLOW);
+        result.sourceHash = ChecksumService::digest(original.get(), *job.checksum, control,
+                                                    [&](double f) { report(JobStatus::verifying, 0.5 * f); });
+        const FileIo::UniqueFd written = FileIo::openAt(folder, staging, O_RDONLY | O_NOFOLLOW);
+        result.destinationHash = ChecksumService::digest(written.get(), *job.checksum, control,
+                                                         [&](double f) { report(JobStatus::verifying, 0.5 + 0.5 * f); });
+        if (result.sourceHash != result.destinationHash)
+            throw VantorError(QStringLiteral("Checksum mismatch. The copy was discarded; the source is untouched."));
+    }
+    // The last look at the source also supplies its exact time, nanoseconds included.
+    const struct stat source = unchangedSource(job);
+
+    control.checkpoint(); // a cancel here still discards the verified copy
+    const timespec times[2] = {{0, UTIME_OMIT}, source.st_mtim};
+    FileIo::futimens(output.get(), times);
+    FileIo::fsync(output.get());
+    FileIo::closeChecked(output);
+    SafeFiles::publish(parent, staging);
+    cleanup.disarm();
+    return result;
+}
+
+} // namespace vantor::MediaIngestService

@@ -1,0 +1,132 @@
+#include "transcode/TranscodePhase.h"
+
+#include "ingest/MediaIngestService.h"
+#include "ingest/SafeFiles.h"
+#include "model/FileIo.h"
+#include "model/VantorError.h"
+#include "transcode/BurnInService.h"
+#include "transcode/TranscodeService.h"
+
+#include <QFile>
+#include <algorithm>
+#include <cmath>
+
+namespace vantor::TranscodeService {
+
+namespace {
+
+const QString validationFailed = QStringLiteral("Output validation failed. The incomplete transcode was discarded.");
+
+void removeIfPresent(int folder, const QByteArray &name) noexcept
+{
+    try {
+        if (FileIo::existsAt(folder, name))
+            FileIo::unlinkAt(folder, name);
+    } catch (const std::system_error &) {
+    }
+}
+
+// Removes the temporary output and the burn-in assets however the phase ends.
+struct PhaseCleanup {
+    int folder;
+    const QByteArray &staging;
+    BurnInAssets &assets;
+    ~PhaseCleanup()
+    {
+        removeIfPresent(folder, staging);
+        assets.cleanup();
+    }
+};
+
+} // namespace
+
+std::optional<double> progressFraction(const QString &line, double sourceDuration)
+{
+    static const QString key = QStringLiteral("out_time_us=");
+    if (!line.startsWith(key) || !(sourceDuration > 0))
+        return std::nullopt;
+    bool ok = false;
+    const double microseconds = QStringView(line).mid(key.size()).trimmed().toDouble(&ok);
+    if (!ok || !std::isfinite(microseconds))
+        return std::nullopt;
+    return std::clamp(microseconds / 1000000.0 / sourceDuration, 0.0, 0.99);
+}
+
+void validateOutput(const MediaInfo &output, double sourceDuration)
+{
+    if (output.width < 1 || !(output.duration > 0))
+        throw VantorError(validationFailed);
+    if (sourceDuration > 0) {
+        const double tolerance = std::max(1.0, sourceDuration * 0.02);
+        if (std::fabs(output.duration - sourceDuration) > tolerance)
+            throw VantorError(
+                QStringLiteral("The output duration does not match the source. Output was not committed."));
+    }
+}
+
+void transcode(const MediaJob &job, const QString &custom, JobControl &control,
+               const std::function<void(double)> &progress)
+{
+    const auto report = [&](double fraction) {
+        if (progress)
+            progress(fraction);
+    };
+    if (!job.outputDestination || !job.preset)
+        throw VantorError(QStringLiteral("Missing transcode settings."));
+    const TranscodePreset &preset = *job.preset;
+    const QString input = job.copyDestination.value_or(job.source);
+
+    const SafeFiles::ParentFolder parent = SafeFiles::prepareParent(*job.outputDestination, job.destinationRoot);
+    const int folder = parent.folder.get();
+    // Named after the job, so a retry after a crash finds and replaces what the killed attempt
+    // left. No extension: the container is fixed by "-f", and nothing mistakes it for a result.
+    const QByteArray staging = FileIo::encodeName(QStringLiteral(".vantor-")
+                                                  + job.id.toString(QUuid::WithoutBraces).toUpper()
+                                                  + QStringLiteral("-encode.partial"));
+    removeIfPresent(folder, staging);
+    // The engine writes by path; validation and the publish go through the folder's descriptor,
+    // so a folder swapped after the walk yields a missing output, never a followed link.
+    const QString stagingPath = parent.path + QLatin1Char('/') + QFile::decodeName(staging);
+    BurnInAssets assets;
+    const PhaseCleanup cleanup{folder, staging, assets};
+
+    const MediaInfo info = probe(input, custom, control);
+    if (info.width < 1)
+        throw VantorError(QStringLiteral("No decodable picture in this file."));
+    assets = BurnInService::prepare(input, preset, info);
+
+    const QString engine = executable(custom, false);
+    const QStringList vector = arguments(input, stagingPath, preset, info, assets.filters);
+    run(engine, vector, control, [&](const QString &line) {
+        if (const std::optional<double> fraction = progressFraction(line, info.duration))
+            report(*fraction);
+    });
+    control.checkpoint();
+
+    MediaInfo output;
+    try {
+        // The engine does not sync; the file must be on the device before its name is published.
+        FileIo::UniqueFd written = FileIo::openAt(folder, staging, O_RDONLY | O_NOFOLLOW);
+        FileIo::fsync(written.get());
+        output = probe(stagingPath, custom, control);
+    } catch (const CancellationError &) {
+        throw;
+    } catch (const VantorError &) {
+        throw VantorError(validationFailed);
+    } catch (const DecodingError &) {
+        throw VantorError(validationFailed);
+    } catch (const std::system_error &error) {
+        if (error.code().value() == ENOENT)
+            throw VantorError(validationFailed);
+        throw;
+    }
+    validateOutput(output, info.duration);
+
+    if (!job.copyDestination)
+        MediaIngestService::assertUnchanged(job);
+    control.checkpoint();
+    SafeFiles::publish(parent, staging);
+    report(1.0);
+}
+
+} // namespace vantor::TranscodeService

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "model/JobControl.h"
+#include "model/MediaJob.h"
+#include "transcode/MediaInfo.h"
+
+#include <QString>
+#include <functional>
+#include <optional>
+
+namespace vantor {
+
+// The transcode phase of a job: probe, burn-ins, engine run with progress, validation of the
+// result and its exclusive publish. Part of the TranscodeService namespace of functions.
+namespace TranscodeService {
+
+// Encodes the job's input (its verified copy when there is one, else its source) into a hidden
+// ".vantor-<UUID>-encode.partial" beside the output, validates it and publishes it under the
+// output's name. `progress` gets fractions up to 0.99 while the engine runs and 1.0 only once
+// the output is published. Any failure or cancel leaves nothing at the output's name and no
+// temporary file. Throws VantorError, the system's errors or CancellationError.
+void transcode(const MediaJob &job, const QString &custom, JobControl &control,
+               const std::function<void(double)> &progress);
+
+// The fraction an engine progress line ("out_time_us=…") stands for, in [0, 0.99]; nothing for
+// any other line, a value that does not parse, or an unknown source duration.
+std::optional<double> progressFraction(const QString &line, double sourceDuration);
+
+// Refuses an output without picture, without duration, or whose duration is further from the
+// source's than max(1 s, 2 %) (skipped when the source's duration is unknown).
+void validateOutput(const MediaInfo &output, double sourceDuration);
+
+} // namespace TranscodeService
+
+} // namespace vantor
