@@ -1,5 +1,4 @@
 #include "CommandLine.h"
-
 #include "model/JsonCodec.h"
 #include "model/StateStore.h"
 #include "model/VantorError.h"
@@ -23,8 +22,9 @@ std::vector<ProjectTemplate> availableTemplates()
     try {
         return StateStore::load(StateStore::directory()).templates;
     } catch (const std::exception &error) {
-        throw VantorError(QStringLiteral("Saved state could not be read. The original state.json has been preserved. ")
-                          + errorText(error));
+        throw VantorError(
+            QStringLiteral("Saved state could not be read. The original state.json has been preserved. ")
+            + errorText(error));
     }
 }
 
@@ -48,23 +48,23 @@ ProjectTemplate findTemplate(const QString &name)
     if (match)
         return *match;
     throw VantorError(QStringLiteral("No template named \u201C") + name
-                      + QStringLiteral("\u201D. Run 'vantor project templates' for the list."));
+        + QStringLiteral("\u201D. Run 'vantor project templates' for the list."));
 }
 
 int create(const QStringList &arguments)
 {
     CommandParser parser(QStringLiteral("project create"),
-                         QStringLiteral("Creates a project folder from a template inside PARENT and prints its path."));
-    parser.addValue({QStringLiteral("t"), QStringLiteral("template")}, QStringLiteral("The template's name."),
-                    QStringLiteral("NAME"));
-    parser.addValue({QStringLiteral("n"), QStringLiteral("name")}, QStringLiteral("The project's name."),
-                    QStringLiteral("NAME"));
-    parser.addValue({QStringLiteral("c"), QStringLiteral("client")}, QStringLiteral("The client (default: none)."),
-                    QStringLiteral("TEXT"));
-    parser.addValue({QStringLiteral("d"), QStringLiteral("date")},
-                    QStringLiteral("The project date, yyyy-MM-dd (default: today)."), QStringLiteral("DATE"));
+        QStringLiteral("Creates a project folder from a template inside PARENT and prints its path."));
+    parser.addValue({ QStringLiteral("t"), QStringLiteral("template") },
+        QStringLiteral("The template's name."), QStringLiteral("NAME"));
+    parser.addValue({ QStringLiteral("n"), QStringLiteral("name") }, QStringLiteral("The project's name."),
+        QStringLiteral("NAME"));
+    parser.addValue({ QStringLiteral("c"), QStringLiteral("client") },
+        QStringLiteral("The client (default: none)."), QStringLiteral("TEXT"));
+    parser.addValue({ QStringLiteral("d"), QStringLiteral("date") },
+        QStringLiteral("The project date, yyyy-MM-dd (default: today)."), QStringLiteral("DATE"));
     parser.addPositional(QStringLiteral("PARENT"), QStringLiteral("The folder that receives the project."),
-                         QStringLiteral("PARENT"));
+        QStringLiteral("PARENT"));
     if (!parser.parse(arguments))
         return exitSuccess;
     if (!parser.isSet(QStringLiteral("template")))
@@ -84,9 +84,8 @@ int create(const QStringList &arguments)
     }
 
     const ProjectTemplate chosen = findTemplate(parser.value(QStringLiteral("template")));
-    const ProjectContext context =
-        ProjectCreationService::create(parser.value(QStringLiteral("name")), parser.value(QStringLiteral("client")),
-                                       date, parser.positional().first(), chosen);
+    const ProjectContext context = ProjectCreationService::create(parser.value(QStringLiteral("name")),
+        parser.value(QStringLiteral("client")), date, parser.positional().first(), chosen);
     printLine(context.root);
     return exitSuccess;
 }
@@ -94,8 +93,8 @@ int create(const QStringList &arguments)
 int templates(const QStringList &arguments)
 {
     CommandParser parser(QStringLiteral("project templates"),
-                         QStringLiteral("Lists the project templates and their folders."));
-    parser.addFlag({QStringLiteral("json")}, QStringLiteral("Print the templates as a JSON array."));
+        QStringLiteral("Lists the project templates and their folders."));
+    parser.addFlag({ QStringLiteral("json") }, QStringLiteral("Print the templates as a JSON array."));
     if (!parser.parse(arguments))
         return exitSuccess;
     if (!parser.positional().isEmpty())

@@ -33,13 +33,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         return 0;
     const QString text = QString::fromUtf8(reinterpret_cast<const char *>(data + 1), qsizetype(size - 1));
     // Values that carry braces, slashes and other tokens' texts, as a user could type them.
-    const NamingValues values{{QStringLiteral("PROJECT"), QStringLiteral("Doc")},
-                              {QStringLiteral("CLIENT"), QStringLiteral("{DATE}")},
-                              {QStringLiteral("DATE"), QStringLiteral("2026-03-01")},
-                              {QStringLiteral("CAMERA"), QStringLiteral("A/B")},
-                              {QStringLiteral("ROLL"), QStringLiteral("{PROJECT}")},
-                              {QStringLiteral("ORIGINAL"), QStringLiteral(" A001C003 ")},
-                              {QStringLiteral("COUNTER"), QStringLiteral("0001")}};
+    const NamingValues values { { QStringLiteral("PROJECT"), QStringLiteral("Doc") },
+        { QStringLiteral("CLIENT"), QStringLiteral("{DATE}") },
+        { QStringLiteral("DATE"), QStringLiteral("2026-03-01") },
+        { QStringLiteral("CAMERA"), QStringLiteral("A/B") },
+        { QStringLiteral("ROLL"), QStringLiteral("{PROJECT}") },
+        { QStringLiteral("ORIGINAL"), QStringLiteral(" A001C003 ") },
+        { QStringLiteral("COUNTER"), QStringLiteral("0001") } };
     try {
         switch (data[0] % 3) {
         case 0:

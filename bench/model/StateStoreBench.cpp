@@ -3,7 +3,6 @@
 // write + fsync (the floor of any durable save), and the same bytes only parsed as JSON (the
 // floor of any load). Growth from 5,000 to 50,000 jobs must stay near linear.
 #include "BenchSupport.h"
-
 #include "model/FileIo.h"
 #include "model/JsonCodec.h"
 #include "model/StateStore.h"
@@ -22,19 +21,20 @@ namespace {
 AppState stateWithJobs(int count)
 {
     AppState state;
-    state.templates = {ProjectTemplate{QUuid::createUuid(), QStringLiteral("Shoot"), {QStringLiteral("A/B")}}};
+    state.templates
+        = { ProjectTemplate { QUuid::createUuid(), QStringLiteral("Shoot"), { QStringLiteral("A/B") } } };
     state.jobs.reserve(std::size_t(count));
     for (int i = 0; i < count; ++i) {
         TranscodePreset preset(QUuid::createUuid(), QStringLiteral("Editorial Proxy"), Codec::proresProxy,
-                               QStringLiteral("mov"), 1920, 100, 20, 0, AudioMode::pcm, 48000, 24, 0,
-                               QStringLiteral("_PROXY"));
+            QStringLiteral("mov"), 1920, 100, 20, 0, AudioMode::pcm, 48000, 24, 0, QStringLiteral("_PROXY"));
         const QString name = QStringLiteral("A%1C%2.mov").arg(i / 100, 3, 10, QLatin1Char('0')).arg(i % 100);
-        MediaJob job = MediaJob::make(QStringLiteral("/media/CARD 1/CLIP/") + name, FileGrant(QStringLiteral("/media/CARD 1")),
-                                      QStringLiteral("/projects/Doc"), FileGrant(QStringLiteral("/projects/Doc")),
-                                      QStringLiteral("/projects/Doc/02_FOOTAGE/ORIGINALS/CLIP/") + name,
-                                      QStringLiteral("/projects/Doc/02_FOOTAGE/PROXIES/") + name,
-                                      JobOperation::copyAndTranscode, preset, ChecksumAlgorithm::xxHash,
-                                      734003200 + i, Timestamp::fromTimespec({1731690000 + i, 123456789}));
+        MediaJob job = MediaJob::make(QStringLiteral("/media/CARD 1/CLIP/") + name,
+            FileGrant(QStringLiteral("/media/CARD 1")), QStringLiteral("/projects/Doc"),
+            FileGrant(QStringLiteral("/projects/Doc")),
+            QStringLiteral("/projects/Doc/02_FOOTAGE/ORIGINALS/CLIP/") + name,
+            QStringLiteral("/projects/Doc/02_FOOTAGE/PROXIES/") + name, JobOperation::copyAndTranscode,
+            preset, ChecksumAlgorithm::xxHash, 734003200 + i,
+            Timestamp::fromTimespec({ 1731690000 + i, 123456789 }));
         job.status = JobStatus::complete;
         job.progress = 1;
         job.sourceHash = job.destinationHash = QStringLiteral("0123456789abcdef");
@@ -47,8 +47,10 @@ AppState stateWithJobs(int count)
 double plainWrite(const QString &path, const QByteArray &data)
 {
     return bench::seconds([&] {
-        const int fd = ::open(QFile::encodeName(path).constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-        if (fd < 0 || ::write(fd, data.constData(), std::size_t(data.size())) != data.size() || ::fsync(fd) != 0) {
+        const int fd
+            = ::open(QFile::encodeName(path).constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+        if (fd < 0 || ::write(fd, data.constData(), std::size_t(data.size())) != data.size()
+            || ::fsync(fd) != 0) {
             std::perror("reference write");
             std::exit(1);
         }
@@ -73,7 +75,7 @@ struct Subject {
 
 Subject prepare(int jobs)
 {
-    Subject subject{bench::scratch(QStringLiteral("state-%1").arg(jobs)), stateWithJobs(jobs), {}};
+    Subject subject { bench::scratch(QStringLiteral("state-%1").arg(jobs)), stateWithJobs(jobs), {} };
     subject.data = StateStore::encode(subject.state);
     StateStore::save(subject.state, subject.directory); // the folder and the old file exist, as in use
     return subject;
@@ -100,27 +102,30 @@ int main(int argc, char **argv)
     const Subject small = prepare(5000);
     const Subject large = prepare(50000);
     std::printf("state file: 5000 jobs %.1f MB, 50000 jobs %.1f MB\n", double(small.data.size()) / 1e6,
-                double(large.data.size()) / 1e6);
+        double(large.data.size()) / 1e6);
 
     // Each pair is measured in turn, so that other load on the machine hits both sides alike.
     const auto [save5k, write5k] = bench::bestOfPairs(
         7, [&] { return save(small); },
         [&] { return plainWrite(small.directory + QStringLiteral("/reference.json"), small.data); });
     const auto [load5k, parse5k] = bench::bestOfPairs(
-        7, [&] { return load(small); }, [&] { return parseOnly(small.directory + QStringLiteral("/state.json")); });
-    const auto [save50k, save5kAgain] = bench::bestOfPairs(3, [&] { return save(large); }, [&] { return save(small); });
-    const auto [load50k, load5kAgain] = bench::bestOfPairs(3, [&] { return load(large); }, [&] { return load(small); });
+        7, [&] { return load(small); },
+        [&] { return parseOnly(small.directory + QStringLiteral("/state.json")); });
+    const auto [save50k, save5kAgain] = bench::bestOfPairs(
+        3, [&] { return save(large); }, [&] { return save(small); });
+    const auto [load50k, load5kAgain] = bench::bestOfPairs(
+        3, [&] { return load(large); }, [&] { return load(small); });
 
     bench::report("state save, 5000 jobs", "write+fsync of the same bytes", save5k, write5k, "time ratio",
-                  save5k / write5k, "<= 0.150 s", save5k <= 0.150);
+        save5k / write5k, "<= 0.150 s", save5k <= 0.150);
     bench::report("state load, 5000 jobs", "JSON parse of the same bytes", load5k, parse5k, "time ratio",
-                  load5k / parse5k, "<= 0.150 s", load5k <= 0.150);
+        load5k / parse5k, "<= 0.150 s", load5k <= 0.150);
     const double saveGrowth = save50k / std::min(save5k, save5kAgain);
     const double loadGrowth = load50k / std::min(load5k, load5kAgain);
-    bench::report("state save, 50000 jobs", "5000 jobs", save50k, std::min(save5k, save5kAgain), "growth ratio",
-                  saveGrowth, "<= 12", saveGrowth <= 12);
-    bench::report("state load, 50000 jobs", "5000 jobs", load50k, std::min(load5k, load5kAgain), "growth ratio",
-                  loadGrowth, "<= 12", loadGrowth <= 12);
+    bench::report("state save, 50000 jobs", "5000 jobs", save50k, std::min(save5k, save5kAgain),
+        "growth ratio", saveGrowth, "<= 12", saveGrowth <= 12);
+    bench::report("state load, 50000 jobs", "5000 jobs", load50k, std::min(load5k, load5kAgain),
+        "growth ratio", loadGrowth, "<= 12", loadGrowth <= 12);
     QDir(small.directory).removeRecursively();
     QDir(large.directory).removeRecursively();
     return 0;

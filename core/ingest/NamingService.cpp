@@ -2,7 +2,6 @@
 
 #include "model/VantorError.h"
 
-
 namespace vantor::NamingService {
 
 namespace {
@@ -21,7 +20,8 @@ QString substitute(QString text, const NamingValues &values)
 void refuseUnknownToken(const QString &expanded, const QString &asWritten)
 {
     if (expanded.contains(QLatin1Char('{')) || expanded.contains(QLatin1Char('}')))
-        throw VantorError(QStringLiteral("Unknown naming token in \u201C") + asWritten + QStringLiteral("\u201D."));
+        throw VantorError(
+            QStringLiteral("Unknown naming token in \u201C") + asWritten + QStringLiteral("\u201D."));
 }
 
 // Control and format characters (zero-width spaces, soft hyphens, byte-order marks, direction
@@ -48,12 +48,12 @@ QString checkedName(const QString &name, const QString &asWritten)
 {
     const QString trimmed = name.trimmed();
     const bool unsafe = trimmed.isEmpty() || trimmed == QLatin1String(".") || trimmed == QLatin1String("..")
-                        || trimmed.startsWith(QLatin1String(".vantor-"))
-                        || trimmed.toUtf8().size() > maximumNameBytes || trimmed.contains(QLatin1Char('/'))
-                        || trimmed.contains(QLatin1Char(':')) || hasInvisibleCharacter(trimmed);
+        || trimmed.startsWith(QLatin1String(".vantor-")) || trimmed.toUtf8().size() > maximumNameBytes
+        || trimmed.contains(QLatin1Char('/')) || trimmed.contains(QLatin1Char(':'))
+        || hasInvisibleCharacter(trimmed);
     if (unsafe)
         throw VantorError(QStringLiteral("\u201C") + asWritten
-                          + QStringLiteral("\u201D is not a safe file or folder name."));
+            + QStringLiteral("\u201D is not a safe file or folder name."));
     return trimmed;
 }
 
@@ -61,10 +61,16 @@ QString checkedName(const QString &name, const QString &asWritten)
 
 const QStringList &tokens()
 {
-    static const QStringList list{
-        QStringLiteral("PROJECT"), QStringLiteral("CLIENT"), QStringLiteral("DATE"),
-        QStringLiteral("CAMERA"),  QStringLiteral("ROLL"),   QStringLiteral("SCENE"),
-        QStringLiteral("SHOT"),    QStringLiteral("TAKE"),   QStringLiteral("ORIGINAL"),
+    static const QStringList list {
+        QStringLiteral("PROJECT"),
+        QStringLiteral("CLIENT"),
+        QStringLiteral("DATE"),
+        QStringLiteral("CAMERA"),
+        QStringLiteral("ROLL"),
+        QStringLiteral("SCENE"),
+        QStringLiteral("SHOT"),
+        QStringLiteral("TAKE"),
+        QStringLiteral("ORIGINAL"),
         QStringLiteral("COUNTER"),
     };
     return list;

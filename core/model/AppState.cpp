@@ -39,13 +39,13 @@ AppState AppState::fresh()
 
 QJsonObject AppState::toJson() const
 {
-    QJsonObject object{
-        {QStringLiteral("version"), version},
-        {QStringLiteral("templates"), encodeList(templates)},
-        {QStringLiteral("presets"), encodeList(presets)},
-        {QStringLiteral("jobs"), encodeList(jobs)},
-        {QStringLiteral("watches"), encodeList(watches)},
-        {QStringLiteral("ffmpeg"), ffmpeg},
+    QJsonObject object {
+        { QStringLiteral("version"), version },
+        { QStringLiteral("templates"), encodeList(templates) },
+        { QStringLiteral("presets"), encodeList(presets) },
+        { QStringLiteral("jobs"), encodeList(jobs) },
+        { QStringLiteral("watches"), encodeList(watches) },
+        { QStringLiteral("ffmpeg"), ffmpeg },
     };
     if (project)
         object.insert(QStringLiteral("project"), project->toJson());

@@ -13,7 +13,7 @@ namespace vantor::AtomicFile {
 
 void replace(const QString &path, const QByteArray &data)
 {
-    replace(path, std::vector<QByteArray>{data});
+    replace(path, std::vector<QByteArray> { data });
 }
 
 void replace(const QString &path, const std::vector<QByteArray> &pieces)
@@ -21,8 +21,8 @@ void replace(const QString &path, const std::vector<QByteArray> &pieces)
     const QFileInfo info(path);
     FileIo::UniqueFd folder = FileIo::open(info.absolutePath(), O_RDONLY | O_DIRECTORY);
     const QByteArray target = FileIo::encodeName(info.fileName());
-    const QByteArray temporary = FileIo::encodeName(
-        QStringLiteral(".vantor-") + QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper() + QStringLiteral(".partial"));
+    const QByteArray temporary = FileIo::encodeName(QStringLiteral(".vantor-")
+        + QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper() + QStringLiteral(".partial"));
 
     FileIo::UniqueFd file = FileIo::openAt(folder.get(), temporary, O_WRONLY | O_CREAT | O_EXCL, 0666);
     try {
@@ -45,10 +45,11 @@ void makeFolders(const QString &path)
     const QString absolute = QDir::cleanPath(QFileInfo(path).absoluteFilePath());
     QString parent = QStringLiteral("/");
     for (const QString &component : absolute.split(QLatin1Char('/'), Qt::SkipEmptyParts)) {
-        const QString current = (parent == QLatin1String("/") ? parent : parent + QLatin1Char('/')) + component;
+        const QString current
+            = (parent == QLatin1String("/") ? parent : parent + QLatin1Char('/')) + component;
         // Existing folders are followed even through links: the support folder may live behind one.
         bool exists = true;
-        struct stat info {};
+        struct stat info { };
         try {
             info = FileIo::fstatAt(AT_FDCWD, FileIo::encodeName(current), 0);
         } catch (const std::system_error &error) {

@@ -8,9 +8,16 @@
 namespace vantor {
 
 JobReport::JobReport(const MediaJob &job)
-    : id(job.id), filename(QFileInfo(job.source).fileName()), source(job.source), destination(job.destination()),
-      operation(job.operation.rawValue()), status(job.status.rawValue()), elapsed(job.elapsed),
-      sourceHash(job.sourceHash), destinationHash(job.destinationHash), error(job.error)
+    : id(job.id)
+    , filename(QFileInfo(job.source).fileName())
+    , source(job.source)
+    , destination(job.destination())
+    , operation(job.operation.rawValue())
+    , status(job.status.rawValue())
+    , elapsed(job.elapsed)
+    , sourceHash(job.sourceHash)
+    , destinationHash(job.destinationHash)
+    , error(job.error)
 {
     if (job.preset)
         preset = job.preset->name;
@@ -20,14 +27,14 @@ JobReport::JobReport(const MediaJob &job)
 
 QJsonObject JobReport::toJson() const
 {
-    QJsonObject object{
-        {QStringLiteral("id"), JsonCodec::uuid(id)},
-        {QStringLiteral("filename"), filename},
-        {QStringLiteral("source"), source},
-        {QStringLiteral("destination"), destination},
-        {QStringLiteral("operation"), operation},
-        {QStringLiteral("status"), status},
-        {QStringLiteral("elapsed"), elapsed},
+    QJsonObject object {
+        { QStringLiteral("id"), JsonCodec::uuid(id) },
+        { QStringLiteral("filename"), filename },
+        { QStringLiteral("source"), source },
+        { QStringLiteral("destination"), destination },
+        { QStringLiteral("operation"), operation },
+        { QStringLiteral("status"), status },
+        { QStringLiteral("elapsed"), elapsed },
     };
     const auto optional = [&](const char *key, const std::optional<QString> &text) {
         if (text)

@@ -13,8 +13,8 @@ namespace vantor {
 // no dates and is never read back by the application.
 struct JobReport {
     QUuid id;
-    QString filename;    // the source's file name
-    QString source;      // full path
+    QString filename; // the source's file name
+    QString source; // full path
     QString destination; // the output, else the copy, else the source
     QString operation;
     std::optional<QString> preset; // the preset's name

@@ -23,16 +23,30 @@ void appendString(QByteArray &out, const QString &text)
         out.append(run, at - run);
         run = at + 1;
         switch (byte) {
-        case '"': out += "\\\""; break;
-        case '\\': out += "\\\\"; break;
-        case '\n': out += "\\n"; break;
-        case '\r': out += "\\r"; break;
-        case '\t': out += "\\t"; break;
-        case '\b': out += "\\b"; break;
-        case '\f': out += "\\f"; break;
+        case '"':
+            out += "\\\"";
+            break;
+        case '\\':
+            out += "\\\\";
+            break;
+        case '\n':
+            out += "\\n";
+            break;
+        case '\r':
+            out += "\\r";
+            break;
+        case '\t':
+            out += "\\t";
+            break;
+        case '\b':
+            out += "\\b";
+            break;
+        case '\f':
+            out += "\\f";
+            break;
         default: {
             static const char hex[] = "0123456789abcdef";
-            const char escaped[] = {'\\', 'u', '0', '0', hex[byte >> 4], hex[byte & 15]};
+            const char escaped[] = { '\\', 'u', '0', '0', hex[byte >> 4], hex[byte & 15] };
             out.append(escaped, sizeof escaped);
         }
         }
@@ -133,7 +147,7 @@ void appendValue(QByteArray &out, const QJsonValue &value, int depth)
 
 void Object::begin(const char *key)
 {
-    m_members.push_back({key, m_scratch.size(), m_scratch.size()});
+    m_members.push_back({ key, m_scratch.size(), m_scratch.size() });
 }
 
 void Object::string(const char *key, const QString &text)
@@ -184,7 +198,7 @@ void Object::finish(QByteArray &out) const
     for (const Member &member : m_members)
         sorted.push_back(&member);
     std::sort(sorted.begin(), sorted.end(),
-              [](const Member *a, const Member *b) { return std::strcmp(a->key, b->key) < 0; });
+        [](const Member *a, const Member *b) { return std::strcmp(a->key, b->key) < 0; });
     out += '{';
     bool first = true;
     for (const Member *member : sorted) {

@@ -24,7 +24,10 @@ void appendValue(QByteArray &out, const QJsonValue &value, int depth);
 // Keys are string literals.
 class Object {
 public:
-    explicit Object(int depth) : m_depth(depth) {}
+    explicit Object(int depth)
+        : m_depth(depth)
+    {
+    }
 
     void string(const char *key, const QString &text);
     void integer(const char *key, qint64 number);

@@ -10,10 +10,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
-#include <cstring>
-#include <optional>
 #include <cmath>
+#include <cstring>
 #include <exception>
+#include <optional>
 #include <thread>
 
 namespace vantor::StateStore {
@@ -104,7 +104,8 @@ void writePreset(JsonText::Object &object, const TranscodePreset &preset)
     object.string("suffix", preset.suffix);
     object.boolean("preserveMetadata", preset.preserveMetadata);
     if (preset.finishing)
-        object.object("finishing", [&](JsonText::Object &inner) { writeFinishing(inner, *preset.finishing); });
+        object.object(
+            "finishing", [&](JsonText::Object &inner) { writeFinishing(inner, *preset.finishing); });
     if (preset.encoding)
         object.object("encoding", [&](JsonText::Object &inner) { writeEncoding(inner, *preset.encoding); });
 }
@@ -116,7 +117,8 @@ void writeJob(JsonText::Object &object, const MediaJob &job)
     object.string("id", JsonCodec::uuid(job.id).toString());
     object.string("source", JsonCodec::fileUrl(job.source).toString());
     object.object("sourceGrant", [&](JsonText::Object &inner) { writeGrant(inner, job.sourceGrant); });
-    object.object("destinationGrant", [&](JsonText::Object &inner) { writeGrant(inner, job.destinationGrant); });
+    object.object(
+        "destinationGrant", [&](JsonText::Object &inner) { writeGrant(inner, job.destinationGrant); });
     object.string("destinationRoot", JsonCodec::fileUrl(job.destinationRoot, true).toString());
     if (job.copyDestination)
         object.string("copyDestination", JsonCodec::fileUrl(*job.copyDestination).toString());
@@ -178,13 +180,17 @@ template <typename Body> void inParts(std::size_t count, const Body &body)
 // strings and brackets without judging anything else; the JSON parser judges the pieces.
 struct JobsSplit {
     qsizetype arrayBegin = -1; // the "["
-    qsizetype arrayEnd = -1;   // just after the "]"
+    qsizetype arrayEnd = -1; // just after the "]"
     std::vector<std::pair<qsizetype, qsizetype>> elements;
 };
 
 class Scanner {
 public:
-    explicit Scanner(const QByteArray &data) : m_data(data.constData()), m_size(data.size()) {}
+    explicit Scanner(const QByteArray &data)
+        : m_data(data.constData())
+        , m_size(data.size())
+    {
+    }
 
     std::optional<JobsSplit> split()
     {
@@ -294,8 +300,8 @@ private:
 
     void skipSpace()
     {
-        while (m_at < m_size && (m_data[m_at] == ' ' || m_data[m_at] == '\n' || m_data[m_at] == '\r'
-                                 || m_data[m_at] == '\t'))
+        while (m_at < m_size
+            && (m_data[m_at] == ' ' || m_data[m_at] == '\n' || m_data[m_at] == '\r' || m_data[m_at] == '\t'))
             ++m_at;
     }
 

@@ -8,11 +8,11 @@ namespace vantor {
 
 QJsonObject ProjectContext::toJson() const
 {
-    return QJsonObject{
-        {QStringLiteral("name"), name},
-        {QStringLiteral("client"), client},
-        {QStringLiteral("date"), date},
-        {QStringLiteral("root"), JsonCodec::fileUrl(root, true)},
+    return QJsonObject {
+        { QStringLiteral("name"), name },
+        { QStringLiteral("client"), client },
+        { QStringLiteral("date"), date },
+        { QStringLiteral("root"), JsonCodec::fileUrl(root, true) },
     };
 }
 

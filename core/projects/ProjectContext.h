@@ -8,10 +8,10 @@ namespace vantor {
 
 // The open project: also the content of the "Project.vantor" marker in its folder.
 struct ProjectContext {
-    QString name;   // trimmed; also the project folder's name
+    QString name; // trimmed; also the project folder's name
     QString client; // as typed, may be empty
-    QString date;   // normally yyyy-MM-dd
-    QString root;   // absolute path of the project folder; a folder URL ending in "/" in JSON
+    QString date; // normally yyyy-MM-dd
+    QString root; // absolute path of the project folder; a folder URL ending in "/" in JSON
 
     QJsonObject toJson() const;
     static ProjectContext fromJson(const QJsonValue &value); // all four keys required

@@ -94,45 +94,49 @@ void writeMarker(int staging, const QByteArray &data)
 } // namespace
 
 ProjectContext create(const QString &name, const QString &client, const QString &date, const QString &parent,
-                      const ProjectTemplate &projectTemplate)
+    const ProjectTemplate &projectTemplate)
 {
     const QString projectName = NamingService::component(name);
     SafeFiles::existingDirectory(parent);
-    const NamingValues values{
-        {QStringLiteral("PROJECT"), projectName},
-        {QStringLiteral("CLIENT"), client},
-        {QStringLiteral("DATE"), date},
+    const NamingValues values {
+        { QStringLiteral("PROJECT"), projectName },
+        { QStringLiteral("CLIENT"), client },
+        { QStringLiteral("DATE"), date },
     };
     const QStringList paths = ProjectTemplateService::validate(projectTemplate, values);
 
     const QString parentPath = QDir::cleanPath(QFileInfo(parent).absoluteFilePath());
     const QString root = parentPath == QLatin1String("/") ? QLatin1Char('/') + projectName
                                                           : parentPath + QLatin1Char('/') + projectName;
-    const QByteArray projectEntry = FileIo::encodeName(projectName);
 
     // Everything below happens relative to this one descriptor: a parent swapped for a link
     // after the check above is refused here, never followed.
-    FileIo::UniqueFd parentFolder = [&] {
-        try {
-            return FileIo::open(parentPath, O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
-        } catch (const std::system_error &error) {
-            if (error.code().value() == ELOOP || error.code().value() == ENOTDIR)
-                throw VantorError(QStringLiteral("Select an available, real destination folder: ") + parent);
-            throw;
-        }
-    }();
-    if (FileIo::existsAt(parentFolder.get(), projectEntry))
+    const SafeFiles::ParentFolder target {
+        [&] {
+            try {
+                return FileIo::open(parentPath, O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
+            } catch (const std::system_error &error) {
+                if (error.code().value() == ELOOP || error.code().value() == ENOTDIR)
+                    throw VantorError(
+                        QStringLiteral("Select an available, real destination folder: ") + parent);
+                throw;
+            }
+        }(),
+        parentPath, FileIo::encodeName(projectName)
+    };
+    const int parentFolder = target.folder.get();
+    if (FileIo::existsAt(parentFolder, target.targetName))
         throw VantorError(QStringLiteral("A project named \u201C") + projectName
-                          + QStringLiteral("\u201D already exists. Use Open Project or choose another name."));
+            + QStringLiteral("\u201D already exists. Use Open Project or choose another name."));
 
     const QByteArray stagingEntry = FileIo::encodeName(
         QStringLiteral(".vantor-project-") + QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper());
-    FileIo::mkdirAt(parentFolder.get(), stagingEntry);
+    FileIo::mkdirAt(parentFolder, stagingEntry);
 
-    const ProjectContext context{projectName, client, date, root};
+    const ProjectContext context { projectName, client, date, root };
     try {
-        FileIo::UniqueFd staging = FileIo::openAt(parentFolder.get(), stagingEntry,
-                                                  O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
+        FileIo::UniqueFd staging
+            = FileIo::openAt(parentFolder, stagingEntry, O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
         std::vector<FileIo::UniqueFd> made;
         for (const QString &path : paths)
             makeFolders(staging.get(), path, made);
@@ -141,17 +145,10 @@ ProjectContext create(const QString &name, const QString &client, const QString 
         for (auto folder = made.rbegin(); folder != made.rend(); ++folder)
             FileIo::fsync(folder->get());
         FileIo::fsync(staging.get());
-
-        const SafeFiles::ParentFolder target{std::move(parentFolder), parentPath, projectEntry};
-        try {
-            SafeFiles::publish(target, stagingEntry, true);
-        } catch (...) {
-            removeTree(target.folder.get(), stagingEntry);
-            throw;
-        }
+        // One rename that replaces nothing, then the parent's sync: the project appears whole.
+        SafeFiles::publish(target, stagingEntry, true);
     } catch (...) {
-        if (parentFolder.valid())
-            removeTree(parentFolder.get(), stagingEntry);
+        removeTree(parentFolder, stagingEntry);
         throw;
     }
     return context;

@@ -13,6 +13,6 @@ inline constexpr char markerName[] = "Project.vantor";
 // name in one rename that replaces nothing, so it is never seen half made. `date` is already
 // formatted by the caller. Throws VantorError for refusals, std::system_error for the system's.
 ProjectContext create(const QString &name, const QString &client, const QString &date, const QString &parent,
-                      const ProjectTemplate &projectTemplate);
+    const ProjectTemplate &projectTemplate);
 
 } // namespace vantor::ProjectCreationService

@@ -6,10 +6,10 @@ namespace vantor {
 
 QJsonObject ProjectTemplate::toJson() const
 {
-    return QJsonObject{
-        {QStringLiteral("id"), JsonCodec::uuid(id)},
-        {QStringLiteral("name"), name},
-        {QStringLiteral("folders"), QJsonArray::fromStringList(folders)},
+    return QJsonObject {
+        { QStringLiteral("id"), JsonCodec::uuid(id) },
+        { QStringLiteral("name"), name },
+        { QStringLiteral("folders"), QJsonArray::fromStringList(folders) },
     };
 }
 

@@ -8,33 +8,48 @@ namespace vantor::ProjectTemplateService {
 
 std::vector<ProjectTemplate> defaults()
 {
-    const QStringList common{
-        QStringLiteral("01_PROJECT FILES"), QStringLiteral("02_FOOTAGE"),    QStringLiteral("02_FOOTAGE/ORIGINALS"),
-        QStringLiteral("02_FOOTAGE/PROXIES"), QStringLiteral("03_AUDIO"),    QStringLiteral("04_GFX"),
-        QStringLiteral("05_VFX"),           QStringLiteral("06_MUSIC"),      QStringLiteral("07_STILLS"),
-        QStringLiteral("08_EXPORTS"),       QStringLiteral("09_DELIVERABLES"), QStringLiteral("10_ARCHIVE"),
+    const QStringList common {
+        QStringLiteral("01_PROJECT FILES"),
+        QStringLiteral("02_FOOTAGE"),
+        QStringLiteral("02_FOOTAGE/ORIGINALS"),
+        QStringLiteral("02_FOOTAGE/PROXIES"),
+        QStringLiteral("03_AUDIO"),
+        QStringLiteral("04_GFX"),
+        QStringLiteral("05_VFX"),
+        QStringLiteral("06_MUSIC"),
+        QStringLiteral("07_STILLS"),
+        QStringLiteral("08_EXPORTS"),
+        QStringLiteral("09_DELIVERABLES"),
+        QStringLiteral("10_ARCHIVE"),
     };
     const auto make = [](const char *name, const QStringList &folders) {
-        return ProjectTemplate{QUuid::createUuid(), QString::fromUtf8(name), folders};
+        return ProjectTemplate { QUuid::createUuid(), QString::fromUtf8(name), folders };
     };
     return {
         make("Narrative film", common),
-        make("Commercial", common + QStringList{QStringLiteral("01_PROJECT FILES/BRIEF"),
-                                                QStringLiteral("09_DELIVERABLES/SOCIAL")}),
-        make("Documentary", common + QStringList{QStringLiteral("03_AUDIO/INTERVIEWS"),
-                                                 QStringLiteral("10_ARCHIVE/RESEARCH")}),
-        make("Music video", common + QStringList{QStringLiteral("06_MUSIC/PLAYBACK"),
-                                                 QStringLiteral("06_MUSIC/STEMS")}),
-        make("Corporate", common + QStringList{QStringLiteral("01_PROJECT FILES/CLIENT"),
-                                               QStringLiteral("09_DELIVERABLES/CAPTIONS")}),
+        make("Commercial",
+            common
+                + QStringList { QStringLiteral("01_PROJECT FILES/BRIEF"),
+                    QStringLiteral("09_DELIVERABLES/SOCIAL") }),
+        make("Documentary",
+            common
+                + QStringList { QStringLiteral("03_AUDIO/INTERVIEWS"),
+                    QStringLiteral("10_ARCHIVE/RESEARCH") }),
+        make("Music video",
+            common + QStringList { QStringLiteral("06_MUSIC/PLAYBACK"), QStringLiteral("06_MUSIC/STEMS") }),
+        make("Corporate",
+            common
+                + QStringList { QStringLiteral("01_PROJECT FILES/CLIENT"),
+                    QStringLiteral("09_DELIVERABLES/CAPTIONS") }),
         make("DIT / offload",
-             {QStringLiteral("01_REPORTS"), QStringLiteral("02_FOOTAGE/ORIGINALS"), QStringLiteral("02_FOOTAGE/PROXIES"),
-              QStringLiteral("03_AUDIO"), QStringLiteral("04_DAILIES"), QStringLiteral("05_HANDOFF")}),
+            { QStringLiteral("01_REPORTS"), QStringLiteral("02_FOOTAGE/ORIGINALS"),
+                QStringLiteral("02_FOOTAGE/PROXIES"), QStringLiteral("03_AUDIO"),
+                QStringLiteral("04_DAILIES"), QStringLiteral("05_HANDOFF") }),
         make("Post handoff",
-             {QStringLiteral("01_PROJECT FILES"), QStringLiteral("02_FOOTAGE/ORIGINALS"),
-              QStringLiteral("02_FOOTAGE/PROXIES"), QStringLiteral("03_AUDIO/AAF"), QStringLiteral("04_GFX"),
-              QStringLiteral("05_VFX"), QStringLiteral("06_MUSIC"), QStringLiteral("08_EXPORTS"),
-              QStringLiteral("09_DELIVERABLES")}),
+            { QStringLiteral("01_PROJECT FILES"), QStringLiteral("02_FOOTAGE/ORIGINALS"),
+                QStringLiteral("02_FOOTAGE/PROXIES"), QStringLiteral("03_AUDIO/AAF"),
+                QStringLiteral("04_GFX"), QStringLiteral("05_VFX"), QStringLiteral("06_MUSIC"),
+                QStringLiteral("08_EXPORTS"), QStringLiteral("09_DELIVERABLES") }),
     };
 }
 

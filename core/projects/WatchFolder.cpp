@@ -6,16 +6,18 @@
 
 namespace vantor {
 
-WatchFolder WatchFolder::make(const FileGrant &source, const FileGrant &destination, const TranscodePreset &preset)
+WatchFolder WatchFolder::make(
+    const FileGrant &source, const FileGrant &destination, const TranscodePreset &preset)
 {
-    return WatchFolder{QUuid::createUuid(), source, destination, preset, false, {}};
+    return WatchFolder { QUuid::createUuid(), source, destination, preset, false, {} };
 }
 
 QString WatchFolder::versionSignature(qint64 size, Timestamp modified)
 {
     // Fixed notation without a precision is the shortest text that reads back exactly.
     char text[400];
-    const auto result = std::to_chars(text, text + sizeof text, modified.unixSeconds(), std::chars_format::fixed);
+    const auto result
+        = std::to_chars(text, text + sizeof text, modified.unixSeconds(), std::chars_format::fixed);
     QString seconds = QString::fromLatin1(text, result.ptr - text);
     if (!seconds.contains(QLatin1Char('.')) && !seconds.contains(QLatin1String("inf"))
         && !seconds.contains(QLatin1String("nan")))
@@ -28,13 +30,13 @@ QJsonObject WatchFolder::toJson() const
     QJsonObject seenObject;
     for (auto entry = seen.constBegin(); entry != seen.constEnd(); ++entry)
         seenObject.insert(entry.key(), entry.value());
-    return QJsonObject{
-        {QStringLiteral("id"), JsonCodec::uuid(id)},
-        {QStringLiteral("source"), source.toJson()},
-        {QStringLiteral("destination"), destination.toJson()},
-        {QStringLiteral("preset"), preset.toJson()},
-        {QStringLiteral("enabled"), enabled},
-        {QStringLiteral("seen"), seenObject},
+    return QJsonObject {
+        { QStringLiteral("id"), JsonCodec::uuid(id) },
+        { QStringLiteral("source"), source.toJson() },
+        { QStringLiteral("destination"), destination.toJson() },
+        { QStringLiteral("preset"), preset.toJson() },
+        { QStringLiteral("enabled"), enabled },
+        { QStringLiteral("seen"), seenObject },
     };
 }
 

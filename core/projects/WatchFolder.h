@@ -21,7 +21,8 @@ struct WatchFolder {
     QMap<QString, QString> seen; // file path -> version signature
 
     // A new rule: fresh id, disabled, nothing seen yet.
-    static WatchFolder make(const FileGrant &source, const FileGrant &destination, const TranscodePreset &preset);
+    static WatchFolder make(
+        const FileGrant &source, const FileGrant &destination, const TranscodePreset &preset);
 
     // "734003200:1731690000.123456": the size, a colon, and the modification time in seconds
     // since 1970 as the shortest decimal text that reads back to the same double (".0" after a
