@@ -15,6 +15,8 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QTimer>
+#include <functional>
+#include <thread>
 
 using namespace vantor;
 
@@ -109,17 +111,24 @@ double worstHeartbeatGap(double &saveSeconds)
             sinceBeat.restart();
         });
         QElapsedTimer saving;
-        QTimer::singleShot(50, [&] {
+        // Five saves, one per turn of the loop as the queue makes them, each timed to its end.
+        int saves = 0;
+        std::function<void()> saveOnce = [&] {
             saving.start();
-            for (int i = 0; i < 5; ++i)
-                queue.save();
-            // Wait for the writes on another thread, so the main loop keeps beating meanwhile.
+            queue.save();
+            // Wait for the write on another thread, so the main loop keeps beating meanwhile.
             std::thread([&] {
                 queue.flush();
-                saveSeconds = saving.nsecsElapsed() / 1e9 / 5;
-                QMetaObject::invokeMethod(qApp, [] { QCoreApplication::quit(); }, Qt::QueuedConnection);
+                saveSeconds = std::max(saveSeconds, saving.nsecsElapsed() / 1e9);
+                QMetaObject::invokeMethod(qApp, [&] {
+                    if (++saves < 5)
+                        QTimer::singleShot(20, saveOnce);
+                    else
+                        QCoreApplication::quit();
+                }, Qt::QueuedConnection);
             }).detach();
-        });
+        };
+        QTimer::singleShot(50, saveOnce);
         sinceBeat.start();
         heartbeat.start();
         QCoreApplication::exec();
@@ -143,7 +152,7 @@ int main(int argc, char **argv)
     }
     double saveSeconds = 0;
     const double gap = worstHeartbeatGap(saveSeconds);
-    std::printf("5,000-job save: worst main-thread heartbeat gap %.1f ms (target < 20 ms) %s; save %.3f s\n", gap,
+    std::printf("5,000-job save: worst main-thread heartbeat gap %.1f ms (target < 20 ms) %s; slowest save %.3f s\n", gap,
                 gap < 20 ? "ok" : "MISSED", saveSeconds);
     return 0;
 }
