@@ -20,7 +20,7 @@ struct ClipSpec {
 
 // Makes the clip at path (its extension picks the container) and returns path; fails the test
 // with the engine's output when ffmpeg refuses.
-QString makeClip(const QString &path, const ClipSpec &spec = {});
+QString makeClip(const QString &path, const ClipSpec &settings = {});
 // Runs ffmpeg with the given arguments (after -y -hide_banner -loglevel error).
 bool runFfmpeg(const QStringList &arguments, QString *output = nullptr);
 

@@ -46,9 +46,9 @@ protected:
     QStringList leftovers() const { return QDir(temporary.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot); }
     QString clip(double seconds = 1.0, const QString &timecode = "01:00:00:00", const QString &name = "tc.mov")
     {
-        test::ClipSpec spec = test::clips::silentClip(timecode);
-        spec.seconds = seconds;
-        return test::makeClip(media.file(name), spec);
+        test::ClipSpec settings = test::clips::silentClip(timecode);
+        settings.seconds = seconds;
+        return test::makeClip(media.file(name), settings);
     }
     // Where the burned frame differs from the bare one; both previews are removed after.
     QString landing(const QString &source, const P &bare, const P &burned)

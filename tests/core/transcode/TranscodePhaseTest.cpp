@@ -66,9 +66,9 @@ protected:
 
     QString clip(double seconds, const QString &name = "clip.mov")
     {
-        test::ClipSpec spec = test::clips::silentClip("01:00:00:00");
-        spec.seconds = seconds;
-        return test::makeClip(media.file(name), spec);
+        test::ClipSpec settings = test::clips::silentClip("01:00:00:00");
+        settings.seconds = seconds;
+        return test::makeClip(media.file(name), settings);
     }
     MediaJob job(const QString &source, const TranscodePreset &preset, const QString &name = "clip.mov")
     {
