@@ -193,13 +193,18 @@ void Workspace::receive(const QStringList &urls, std::optional<Page> destination
                 setScanning(false);
             }, Qt::QueuedConnection);
         } catch (const std::exception &failure) {
-            const QString message = errorText(failure);
-            QMetaObject::invokeMethod(this, [this, message] {
-                setError(message);
-                setScanning(false);
-            }, Qt::QueuedConnection);
+            reportBackgroundFailure(errorText(failure));
         }
     });
+}
+
+void Workspace::reportBackgroundFailure(const QString &message)
+{
+    // Called from a background task: the fields change on the main thread only.
+    QMetaObject::invokeMethod(this, [this, message] {
+        setError(message);
+        setScanning(false);
+    }, Qt::QueuedConnection);
 }
 
 void Workspace::addSources()
@@ -451,11 +456,7 @@ void Workspace::createProject()
                 setScanning(false);
             }, Qt::QueuedConnection);
         } catch (const std::exception &failure) {
-            const QString message = errorText(failure);
-            QMetaObject::invokeMethod(this, [this, message] {
-                setError(message);
-                setScanning(false);
-            }, Qt::QueuedConnection);
+            reportBackgroundFailure(errorText(failure));
         }
     });
 }

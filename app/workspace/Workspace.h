@@ -144,6 +144,7 @@ Q_SIGNALS:
 private:
     template <typename T> void assign(T &field, const T &value, void (Workspace::*changed)());
     void setScanning(bool scanning);
+    void reportBackgroundFailure(const QString &message);
     void readDefaults();
     QString dateText(const QDateTime &date) const;
     bool transcodes(const SourceFile &source) const;

@@ -38,15 +38,9 @@ AppState historyOf(int count, const QString &root)
     return state;
 }
 
-struct QueueRun {
-    double seconds;
-    long peakKiB;
-    long backlog;
-};
-
-QueueRun copyThroughQueue(const QString &name, int history)
+// A fresh card of 1,000 one-KiB files and an empty project beside it.
+void makeCard(const QString &base)
 {
-    const QString base = bench::scratch(name);
     QDir(base).removeRecursively();
     QDir().mkpath(base + QStringLiteral("/card"));
     QDir().mkpath(base + QStringLiteral("/project"));
@@ -56,6 +50,18 @@ QueueRun copyThroughQueue(const QString &name, int history)
         file.open(QIODevice::WriteOnly);
         file.write(kib + QByteArray::number(i));
     }
+}
+
+struct QueueRun {
+    double seconds;
+    long peakKiB;
+    long backlog;
+};
+
+QueueRun copyThroughQueue(const QString &name, int history)
+{
+    const QString base = bench::scratch(name);
+    makeCard(base);
     const QString support = base + QStringLiteral("/support");
     if (history > 0)
         StateStore::save(historyOf(history, base + QStringLiteral("/project")), support);
@@ -78,15 +84,7 @@ QueueRun copyThroughQueue(const QString &name, int history)
 double copyWithStandardTools(const QString &name)
 {
     const QString base = bench::scratch(name);
-    QDir(base).removeRecursively();
-    QDir().mkpath(base + QStringLiteral("/card"));
-    QDir().mkpath(base + QStringLiteral("/project"));
-    const QByteArray kib(1024, 'v');
-    for (int i = 0; i < 1000; ++i) {
-        QFile file(base + QStringLiteral("/card/f%1.bin").arg(i, 4, 10, QLatin1Char('0')));
-        file.open(QIODevice::WriteOnly);
-        file.write(kib + QByteArray::number(i));
-    }
+    makeCard(base);
     const bench::Child child = bench::shell(
         QStringLiteral("cd '%1' && for f in card/*; do cp -p \"$f\" project/ && sync project/$(basename \"$f\") && "
                        "xxhsum -H1 \"$f\" project/$(basename \"$f\") >/dev/null; done")
