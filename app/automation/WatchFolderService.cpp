@@ -121,7 +121,9 @@ void WatchFolderService::applyScan(const QUuid &id, const std::vector<SourceFile
                 m_stability.insert(key, {signature, now});
                 continue;
             }
-            if (now - known->since < stableFor)
+            // Polls land 10 s apart give or take the timer's and the scan's jitter: two of them
+            // must count as 20 s even when the second ran a few milliseconds short.
+            if (now - known->since < stableFor - jitterAllowance)
                 continue;
 
             const TranscodePreset preset = rule->preset;

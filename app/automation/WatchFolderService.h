@@ -26,6 +26,7 @@ public:
 
     static constexpr int interval = 10000;     // milliseconds between polls
     static constexpr double stableFor = 20.0; // seconds a version must stay unchanged
+    static constexpr double jitterAllowance = 0.25; // seconds of poll timing slack
 
     explicit WatchFolderService(Workspace *workspace);
     ~WatchFolderService() override;
