@@ -6,6 +6,7 @@
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QTextStream>
+#include <cstdio>
 
 namespace vantor::cli {
 
@@ -23,8 +24,8 @@ int runScan(const QStringList &arguments)
             throw UsageError(QStringLiteral("no path given"));
 
         const std::vector<SourceFile> files = MediaIngestService::scan(parser.positional());
-        QTextStream out(stdout);
         if (parser.isSet(QStringLiteral("json"))) {
+            QTextStream out(stdout);
             QJsonArray array;
             for (const SourceFile &file : files)
                 array.append(QJsonObject{{QStringLiteral("url"), JsonCodec::fileUrl(file.url)},
@@ -33,8 +34,15 @@ int runScan(const QStringList &arguments)
                                          {QStringLiteral("modified"), JsonCodec::date(file.modified)}});
             out << JsonCodec::pretty(array);
         } else {
-            for (const SourceFile &file : files)
-                out << file.size << '\t' << file.relative << '\n';
+            // One buffer and one write: a card lists tens of thousands of lines.
+            QByteArray lines;
+            for (const SourceFile &file : files) {
+                lines += QByteArray::number(file.size);
+                lines += '\t';
+                lines += file.relative.toUtf8();
+                lines += '\n';
+            }
+            std::fwrite(lines.constData(), 1, size_t(lines.size()), stdout);
         }
         return int(exitSuccess);
     });

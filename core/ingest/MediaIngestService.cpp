@@ -2,6 +2,7 @@
 
 #include "ingest/ChecksumService.h"
 #include "ingest/FileGrant.h"
+#include "ingest/FolderListing.h"
 #include "ingest/SafeFiles.h"
 #include "model/FileIo.h"
 #include "model/VantorError.h"
@@ -14,8 +15,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <dirent.h>
-#include <memory>
 #include <system_error>
 #include <unistd.h>
 
@@ -28,70 +27,6 @@ constexpr std::size_t copyChunk = 4 << 20;
 QString fileName(const QString &path)
 {
     return QFileInfo(path).fileName();
-}
-
-// An entry found while walking a selected folder, with the values read during the walk.
-struct Candidate {
-    QByteArray path;
-    struct stat info;
-};
-
-[[noreturn]] void throwEnumerationError(int code, const QByteArray &path)
-{
-    // The system's own error, naming the folder it happened in.
-    throw std::system_error(code, std::generic_category(), path.toStdString());
-}
-
-// Lists every entry below a folder except hidden ones (and everything inside hidden folders);
-// links are listed, never followed. The first error stops the walk.
-void enumerate(int folder, const QByteArray &folderPath, std::vector<Candidate> &found)
-{
-    const int listing = ::dup(folder);
-    if (listing < 0)
-        throwEnumerationError(errno, folderPath);
-    const std::unique_ptr<DIR, int (*)(DIR *)> dir(::fdopendir(listing), &::closedir);
-    if (!dir) {
-        ::close(listing);
-        throwEnumerationError(errno, folderPath);
-    }
-    for (;;) {
-        errno = 0;
-        const dirent *entry = ::readdir(dir.get());
-        if (!entry) {
-            if (errno != 0)
-                throwEnumerationError(errno, folderPath);
-            break;
-        }
-        if (entry->d_name[0] == '.') // hidden, and "." and ".."
-            continue;
-        const QByteArray name(entry->d_name);
-        Candidate candidate{folderPath + '/' + name, {}};
-        // The entry's type from the listing spares a stat for folders and links, which need
-        // nothing more; files need their size and time.
-        if (entry->d_type == DT_DIR) {
-            candidate.info.st_mode = S_IFDIR;
-        } else if (entry->d_type == DT_LNK) {
-            candidate.info.st_mode = S_IFLNK;
-        } else {
-            try {
-                candidate.info = FileIo::fstatAt(folder, name);
-            } catch (const std::system_error &error) {
-                throwEnumerationError(error.code().value(), candidate.path);
-            }
-        }
-        const bool isFolder = S_ISDIR(candidate.info.st_mode);
-        const QByteArray path = candidate.path; // `found` grows below; keep no reference into it
-        found.push_back(std::move(candidate));
-        if (isFolder) {
-            FileIo::UniqueFd child;
-            try {
-                child = FileIo::openAt(folder, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
-            } catch (const std::system_error &error) {
-                throwEnumerationError(error.code().value(), path);
-            }
-            enumerate(child.get(), path, found);
-        }
-    }
 }
 
 // The source's own values, refused unless they still match the job's record.
@@ -149,6 +84,7 @@ bool isVideo(const QString &path)
 std::vector<SourceFile> scan(const QStringList &paths)
 {
     std::vector<SourceFile> result;
+    // Only a later selection can repeat a path, so a single one needs no lookups.
     QSet<QString> listed;
     for (const QString &selected : paths) {
         const QString selectedPath = QDir::cleanPath(QFileInfo(selected).absoluteFilePath());
@@ -159,9 +95,9 @@ std::vector<SourceFile> scan(const QStringList &paths)
             throw VantorError(QStringLiteral("Symbolic links are not ingested: ") + selectedPath);
 
         const bool isFolder = S_ISDIR(info.st_mode);
-        std::vector<Candidate> candidates;
+        std::vector<FolderListing::Entry> candidates;
         if (!isFolder) {
-            candidates.push_back({encoded, info});
+            candidates.push_back({encoded, info.st_mode & S_IFMT, qint64(info.st_size), info.st_mtim});
         } else {
             FileIo::UniqueFd folder;
             try {
@@ -169,32 +105,39 @@ std::vector<SourceFile> scan(const QStringList &paths)
             } catch (const std::system_error &) {
                 throw VantorError(QStringLiteral("Cannot read ") + selectedPath + QStringLiteral("."));
             }
-            enumerate(folder.get(), encoded == "/" ? QByteArray() : encoded, candidates);
             // Byte order of UTF-8 is code-point order: plain, case-sensitive, no natural numbers.
-            std::stable_sort(candidates.begin(), candidates.end(),
-                             [](const Candidate &a, const Candidate &b) { return a.path < b.path; });
+            candidates = FolderListing::list(folder.get(), encoded == "/" ? QByteArray() : encoded);
         }
 
-        const QString folderName = fileName(selectedPath);
-        listed.reserve(listed.size() + qsizetype(candidates.size()));
+        const bool checkListed = !listed.isEmpty();
+        const std::size_t firstNew = result.size();
+        const QString relativePrefix = fileName(selectedPath) + QLatin1Char('/');
+        const qsizetype selectedLength = selectedPath.size() + 1;
         result.reserve(result.size() + candidates.size());
-        for (const Candidate &candidate : candidates) {
+        for (const FolderListing::Entry &candidate : candidates) {
             const QString path = QFile::decodeName(candidate.path);
-            if (S_ISLNK(candidate.info.st_mode))
+            if (S_ISLNK(candidate.type))
                 throw VantorError(QStringLiteral("A symbolic link was found in the source. Remove it from the selection: ") + path);
-            if (!S_ISREG(candidate.info.st_mode))
+            if (!S_ISREG(candidate.type))
                 continue;
-            const qsizetype before = listed.size();
-            listed.insert(path);
-            if (listed.size() == before) // listed already: the first occurrence wins
+            if (checkListed && listed.contains(path)) // listed already: the first occurrence wins
                 continue;
             SourceFile file;
             file.url = path;
-            file.relative = isFolder ? folderName + QLatin1Char('/') + path.mid(selectedPath.size() + 1) : fileName(path);
+            if (isFolder) {
+                file.relative.reserve(relativePrefix.size() + path.size() - selectedLength);
+                file.relative.append(relativePrefix).append(QStringView(path).mid(selectedLength));
+            } else {
+                file.relative = fileName(path);
+            }
             file.grant = grant;
-            file.size = qint64(candidate.info.st_size);
-            file.modified = Timestamp::fromTimespec(candidate.info.st_mtim);
+            file.size = candidate.size;
+            file.modified = Timestamp::fromTimespec(candidate.modified);
             result.push_back(std::move(file));
+        }
+        if (paths.size() > 1) {
+            for (std::size_t index = firstNew; index < result.size(); ++index)
+                listed.insert(result[index].url);
         }
     }
     return result;

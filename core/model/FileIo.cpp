@@ -9,7 +9,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <linux/openat2.h>
 #include <mutex>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace vantor::FileIo {
@@ -33,7 +35,7 @@ enum class Fault { none, fail, shortWrite };
 
 // The number of the mutating operation under way on this thread; threads interleave, so the
 // kill after an operation is decided by its own number, not by the shared count.
-thread_local long currentOperation = 0;
+[[maybe_unused]] thread_local long currentOperation = 0;
 
 // Called around every mutating operation. Returns what the operation should do instead.
 Fault beforeMutation([[maybe_unused]] const char *operation)
@@ -232,6 +234,33 @@ void futimens(int fd, const timespec times[2])
 void utimensAt(int dirFd, const QByteArray &name, const timespec times[2], int flags)
 {
     mutate("utimensat", [&] { return ::utimensat(dirFd, name.constData(), times, flags); });
+}
+
+UniqueFd openBeneath(int dirFd, const QByteArray &relative, int flags)
+{
+    open_how how{};
+    how.flags = quint64(flags | O_CLOEXEC | O_NOFOLLOW);
+    how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
+    long fd;
+    do {
+        fd = ::syscall(SYS_openat2, dirFd, relative.constData(), &how, sizeof how);
+    } while (fd < 0 && errno == EINTR);
+    if (fd >= 0)
+        return UniqueFd(int(fd));
+    if (errno != ENOSYS)
+        throwSystemError(errno);
+    // Kernels or sandboxes without openat2: one component at a time, none of them a link.
+    UniqueFd folder;
+    int at = dirFd;
+    const QList<QByteArray> components = relative.split('/');
+    for (qsizetype index = 0; index < components.size(); ++index) {
+        const bool last = index + 1 == components.size();
+        if (components[index].isEmpty() || components[index] == "." || components[index] == "..")
+            throwSystemError(EXDEV);
+        folder = openAt(at, components[index], last ? flags | O_NOFOLLOW : O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
+        at = folder.get();
+    }
+    return folder;
 }
 
 struct stat fstat(int fd)

@@ -38,6 +38,8 @@ QByteArray encodeName(const QString &path); // the file system's bytes for a pat
 // Opening: mutating only when O_CREAT is given.
 UniqueFd open(const QString &path, int flags, mode_t mode = 0);
 UniqueFd openAt(int dirFd, const QByteArray &name, int flags, mode_t mode = 0);
+// Opens a path below dirFd for reading without following any link or leaving dirFd.
+UniqueFd openBeneath(int dirFd, const QByteArray &relative, int flags);
 
 std::size_t read(int fd, void *buffer, std::size_t size); // retried on EINTR; 0 at the end
 void writeAll(int fd, const void *data, std::size_t size);

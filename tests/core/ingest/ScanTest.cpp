@@ -5,6 +5,7 @@
 #include "model/VantorError.h"
 
 #include <QFile>
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -58,7 +59,7 @@ TEST(IsVideo, ByTheLastExtensionInAnyCase)
 TEST_F(Scan, HierarchyOrderAndOverlappingSelections)
 {
     for (const char *name : {"card/b.mov", "card/a/z.mov", "card/B.mov", "card/10.mov", "card/9.mov", "card/a.mov",
-                             "card/é.mov", "card/.DS_Store", "card/.hidden/inside.mov", "loose.mov", ".sidecar.xml"})
+                             "card/é.mov", "card/a-b.mov", "card/a0.mov", "card/.DS_Store", "card/.hidden/inside.mov", "loose.mov", ".sidecar.xml"})
         dir.write(QString::fromUtf8(name), "x");
     const QString clip = dir.write(QStringLiteral("card/e.mov"), "video");
     link("/etc/passwd", dir.file(QStringLiteral("card/.hidden/link")));
@@ -69,21 +70,36 @@ TEST_F(Scan, HierarchyOrderAndOverlappingSelections)
     const QString card = dir.file(QStringLiteral("card"));
 
     const std::vector<SourceFile> files = MediaIngestService::scan({card});
-    ASSERT_EQ(files.size(), 8u);
-    EXPECT_EQ(files[6].url, clip);
-    EXPECT_EQ(files[6].relative, QStringLiteral("card/e.mov"));
-    EXPECT_EQ(files[6].grant.path, card);
-    EXPECT_EQ(files[6].size, 5);
-    EXPECT_EQ(files[6].modified, Timestamp::fromTimespec(times[1]));
+    ASSERT_EQ(files.size(), 10u);
+    EXPECT_EQ(files[8].url, clip);
+    EXPECT_EQ(files[8].relative, QStringLiteral("card/e.mov"));
+    EXPECT_EQ(files[8].grant.path, card);
+    EXPECT_EQ(files[8].size, 5);
+    EXPECT_EQ(files[8].modified, Timestamp::fromTimespec(times[1]));
 
-    const QStringList sorted = QString::fromUtf8("card/10.mov card/9.mov card/B.mov card/a.mov card/a/z.mov card/b.mov "
-                                                 "card/e.mov card/é.mov").split(u' ');
+    const QStringList sorted = QString::fromUtf8("card/10.mov card/9.mov card/B.mov card/a-b.mov card/a.mov card/a/z.mov "
+                                                 "card/a0.mov card/b.mov card/e.mov card/é.mov").split(u' ');
     EXPECT_EQ(relatives({dir.file(QStringLiteral("loose.mov")), card}), QStringList(QStringLiteral("loose.mov")) + sorted);
     EXPECT_EQ(relatives({card, dir.file(QStringLiteral("card/a.mov")), card + QStringLiteral("/./")}), sorted);
     QStringList rest = sorted;
     rest.removeOne(QStringLiteral("card/a.mov"));
     EXPECT_EQ(relatives({dir.file(QStringLiteral("card/a.mov")), dir.file(QStringLiteral(".sidecar.xml")), card}),
               QStringList({QStringLiteral("a.mov"), QStringLiteral(".sidecar.xml")}) + rest);
+}
+
+// Folders are read in parallel; the list still comes in byte order of the whole path, every file once.
+TEST_F(Scan, DeepTreeInPathOrder)
+{
+    QStringList written;
+    for (int folder = 0; folder < 40; ++folder) {
+        for (const char *name : {"CLIP.MXF", "clip-1.wav", "sub/x.mov", "sub.xml", "sub/deeper/y.mov", "sub0"}) {
+            const QString relative = QStringLiteral("card/%1/").arg(folder) + QString::fromLatin1(name);
+            dir.write(relative, "x");
+            written << relative;
+        }
+    }
+    std::sort(written.begin(), written.end(), [](const QString &a, const QString &b) { return a.toUtf8() < b.toUtf8(); });
+    EXPECT_EQ(relatives({dir.file(QStringLiteral("card"))}), written);
 }
 
 TEST_F(Scan, LinksAndUnreadableFoldersAreRefused)
