@@ -64,9 +64,14 @@ int dispatch(const QStringList &arguments)
         printError(QStringLiteral("The window is not built yet. Run 'vantor --help' for the commands."));
         return exitFailure;
     }
-    if (arguments.contains(QLatin1String("--self-test")))
-        return runSelfTest();
     const QString first = arguments.first();
+    if (first == QLatin1String("--self-test")) {
+        if (arguments.size() > 1) {
+            printError(QStringLiteral("--self-test takes no arguments"));
+            return exitUsage;
+        }
+        return runSelfTest();
+    }
     if (first == QLatin1String("-h") || first == QLatin1String("--help")) {
         printHelp();
         return exitSuccess;
