@@ -1,9 +1,8 @@
 // The engine runner against real child processes: small shell scripts stand in for the engine
 // where its behaviour has to be scripted.
 #include "ScopedEnvironment.h"
-#include "TempDir.h"
+#include "TranscodeTesting.h"
 #include "model/JobControl.h"
-#include "model/VantorError.h"
 #include "transcode/TranscodeService.h"
 
 #include <QFile>
@@ -33,15 +32,6 @@ protected:
     {
         return TranscodeService::run(script("engine", body), {}, control, [&](const QString &line) { lines << line; });
     }
-    QString failure(const QByteArray &body)
-    {
-        try {
-            run(body);
-        } catch (const VantorError &error) {
-            return error.message();
-        }
-        return "(accepted)";
-    }
 };
 
 // The state letter and user CPU ticks from /proc/PID/stat; '?' once the process is reaped.
@@ -52,8 +42,7 @@ std::pair<char, long long> processState(pid_t pid)
         return { '?', -1 };
     const QByteArray stat = file.readAll();
     const QList<QByteArray> fields = stat.mid(stat.lastIndexOf(')') + 2).split(' ');
-    const QByteArray state = fields.value(0);
-    return { state.isEmpty() ? '?' : state[0], fields.value(11).toLongLong() };
+    return { fields.value(0).isEmpty() ? '?' : fields[0][0], fields.value(11).toLongLong() };
 }
 
 template <typename Predicate> bool waitUntil(Predicate predicate)
@@ -78,28 +67,21 @@ TEST_F(EngineRunner, FailureCarriesStatusAndExactlyTheLast3500Characters)
         noise += QString("line %1 é\n").arg(i);
     noise.truncate(10000);
     dir.write("noise.txt", noise.toUtf8());
-    EXPECT_EQ(failure("cat \"$(dirname \"$0\")/noise.txt\"\nexit 1\n"), "Media engine failed (1).\n" + noise.right(3500));
+    EXPECT_EQ(test::refusal([&] { run("cat \"$(dirname \"$0\")/noise.txt\"\nexit 1\n"); }), "Media engine failed (1).\n" + noise.right(3500));
 }
 
-TEST_F(EngineRunner, LaunchFailureAndCancelBeforeLaunch)
+TEST_F(EngineRunner, LaunchFailureCancelBeforeLaunchAndAThrowingLineHandler)
 {
     EXPECT_THROW(TranscodeService::run(dir.file("absent"), {}, control, {}), std::system_error);
-    control.cancel();
-    EXPECT_THROW(run("touch \"$(dirname \"$0\")/started\"\n"), CancellationError);
-    EXPECT_FALSE(QFile::exists(dir.file("started")));
-}
-
-TEST_F(EngineRunner, ALineHandlerThatThrowsStopsTheEngine)
-{
     pid_t pid = 0;
-    EXPECT_THROW(TranscodeService::run(script("engine", "echo $$\nwhile :; do echo busy; done\n"), {}, control,
-                     [&](const QString &line) {
-                         pid = line.toInt();
-                         throw std::runtime_error("handler failed");
-                     }),
+    EXPECT_THROW(TranscodeService::run(script("busy", "echo $$\nwhile :; do echo busy; done\n"), {}, control,
+                     [&](const QString &line) { pid = line.toInt(), throw std::runtime_error("handler failed"); }),
         std::runtime_error);
     ASSERT_GT(pid, 0);
     EXPECT_EQ(processState(pid).first, '?'); // reaped, not left running or as a zombie
+    control.cancel();
+    EXPECT_THROW(run("touch \"$(dirname \"$0\")/started\"\n"), CancellationError);
+    EXPECT_FALSE(QFile::exists(dir.file("started")));
 }
 
 // The worker blocks SIGINT and SIGTERM as the command line's threads do; the engine must still
@@ -135,22 +117,17 @@ TEST_F(EngineRunner, PausedEngineUsesNoCpuUntilResumedAndCancelEndsIt)
     EXPECT_EQ(processState(pid).first, '?');
 }
 
-TEST_F(EngineRunner, EnvironmentEngineWinsAndItsFolderSuppliesTheProbe)
+TEST_F(EngineRunner, EnvironmentEngineThenCustomPathThenSystemFolders)
 {
     script("engine/ffprobe", R"(echo '{"streams":[{"codec_type":"video","codec_name":"fake","width":64,"height":48}]}')");
     const QString ffmpeg = script("engine/ffmpeg", "exit 0\n");
     const QString custom = script("custom/ffmpeg", "exit 0\n");
-    script("custom/ffprobe", "exit 3\n");
-    test::ScopedEnvironment engine("VANTOR_ENGINE", ffmpeg.toUtf8());
-    EXPECT_EQ(TranscodeService::executable(custom, false), ffmpeg);
-    EXPECT_EQ(TranscodeService::executable(custom, true), dir.file("engine/ffprobe"));
-    EXPECT_EQ(TranscodeService::probe(dir.file("any.mov"), custom, control).codec, "fake");
-}
-
-TEST_F(EngineRunner, CustomPathThenSystemFolders)
-{
+    {
+        test::ScopedEnvironment engine("VANTOR_ENGINE", ffmpeg.toUtf8());
+        EXPECT_EQ(TranscodeService::executable(custom, false), ffmpeg);
+        EXPECT_EQ(TranscodeService::probe(dir.file("any.mov"), custom, control).codec, "fake"); // its folder supplies the probe
+    }
     test::ScopedEnvironment none("VANTOR_ENGINE", std::nullopt);
-    const QString custom = script("custom/ffmpeg", "exit 0\n");
     EXPECT_EQ(TranscodeService::executable(custom, false), custom);
     // No ffprobe beside the custom ffmpeg: the search goes on to the system's.
     EXPECT_EQ(TranscodeService::executable(custom, true), "/usr/bin/ffprobe");

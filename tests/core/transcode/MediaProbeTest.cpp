@@ -1,8 +1,7 @@
 // The probe: its reduction rules on ffprobe answers written out here, then on real clips made
 // with the values it must find.
-#include "SampleClips.h"
+#include "TranscodeTesting.h"
 #include "model/JobControl.h"
-#include "model/VantorError.h"
 #include "transcode/TranscodeService.h"
 
 #include <gtest/gtest.h>
@@ -12,8 +11,6 @@ namespace {
 
 MediaInfo reduce(const char *json) { return TranscodeService::mediaInfo(QByteArray(json), "clip.mov"); }
 
-const QString noVideo = "No supported video stream in voice.m4a. Use Copy & organize for audio and sidecars.";
-
 TEST(MediaProbeRules, TimecodeAndReelLookupOrder)
 {
     // Video stream tags before format tags; a later data stream only when neither has one.
@@ -21,8 +18,9 @@ TEST(MediaProbeRules, TimecodeAndReelLookupOrder)
         {"codec_type":"data","tags":{"timecode":"02:00:00:00"}}],"format":{"tags":{"timecode":"03:00:00:00"}}})").timecode,
         QString("01:00:00:00"));
     EXPECT_EQ(reduce(R"({"streams":[{"codec_type":"video"},{"codec_type":"data","tags":{"timecode":"02:00:00:00"}}],
-        "format":{"tags":{"timecode":"03:00:00:00"}}})").timecode,
-        QString("03:00:00:00"));
+        "format":{"tags":{"timecode":"03:00:00:00"}}})").timecode, QString("03:00:00:00"));
+    EXPECT_EQ(reduce(R"({"streams":[{"codec_type":"video"},{"codec_type":"data","tags":{"timecode":"02:00:00:00"}}]})").timecode,
+        QString("02:00:00:00"));
     EXPECT_FALSE(reduce(R"({"streams":[{"codec_type":"video"}]})").timecode);
     // The reel the other way round: format tags first.
     EXPECT_EQ(reduce(R"({"streams":[{"codec_type":"video","tags":{"reel_name":"B002"}}],
@@ -30,7 +28,7 @@ TEST(MediaProbeRules, TimecodeAndReelLookupOrder)
     EXPECT_EQ(reduce(R"({"streams":[{"codec_type":"video","tags":{"reel_name":"B002"}}]})").reel, QString("B002"));
 }
 
-TEST(MediaProbeRules, UnnamedAudioAndStreamDurationAndNoiseAroundTheAnswer)
+TEST(MediaProbeRules, UnnamedAudioStreamDurationFrameRateAndNoiseAroundTheAnswer)
 {
     const MediaInfo info = reduce(R"([mov @ 0x55e7] Referenced QT chapter track not found
 {"streams":[{"codec_type":"video","duration":"4.0"},
@@ -42,74 +40,39 @@ TEST(MediaProbeRules, UnnamedAudioAndStreamDurationAndNoiseAroundTheAnswer)
     EXPECT_EQ(info.chapterCount, 3);
     EXPECT_DOUBLE_EQ(info.duration, 4.0); // the stream's when the format has none
     EXPECT_THROW(reduce("not json"), DecodingError);
-}
-
-TEST(MediaProbeRules, FrameRateText)
-{
-    MediaInfo info;
+    MediaInfo rate;
     for (const auto &[text, fps] : std::vector<std::pair<const char *, double>> {
-             { "0/0", 0 }, { "", 0 }, { "25", 25 }, { "25/1", 25 }, { "24000/1001", 24000.0 / 1001 }, { "1/2/3", 0 } }) {
-        info.frameRate = text;
-        EXPECT_DOUBLE_EQ(info.fps(), fps) << text;
+             { "0/0", 0 }, { "", 0 }, { "25", 25 }, { "24000/1001", 24000.0 / 1001 }, { "1/2/3", 0 } }) {
+        rate.frameRate = text;
+        EXPECT_DOUBLE_EQ(rate.fps(), fps) << text;
     }
 }
 
-// Real clips, made once for the suite.
-class MediaProbeClips : public testing::Test {
-protected:
-    static void SetUpTestSuite() { folder = new test::TempDir; }
-    static void TearDownTestSuite() { delete folder; }
-    static MediaInfo probe(const QString &path)
-    {
-        JobControl control;
-        return TranscodeService::probe(path, QString(), control);
-    }
-    static QString refusal(const QString &path)
-    {
-        try {
-            probe(path);
-        } catch (const VantorError &error) {
-            return error.message();
-        }
-        return "(accepted)";
-    }
-    static inline test::TempDir *folder = nullptr;
-};
-
-TEST_F(MediaProbeClips, RichClipReportsEveryStreamAndChapter)
+TEST(MediaProbeClips, RealClipsRotationAndRefusals)
 {
-    const MediaInfo info = probe(test::clips::rich(*folder));
-    EXPECT_EQ(info.codec, "h264");
-    EXPECT_EQ(std::make_pair(info.width, info.height), std::make_pair(qint64(320), qint64(180)));
-    EXPECT_EQ(info.frameRate, "25/1");
+    test::TempDir folder;
+    JobControl control;
+    const auto probe = [&](const QString &path) { return TranscodeService::probe(path, QString(), control); };
+    const MediaInfo info = probe(test::clips::rich(folder));
+    EXPECT_EQ(std::make_tuple(info.codec, info.width, info.height, info.frameRate, info.timecode, info.sourceRotation),
+        std::make_tuple(QString("h264"), 320, 180, QString("25/1"), std::optional<QString>("01:00:00:00"), 0));
     EXPECT_NEAR(info.duration, 0.5, 0.1);
-    EXPECT_EQ(info.timecode, QString("01:00:00:00"));
     EXPECT_EQ(info.audioTracks, (QStringList { "Track 1 · aac · 2 ch", "Track 2 · aac · 6 ch" }));
     EXPECT_EQ(info.audioChannels, (QList<qint64> { 2, 6 }));
     EXPECT_EQ(info.audioLayouts, (QStringList { "stereo", "5.1" }));
     EXPECT_EQ(info.audioSampleRates, (QStringList { "48000", "44100" }));
     EXPECT_EQ(info.subtitleTracks, QStringList { "mov_text" });
     EXPECT_EQ(info.chapterCount, 2);
-    EXPECT_EQ(info.sourceRotation, 0);
-}
-
-TEST_F(MediaProbeClips, DisplayMatrixRotationTurnsTheSize)
-{
-    // ffprobe reports the display matrix in the range -180..180.
+    // A display matrix turns the size; ffprobe reports it in the range -180..180.
     for (const auto &[rotate, expected] : std::vector<std::pair<int, qint64>> { { 90, 90 }, { 270, -90 }, { 180, -180 } }) {
-        const MediaInfo info = probe(test::clips::rotated(*folder, rotate));
-        EXPECT_EQ(info.sourceRotation, expected) << rotate;
-        EXPECT_EQ(info.width, rotate == 180 ? 320 : 180) << rotate;
-        EXPECT_EQ(info.height, rotate == 180 ? 180 : 320) << rotate;
+        const MediaInfo turned = probe(test::clips::rotated(folder, rotate));
+        const bool sideways = rotate != 180;
+        EXPECT_EQ(std::make_tuple(turned.sourceRotation, turned.width, turned.height),
+            std::make_tuple(expected, sideways ? 180 : 320, sideways ? 320 : 180)) << rotate;
     }
-}
-
-TEST_F(MediaProbeClips, DataStreamTimecodeBitmapSubtitlesAndRefusals)
-{
-    EXPECT_EQ(probe(test::clips::timecodeOnDataStream(*folder, "10:20:30:12")).timecode, QString("10:20:30:12"));
-    EXPECT_EQ(probe(test::clips::bitmapSubtitles(*folder)).subtitleTracks, QStringList { "hdmv_pgs_subtitle" });
-    EXPECT_EQ(refusal(test::clips::audioOnly(*folder)), noVideo);
-    EXPECT_TRUE(refusal(folder->file("absent.mov")).startsWith("Media engine failed (1).\n"));
+    EXPECT_EQ(test::refusal([&] { probe(test::clips::audioOnly(folder)); }),
+        "No supported video stream in voice.m4a. Use Copy & organize for audio and sidecars.");
+    EXPECT_TRUE(test::refusal([&] { probe(folder.file("absent.mov")); }).startsWith("Media engine failed (1).\n"));
 }
 
 } // namespace

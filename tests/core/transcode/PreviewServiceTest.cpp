@@ -1,8 +1,8 @@
-// Frame previews and test clips with the real engine, and the size estimate.
-#include "FramePixels.h"
-#include "SampleClips.h"
+// Burn-in filters and their label files, frame previews and test clips with the real engine,
+// and the size estimate. Where burned text lands in real frames is checked with the transcode phase.
 #include "ScopedEnvironment.h"
-#include "model/VantorError.h"
+#include "TranscodeTesting.h"
+#include "transcode/BurnInService.h"
 #include "transcode/PresetService.h"
 #include "transcode/PreviewService.h"
 #include "transcode/TranscodeService.h"
@@ -29,68 +29,71 @@ P named(const char *name, const std::function<void(P &)> &change = {})
     return {};
 }
 
-P burning(P preset, const QString &position, bool timecode = true, const QString &text = {})
-{
-    preset.setFinish({ .burnFilename = timecode, .burnTimecode = timecode, .burnText = text, .burnPosition = position, .burnSize = 12, .channelMap = {} });
-    return preset;
-}
-
-// Previews land in a temporary directory of the test's own, so what outlives them shows.
+// Label folders and previews land in a temporary directory of the test's own, so what outlives
+// them shows.
 class PreviewServiceTest : public testing::Test {
 protected:
-    test::TempDir media;
-    test::TempDir temporary;
+    test::TempDir media, temporary;
     test::ScopedEnvironment tmpdir { "TMPDIR", temporary.path().toUtf8() };
     JobControl control;
 
     QStringList leftovers() const { return QDir(temporary.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot); }
-    QString clip(double seconds = 1.0, const QString &timecode = "01:00:00:00", const QString &name = "tc.mov")
+    BurnInAssets prepare(const FinishingOptions &finish, const std::optional<QString> &timecode, const QString &rate = "25/1",
+        const QString &frameRate = "Source")
     {
-        test::ClipSpec settings = test::clips::silentClip(timecode);
-        settings.seconds = seconds;
-        return test::makeClip(media.file(name), settings);
-    }
-    // Where the burned frame differs from the bare one; both previews are removed after.
-    QString landing(const QString &source, const P &bare, const P &burned)
-    {
-        const QString a = PreviewService::render(source, bare, 0.2, false, {}, control);
-        const QString b = PreviewService::render(source, burned, 0.2, false, {}, control);
-        EXPECT_EQ(QFileInfo(b).fileName(), "Processed Frame.png");
-        const QString region = test::pixels::changedRegion(test::pixels::grayFrame(a), test::pixels::grayFrame(b), 320, 180);
-        PreviewService::remove(QFileInfo(a).path());
-        PreviewService::remove(QFileInfo(b).path());
-        return region;
+        P preset = named("Editorial Proxy", [&](P &p) { p.setFinish(finish), p.setTuning({ .frameRate = frameRate }); });
+        MediaInfo info;
+        info.width = 320, info.height = 180, info.duration = 1, info.frameRate = rate, info.timecode = timecode;
+        return BurnInService::prepare("/media/A001/A001C003.mov", preset, info);
     }
 };
 
-class PreviewBurnIns : public PreviewServiceTest, public testing::WithParamInterface<QString> { };
-
-TEST_P(PreviewBurnIns, LandWhereThePositionSays)
+TEST_F(PreviewServiceTest, BurnInLabelFileAndTimecodeBesideIt)
 {
-    EXPECT_EQ(landing(clip(), named("Editorial Proxy"), burning(named("Editorial Proxy"), GetParam())), GetParam());
-    EXPECT_TRUE(leftovers().isEmpty()) << leftovers().join(' ').toStdString();
+    const BurnInAssets assets = prepare({ .burnFilename = true, .burnTimecode = true, .burnText = "Client cut", .channelMap = {} }, QString("10:00:00;00"), "30000/1001");
+    ASSERT_TRUE(assets.directory.has_value());
+    EXPECT_TRUE(QDir(*assets.directory).dirName().startsWith("vantor-burn-"));
+    const QString label = *assets.directory + "/label.txt";
+    EXPECT_EQ(test::readFile(label), "A001C003.mov\nClient cut");
+    const QString font = "drawtext=fontfile=" + BurnInService::fontFile()
+        + ":fontsize=28:fontcolor=white:box=1:boxcolor=black@0.55:boxborderw=8:x=24:y=";
+    // Two label lines at size 28 push the timecode 72 pixels away from the edge.
+    EXPECT_EQ(assets.filters, (QStringList { font + "h-th-24:textfile='" + label + "':expansion=none",
+                                  font + "h-th-24-72:timecode='10\\:00\\:00;00':timecode_rate=29.97002997" }));
+    assets.cleanup();
+    EXPECT_TRUE(leftovers().isEmpty());
+    // Timecode alone needs no folder, sits at the edge and follows the preset's frame rate.
+    const BurnInAssets timecode = prepare({ .burnTimecode = true, .burnText = {}, .burnPosition = "Top Left", .channelMap = {} }, QString("00:59:59:00"), "0/0", "50");
+    EXPECT_FALSE(timecode.directory.has_value());
+    ASSERT_EQ(timecode.filters.size(), 1);
+    EXPECT_TRUE(timecode.filters[0].contains(":y=24+0:timecode=")) << timecode.filters[0].toStdString();
+    EXPECT_TRUE(timecode.filters[0].endsWith("timecode_rate=50"));
+    EXPECT_TRUE(prepare({}, std::nullopt).filters.isEmpty());
+    EXPECT_TRUE(leftovers().isEmpty());
 }
 
-INSTANTIATE_TEST_SUITE_P(Seven, PreviewBurnIns, testing::ValuesIn(test::pixels::positions()),
-    [](const auto &info) { return QString(info.param).remove(' ').toStdString(); });
-
-TEST_F(PreviewServiceTest, LabelsSurviveTemporaryPathsTheFilterSyntaxWouldSplit)
+// Refused after the label was written: its folder must go with the error.
+TEST_F(PreviewServiceTest, BurnInRefusalsRemoveTheLabelFolder)
 {
-    const QString odd = temporary.makeDir("it's: a, [odd]; dir\\");
-    test::ScopedEnvironment oddTmpdir("TMPDIR", odd.toUtf8());
-    EXPECT_EQ(landing(clip(), named("Editorial Proxy"), burning(named("Editorial Proxy"), "Top Right", false, "a:'b',[c];")), "Top Right");
-    EXPECT_TRUE(QDir(odd).isEmpty());
+    const QString noTimecode = "Timecode burn-in requires source timecode. Disable it for clips without timecode.";
+    for (const auto &[timecode, rate, message] : std::vector<std::tuple<std::optional<QString>, QString, QString>> {
+             { std::nullopt, "25/1", noTimecode }, { "1:00:00:00", "25/1", noTimecode }, { "01:00:00:00:00", "25/1", noTimecode },
+             { "01:00:00:00", "0/0", "Cannot determine the frame rate for timecode burn-in." } }) {
+        EXPECT_EQ(test::refusal([&] { prepare({ .burnFilename = true, .burnTimecode = true, .burnText = {}, .burnPosition = "Center", .channelMap = {} }, timecode, rate); }), message);
+        EXPECT_TRUE(leftovers().isEmpty());
+    }
 }
 
 TEST_F(PreviewServiceTest, FramesAreAtMost1280WideAndClipsRunToTheEndOrFiveSeconds)
 {
     const QString wide = test::makeClip(media.file("wide.mp4"), { .width = 1920, .height = 1080, .seconds = 0.4, .audioChannels = 0 });
     const QString frame = PreviewService::render(wide, named("ProRes Master"), 30, false, {}, control);
+    EXPECT_EQ(QFileInfo(frame).fileName(), "Processed Frame.png");
     const MediaInfo still = TranscodeService::probe(frame, {}, control);
     EXPECT_EQ(std::make_pair(still.width, still.height), std::make_pair(qint64(1280), qint64(720)));
     PreviewService::remove(QFileInfo(frame).path());
-
-    const QString rendered = PreviewService::render(clip(3.0), named("Client Review"), 2.0, true, {}, control);
+    const QString source = test::makeClip(media.file("tc.mov"), test::clips::silentClip("01:00:00:00", 3.0));
+    const QString rendered = PreviewService::render(source, named("Client Review"), 2.0, true, {}, control);
     EXPECT_EQ(QFileInfo(rendered).fileName(), "Test Clip.mp4");
     const MediaInfo info = TranscodeService::probe(rendered, {}, control);
     EXPECT_NEAR(info.duration, 1.0, 0.1);
@@ -99,27 +102,22 @@ TEST_F(PreviewServiceTest, FramesAreAtMost1280WideAndClipsRunToTheEndOrFiveSecon
     EXPECT_TRUE(leftovers().isEmpty());
 }
 
-TEST_F(PreviewServiceTest, FailuresLeaveNoFolderBehind)
+TEST_F(PreviewServiceTest, FailuresLeaveNoFolderBehindAndRemoveTouchesOnlyPreviews)
 {
-    const P preset = burning(named("Review File"), "Center");
+    P preset = named("Review File");
+    preset.setFinish({ .burnTimecode = true, .burnText = {}, .channelMap = {} });
     EXPECT_THROW(PreviewService::render(test::clips::audioOnly(media), preset, 0, false, {}, control), VantorError);
-    EXPECT_THROW(PreviewService::render(clip(1.0, {}, "untimed.mov"), preset, 0, false, {}, control), VantorError);
-    const QString source = clip();
+    EXPECT_THROW(PreviewService::render(test::makeClip(media.file("untimed.mov"), test::clips::silentClip()), preset, 0, false, {}, control), VantorError);
+    const QString source = test::makeClip(media.file("tc.mov"), test::clips::silentClip("01:00:00:00"));
     control.cancel();
     EXPECT_THROW(PreviewService::render(source, preset, 0, true, {}, control), CancellationError);
     EXPECT_TRUE(leftovers().isEmpty()) << leftovers().join(' ').toStdString();
-}
-
-TEST_F(PreviewServiceTest, RemoveTouchesOnlyPreviewFolders)
-{
-    const QString other = temporary.makeDir("vantor-burn-keep");
-    temporary.write("vantor-burn-keep/label.txt", "x");
-    PreviewService::remove(other);
-    EXPECT_TRUE(QFileInfo::exists(other + "/label.txt"));
-    const QString preview = temporary.makeDir("vantor-preview-1");
-    temporary.write("vantor-preview-1/Processed Frame.png", "x");
-    PreviewService::remove(preview);
-    EXPECT_FALSE(QFileInfo::exists(preview));
+    const QString label = temporary.write("vantor-burn-keep/label.txt", "x");
+    PreviewService::remove(QFileInfo(label).path());
+    EXPECT_TRUE(QFileInfo::exists(label));
+    const QString preview = temporary.write("vantor-preview-1/Processed Frame.png", "x");
+    PreviewService::remove(QFileInfo(preview).path());
+    EXPECT_EQ(leftovers(), QStringList { "vantor-burn-keep" });
 }
 
 MediaInfo source(double seconds, qint64 width, qint64 height, const QString &rate, QList<qint64> channels)
