@@ -86,7 +86,7 @@ TEST_F(EngineRunner, LaunchFailureCancelBeforeLaunchAndAThrowingLineHandler)
 
 // The worker blocks SIGINT and SIGTERM as the command line's threads do; the engine must still
 // start with default dispositions and an empty mask so a cancel reaches it.
-TEST_F(EngineRunner, PausedEngineUsesNoCpuUntilResumedAndCancelEndsIt)
+TEST_F(EngineRunner, PausedEngineUsesNoCpuUntilResumedAndCancelEndsItEvenWhilePaused)
 {
     const QString engine = script("engine", "echo $$\nwhile :; do :; done\n");
     std::promise<pid_t> started;
@@ -107,6 +107,8 @@ TEST_F(EngineRunner, PausedEngineUsesNoCpuUntilResumedAndCancelEndsIt)
     EXPECT_EQ(processState(pid), std::make_pair('T', pausedTicks));
     control.resume();
     EXPECT_TRUE(waitUntil([&] { return processState(pid).second > pausedTicks; }));
+    control.pause(); // a cancel must also reach a stopped engine
+    ASSERT_TRUE(waitUntil([&] { return processState(pid).first == 'T'; }));
     control.cancel();
     // A deadlock guard, not a speed limit: an engine that inherited the blocked SIGTERM would never end.
     if (finished.wait_for(std::chrono::seconds(60)) != std::future_status::ready) {

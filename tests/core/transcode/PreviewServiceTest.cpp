@@ -84,7 +84,7 @@ TEST_F(PreviewServiceTest, BurnInRefusalsRemoveTheLabelFolder)
     }
 }
 
-TEST_F(PreviewServiceTest, FramesAreAtMost1280WideAndClipsRunToTheEndOrFiveSeconds)
+TEST_F(PreviewServiceTest, FramesAreAtMost1280Wide)
 {
     const QString wide = test::makeClip(media.file("wide.mp4"), { .width = 1920, .height = 1080, .seconds = 0.4, .audioChannels = 0 });
     const QString frame = PreviewService::render(wide, named("ProRes Master"), 30, false, {}, control);
@@ -92,13 +92,6 @@ TEST_F(PreviewServiceTest, FramesAreAtMost1280WideAndClipsRunToTheEndOrFiveSecon
     const MediaInfo still = TranscodeService::probe(frame, {}, control);
     EXPECT_EQ(std::make_pair(still.width, still.height), std::make_pair(qint64(1280), qint64(720)));
     PreviewService::remove(QFileInfo(frame).path());
-    const QString source = test::makeClip(media.file("tc.mov"), test::clips::silentClip("01:00:00:00", 3.0));
-    const QString rendered = PreviewService::render(source, named("Client Review"), 2.0, true, {}, control);
-    EXPECT_EQ(QFileInfo(rendered).fileName(), "Test Clip.mp4");
-    const MediaInfo info = TranscodeService::probe(rendered, {}, control);
-    EXPECT_NEAR(info.duration, 1.0, 0.1);
-    EXPECT_EQ(info.codec, "h264");
-    PreviewService::remove(QFileInfo(rendered).path());
     EXPECT_TRUE(leftovers().isEmpty());
 }
 
