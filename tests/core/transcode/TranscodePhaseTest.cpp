@@ -1,9 +1,11 @@
-// The transcode phase with the real engine: what reaches the output's name, what is reported,
-// where burn-ins land, and that nothing else is left behind, whatever happens.
+// The transcode phase and previews with the real engine: what reaches the output's name, what is
+// reported, where burn-ins land, and that nothing else is left behind, whatever happens; then the
+// burn-in filters and the size estimate.
 #include "ChildProcess.h"
 #include "ScopedEnvironment.h"
 #include "TranscodeTesting.h"
 #include "ingest/MediaIngestService.h"
+#include "transcode/BurnInService.h"
 #include "transcode/PresetService.h"
 #include "transcode/PreviewService.h"
 #include "transcode/TranscodePhase.h"
@@ -11,6 +13,7 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QLocale>
 #include <algorithm>
 #include <gtest/gtest.h>
 
@@ -39,13 +42,27 @@ TEST(TranscodePhaseRules, OutputValidationComparesDurationsWithinTolerance)
     }
 }
 
-// Editorial Proxy (ProRes, mov, PCM), with filename and timecode burned in at `position`.
-TranscodePreset proxy(const QString &position = {})
+using P = TranscodePreset;
+
+P named(const char *name, const std::function<void(P &)> &change = {})
 {
-    TranscodePreset preset = PresetService::defaults().first();
-    if (!position.isEmpty())
-        preset.setFinish({ .burnFilename = true, .burnTimecode = true, .burnText = {}, .burnPosition = position, .burnSize = 12, .channelMap = {} });
-    return preset;
+    for (P preset : PresetService::defaults())
+        if (preset.name == name) {
+            if (change)
+                change(preset);
+            return preset;
+        }
+    ADD_FAILURE() << "no preset " << name;
+    return {};
+}
+
+// Editorial Proxy (ProRes, mov, PCM), with filename and timecode burned in at `position`.
+P proxy(const QString &position = {})
+{
+    return named("Editorial Proxy", [&](P &p) {
+        if (!position.isEmpty())
+            p.setFinish({ .burnFilename = true, .burnTimecode = true, .burnText = {}, .burnPosition = position, .burnSize = 12, .channelMap = {} });
+    });
 }
 
 // The first frame of an image or video as 8-bit gray, row by row.
@@ -54,28 +71,20 @@ QByteArray grayFrame(const QString &path)
     return test::runProgram("ffmpeg", { "-v", "error", "-i", path, "-frames:v", "1", "-f", "rawvideo", "-pix_fmt", "gray", "-" }).out;
 }
 
-// The burn-in position naming the region of a 320×180 frame where two frames differ by more
-// than compression noise; empty when they do not.
+// The burn-in position naming the region of a 320×180 frame around the centre of the pixels
+// where two frames differ by more than compression noise; empty when none do.
 QString changedRegion(const QByteArray &a, const QByteArray &b)
 {
-    const int width = 320, height = 180;
-    if (a.size() != width * height || b.size() != a.size())
+    if (a.size() != 320 * 180 || b.size() != a.size())
         return "frames of the wrong size";
-    int left = width, right = -1, top = height, bottom = -1;
-    for (int i = 0; i < a.size(); ++i) {
-        if (std::abs(int(quint8(a[i])) - int(quint8(b[i]))) > 40) {
-            left = std::min(left, i % width), right = std::max(right, i % width);
-            top = std::min(top, i / width), bottom = std::max(bottom, i / width);
-        }
-    }
-    if (right < 0)
+    qint64 x = 0, y = 0, count = 0;
+    for (int i = 0; i < a.size(); ++i)
+        if (std::abs(int(quint8(a[i])) - int(quint8(b[i]))) > 40)
+            x += i % 320, y += i / 320, ++count;
+    if (count == 0)
         return {};
-    const int cx = (left + right) / 2, cy = (top + bottom) / 2;
-    const QString row = cy < height / 3 ? "Top" : cy < 2 * height / 3 ? "" : "Bottom";
-    const QString column = cx < width / 3 ? "Left" : cx < 2 * width / 3 ? "Center" : "Right";
-    if (row.isEmpty())
-        return column == "Center" ? column : "Middle " + column;
-    return row + ' ' + column;
+    const QString name = QStringList { "Top ", "Middle ", "Bottom " }[3 * y / count / 180] + QStringList { "Left", "Center", "Right" }[3 * x / count / 320];
+    return name == "Middle Center" ? "Center" : name;
 }
 
 // Temporary files go to a folder of the test's own, named with characters the filter syntax
@@ -83,7 +92,8 @@ QString changedRegion(const QByteArray &a, const QByteArray &b)
 class TranscodePhaseTest : public testing::Test {
 protected:
     test::TempDir media, out, temporary;
-    const QString oddTemporary = temporary.makeDir("it's: a, [odd]; dir\\");
+    const QString oddName = "it's: a, [odd]; dir\\";
+    const QString oddTemporary = temporary.makeDir(oddName);
     test::ScopedEnvironment tmpdir { "TMPDIR", oddTemporary.toUtf8() };
     JobControl control;
 
@@ -103,7 +113,16 @@ protected:
         QStringList files = test::listTree(out.path());
         files.removeIf([](const QString &entry) { return entry.endsWith('/'); });
         EXPECT_EQ(files, outputs);
-        EXPECT_TRUE(QDir(oddTemporary).isEmpty());
+        EXPECT_EQ(leftovers(), QStringList {});
+    }
+    QStringList leftovers() const { return QDir(oddTemporary).entryList(QDir::AllEntries | QDir::NoDotAndDotDot); }
+    BurnInAssets prepare(const FinishingOptions &finish, const std::optional<QString> &timecode, const QString &rate = "25/1",
+        const QString &frameRate = "Source")
+    {
+        const P preset = named("Editorial Proxy", [&](P &p) { p.setFinish(finish), p.setTuning({ .frameRate = frameRate }); });
+        MediaInfo info;
+        info.width = 320, info.height = 180, info.duration = 1, info.frameRate = rate, info.timecode = timecode;
+        return BurnInService::prepare("/media/A001/A001C003.mov", preset, info);
     }
 };
 
@@ -165,6 +184,105 @@ TEST_P(BurnIns, LandWhereThePositionSaysInAPreviewAndAnEncode)
 INSTANTIATE_TEST_SUITE_P(Seven, BurnIns,
     testing::Values("Top Left", "Top Center", "Top Right", "Center", "Bottom Left", "Bottom Center", "Bottom Right"),
     [](const auto &info) { return QString(info.param).remove(' ').toStdString(); });
+
+TEST_F(TranscodePhaseTest, BurnInLabelFileAndTimecodeBesideIt)
+{
+    const BurnInAssets assets = prepare({ .burnFilename = true, .burnTimecode = true, .burnText = "Client cut", .channelMap = {} }, QString("10:00:00;00"), "30000/1001");
+    ASSERT_TRUE(assets.directory.has_value());
+    EXPECT_TRUE(QDir(*assets.directory).dirName().startsWith("vantor-burn-"));
+    const QString label = *assets.directory + "/label.txt";
+    EXPECT_EQ(test::readFile(label), "A001C003.mov\nClient cut");
+    const QString font = "drawtext=fontfile=" + BurnInService::fontFile()
+        + ":fontsize=28:fontcolor=white:box=1:boxcolor=black@0.55:boxborderw=8:x=24:y=";
+    // Two label lines at size 28 push the timecode 72 pixels away from the edge.
+    // The label's path escaped for the option parser (\ ' :), then its quotes for the graph parser.
+    const QString quoted = temporary.path() + "/it\\'\\''s\\: a, [odd]; dir\\\\/" + QDir(*assets.directory).dirName() + "/label.txt";
+    EXPECT_EQ(assets.filters, (QStringList { font + "h-th-24:textfile='" + quoted + "':expansion=none",
+                                  font + "h-th-24-72:timecode='10\\:00\\:00;00':timecode_rate=29.97002997" }));
+    assets.cleanup();
+    EXPECT_TRUE(leftovers().isEmpty());
+    // Timecode alone needs no folder, sits at the edge and follows the preset's frame rate.
+    const BurnInAssets timecode = prepare({ .burnTimecode = true, .burnText = {}, .burnPosition = "Top Left", .channelMap = {} }, QString("00:59:59:00"), "0/0", "50");
+    EXPECT_FALSE(timecode.directory.has_value());
+    ASSERT_EQ(timecode.filters.size(), 1);
+    EXPECT_TRUE(timecode.filters[0].contains(":y=24+0:timecode=")) << timecode.filters[0].toStdString();
+    EXPECT_TRUE(timecode.filters[0].endsWith("timecode_rate=50"));
+    EXPECT_TRUE(prepare({}, std::nullopt).filters.isEmpty());
+    EXPECT_TRUE(leftovers().isEmpty());
+}
+
+// Refused after the label was written: its folder must go with the error.
+TEST_F(TranscodePhaseTest, BurnInRefusalsRemoveTheLabelFolder)
+{
+    const QString noTimecode = "Timecode burn-in requires source timecode. Disable it for clips without timecode.";
+    for (const auto &[timecode, rate, message] : std::vector<std::tuple<std::optional<QString>, QString, QString>> {
+             { std::nullopt, "25/1", noTimecode }, { "1:00:00:00", "25/1", noTimecode }, { "01:00:00:00:00", "25/1", noTimecode },
+             { "01:00:00:00", "0/0", "Cannot determine the frame rate for timecode burn-in." } }) {
+        EXPECT_EQ(test::refusal([&] { prepare({ .burnFilename = true, .burnTimecode = true, .burnText = {}, .burnPosition = "Center", .channelMap = {} }, timecode, rate); }), message);
+        EXPECT_TRUE(leftovers().isEmpty());
+    }
+}
+
+TEST_F(TranscodePhaseTest, FramesAreAtMost1280Wide)
+{
+    const QString wide = test::makeClip(media.file("wide.mp4"), { .width = 1920, .height = 1080, .seconds = 0.4, .audioChannels = 0 });
+    const QString frame = PreviewService::render(wide, named("ProRes Master"), 30, false, {}, control);
+    EXPECT_EQ(QFileInfo(frame).fileName(), "Processed Frame.png");
+    const MediaInfo still = TranscodeService::probe(frame, {}, control);
+    EXPECT_EQ(std::make_pair(still.width, still.height), std::make_pair(qint64(1280), qint64(720)));
+    PreviewService::remove(QFileInfo(frame).path());
+    EXPECT_TRUE(leftovers().isEmpty());
+}
+
+TEST_F(TranscodePhaseTest, FailuresLeaveNoFolderBehindAndRemoveTouchesOnlyPreviews)
+{
+    P preset = named("Review File");
+    preset.setFinish({ .burnTimecode = true, .burnText = {}, .channelMap = {} });
+    EXPECT_THROW(PreviewService::render(test::clips::audioOnly(media), preset, 0, false, {}, control), VantorError);
+    EXPECT_THROW(PreviewService::render(test::makeClip(media.file("untimed.mov"), test::clips::silentClip()), preset, 0, false, {}, control), VantorError);
+    const QString source = test::makeClip(media.file("tc.mov"), test::clips::silentClip("01:00:00:00"));
+    control.cancel();
+    EXPECT_THROW(PreviewService::render(source, preset, 0, true, {}, control), CancellationError);
+    EXPECT_TRUE(leftovers().isEmpty()) << leftovers().join(' ').toStdString();
+    const QString label = temporary.write(oddName + "/vantor-burn-keep/label.txt", "x");
+    PreviewService::remove(QFileInfo(label).path());
+    EXPECT_TRUE(QFileInfo::exists(label));
+    const QString preview = temporary.write(oddName + "/vantor-preview-1/Processed Frame.png", "x");
+    PreviewService::remove(QFileInfo(preview).path());
+    EXPECT_EQ(leftovers(), QStringList { "vantor-burn-keep" });
+}
+
+MediaInfo source(double seconds, qint64 width, qint64 height, const QString &rate, QList<qint64> channels)
+{
+    MediaInfo info;
+    info.duration = seconds, info.width = width, info.height = height, info.frameRate = rate;
+    info.audioChannels = channels;
+    for (qsizetype i = 0; i < channels.size(); ++i)
+        info.audioTracks << QString("Track %1").arg(i + 1);
+    return info;
+}
+
+TEST(SizeEstimates, FollowTheRatesOfTheCodecAndAudio)
+{
+    QLocale::setDefault(QLocale::c());
+    const MediaInfo hd = source(60, 1920, 1080, "30/1", { 2 }), two = source(100, 1920, 1080, "30/1", { 2, 6 });
+    const auto bitrate10 = [](P &p) { p.bitrateMbps = 10; };
+    for (const auto &[preset, info, estimate] : std::vector<std::tuple<P, MediaInfo, QString>> {
+             // ProRes Proxy at 1080p30 is 45 Mbit/s; 24-bit 48 kHz stereo PCM adds 2.304: 60 s × 47.304 Mbit/s.
+             { named("Editorial Proxy"), hd, "About 354.8 MB" },
+             { named("Editorial Proxy"), source(0, 1920, 1080, "30/1", { 2 }), "Unknown" },
+             { named("Review File"), hd, "Variable · Encode A Test Clip" },
+             // Half the width limit on a 3840×2160 source: s² = 1/4 of 4× the pixels; 25 fps: × 25/30.
+             { named("Editorial Proxy"), source(50, 3840, 2160, "25/1", {}), "About 234.4 MB" },
+             // 10 Mbit/s plus two AAC streams at 256 kbit/s for 100 s, or only the selected one.
+             { named("Review File", bitrate10), two, "About 131.4 MB" },
+             { named("Review File", [&](P &p) { bitrate10(p), p.setTuning({ .audioTrack = 1 }); }), two, "About 128.2 MB" },
+             // Passthrough audio is not counted; mono PCM wins over the source's six channels (4444 is 330).
+             { named("ProRes Master", [](P &p) { p.codec = Codec::dnxHQ, p.audio = AudioMode::passthrough; }), source(10, 1920, 1080, "30/1", { 2 }), "About 275.0 MB" },
+             { named("Archive Master", [](P &p) { p.channels = 1; }), source(8, 1920, 1080, "30/1", { 6 }), "About 331.2 MB" } })
+        EXPECT_EQ(PreviewService::estimatedSize(preset, info), estimate) << preset.name.toStdString();
+    QLocale::setDefault(QLocale::system());
+}
 
 } // namespace
 } // namespace vantor
