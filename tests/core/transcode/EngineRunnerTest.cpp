@@ -1,9 +1,9 @@
-// The engine runner against real child processes: small shell scripts stand in for the engine
-// where its behaviour has to be scripted.
+// The engine runner against real child processes (small shell scripts stand in for the engine
+// where its behaviour has to be scripted), and the probe: its reduction rules on ffprobe answers
+// written out here, then on real clips made with the values it must find.
 #include "ScopedEnvironment.h"
-#include "TempDir.h"
+#include "TranscodeTesting.h"
 #include "model/JobControl.h"
-#include "model/VantorError.h"
 #include "transcode/TranscodeService.h"
 
 #include <QFile>
@@ -33,15 +33,6 @@ protected:
     {
         return TranscodeService::run(script("engine", body), {}, control, [&](const QString &line) { lines << line; });
     }
-    QString failure(const QByteArray &body)
-    {
-        try {
-            run(body);
-        } catch (const VantorError &error) {
-            return error.message();
-        }
-        return "(accepted)";
-    }
 };
 
 // The state letter and user CPU ticks from /proc/PID/stat; '?' once the process is reaped.
@@ -52,8 +43,7 @@ std::pair<char, long long> processState(pid_t pid)
         return { '?', -1 };
     const QByteArray stat = file.readAll();
     const QList<QByteArray> fields = stat.mid(stat.lastIndexOf(')') + 2).split(' ');
-    const QByteArray state = fields.value(0);
-    return { state.isEmpty() ? '?' : state[0], fields.value(11).toLongLong() };
+    return { fields.value(0).isEmpty() ? '?' : fields[0][0], fields.value(11).toLongLong() };
 }
 
 template <typename Predicate> bool waitUntil(Predicate predicate)
@@ -78,33 +68,26 @@ TEST_F(EngineRunner, FailureCarriesStatusAndExactlyTheLast3500Characters)
         noise += QString("line %1 é\n").arg(i);
     noise.truncate(10000);
     dir.write("noise.txt", noise.toUtf8());
-    EXPECT_EQ(failure("cat \"$(dirname \"$0\")/noise.txt\"\nexit 1\n"), "Media engine failed (1).\n" + noise.right(3500));
+    EXPECT_EQ(test::refusal([&] { run("cat \"$(dirname \"$0\")/noise.txt\"\nexit 1\n"); }), "Media engine failed (1).\n" + noise.right(3500));
 }
 
-TEST_F(EngineRunner, LaunchFailureAndCancelBeforeLaunch)
+TEST_F(EngineRunner, LaunchFailureCancelBeforeLaunchAndAThrowingLineHandler)
 {
     EXPECT_THROW(TranscodeService::run(dir.file("absent"), {}, control, {}), std::system_error);
+    pid_t pid = 0;
+    EXPECT_THROW(TranscodeService::run(script("busy", "echo $$\nwhile :; do echo busy; done\n"), {}, control,
+                     [&](const QString &line) { pid = line.toInt(), throw std::runtime_error("handler failed"); }),
+        std::runtime_error);
+    ASSERT_GT(pid, 0);
+    EXPECT_EQ(processState(pid).first, '?'); // reaped, not left running or as a zombie
     control.cancel();
     EXPECT_THROW(run("touch \"$(dirname \"$0\")/started\"\n"), CancellationError);
     EXPECT_FALSE(QFile::exists(dir.file("started")));
 }
 
-TEST_F(EngineRunner, ALineHandlerThatThrowsStopsTheEngine)
-{
-    pid_t pid = 0;
-    EXPECT_THROW(TranscodeService::run(script("engine", "echo $$\nwhile :; do echo busy; done\n"), {}, control,
-                     [&](const QString &line) {
-                         pid = line.toInt();
-                         throw std::runtime_error("handler failed");
-                     }),
-        std::runtime_error);
-    ASSERT_GT(pid, 0);
-    EXPECT_EQ(processState(pid).first, '?'); // reaped, not left running or as a zombie
-}
-
 // The worker blocks SIGINT and SIGTERM as the command line's threads do; the engine must still
 // start with default dispositions and an empty mask so a cancel reaches it.
-TEST_F(EngineRunner, PausedEngineUsesNoCpuUntilResumedAndCancelEndsIt)
+TEST_F(EngineRunner, PausedEngineUsesNoCpuUntilResumedAndCancelEndsItEvenWhilePaused)
 {
     const QString engine = script("engine", "echo $$\nwhile :; do :; done\n");
     std::promise<pid_t> started;
@@ -125,6 +108,8 @@ TEST_F(EngineRunner, PausedEngineUsesNoCpuUntilResumedAndCancelEndsIt)
     EXPECT_EQ(processState(pid), std::make_pair('T', pausedTicks));
     control.resume();
     EXPECT_TRUE(waitUntil([&] { return processState(pid).second > pausedTicks; }));
+    control.pause(); // a cancel must also reach a stopped engine
+    ASSERT_TRUE(waitUntil([&] { return processState(pid).first == 'T'; }));
     control.cancel();
     // A deadlock guard, not a speed limit: an engine that inherited the blocked SIGTERM would never end.
     if (finished.wait_for(std::chrono::seconds(60)) != std::future_status::ready) {
@@ -135,22 +120,17 @@ TEST_F(EngineRunner, PausedEngineUsesNoCpuUntilResumedAndCancelEndsIt)
     EXPECT_EQ(processState(pid).first, '?');
 }
 
-TEST_F(EngineRunner, EnvironmentEngineWinsAndItsFolderSuppliesTheProbe)
+TEST_F(EngineRunner, EnvironmentEngineThenCustomPathThenSystemFolders)
 {
     script("engine/ffprobe", R"(echo '{"streams":[{"codec_type":"video","codec_name":"fake","width":64,"height":48}]}')");
     const QString ffmpeg = script("engine/ffmpeg", "exit 0\n");
     const QString custom = script("custom/ffmpeg", "exit 0\n");
-    script("custom/ffprobe", "exit 3\n");
-    test::ScopedEnvironment engine("VANTOR_ENGINE", ffmpeg.toUtf8());
-    EXPECT_EQ(TranscodeService::executable(custom, false), ffmpeg);
-    EXPECT_EQ(TranscodeService::executable(custom, true), dir.file("engine/ffprobe"));
-    EXPECT_EQ(TranscodeService::probe(dir.file("any.mov"), custom, control).codec, "fake");
-}
-
-TEST_F(EngineRunner, CustomPathThenSystemFolders)
-{
+    {
+        test::ScopedEnvironment engine("VANTOR_ENGINE", ffmpeg.toUtf8());
+        EXPECT_EQ(TranscodeService::executable(custom, false), ffmpeg);
+        EXPECT_EQ(TranscodeService::probe(dir.file("any.mov"), custom, control).codec, "fake"); // its folder supplies the probe
+    }
     test::ScopedEnvironment none("VANTOR_ENGINE", std::nullopt);
-    const QString custom = script("custom/ffmpeg", "exit 0\n");
     EXPECT_EQ(TranscodeService::executable(custom, false), custom);
     // No ffprobe beside the custom ffmpeg: the search goes on to the system's.
     EXPECT_EQ(TranscodeService::executable(custom, true), "/usr/bin/ffprobe");
@@ -158,6 +138,63 @@ TEST_F(EngineRunner, CustomPathThenSystemFolders)
     EXPECT_EQ(TranscodeService::executable(dir.write("plain/ffmpeg", "#!/bin/sh\n"), false), "/usr/bin/ffmpeg");
     test::ScopedEnvironment folder("VANTOR_ENGINE", dir.makeDir("folder/ffmpeg").toUtf8());
     EXPECT_EQ(TranscodeService::executable(QString(), false), "/usr/bin/ffmpeg");
+}
+
+MediaInfo reduce(const char *json) { return TranscodeService::mediaInfo(QByteArray(json), "clip.mov"); }
+
+TEST(MediaProbeRules, TimecodeAndReelLookupOrder)
+{
+    // Video stream tags before format tags; a later data stream only when neither has one.
+    EXPECT_EQ(reduce(R"({"streams":[{"codec_type":"video","tags":{"timecode":"01:00:00:00"}},
+        {"codec_type":"data","tags":{"timecode":"02:00:00:00"}}],"format":{"tags":{"timecode":"03:00:00:00"}}})").timecode,
+        QString("01:00:00:00"));
+    EXPECT_EQ(reduce(R"({"streams":[{"codec_type":"video"},{"codec_type":"data","tags":{"timecode":"02:00:00:00"}}],
+        "format":{"tags":{"timecode":"03:00:00:00"}}})").timecode, QString("03:00:00:00"));
+    EXPECT_EQ(reduce(R"({"streams":[{"codec_type":"video"},{"codec_type":"data","tags":{"timecode":"02:00:00:00"}}]})").timecode,
+        QString("02:00:00:00"));
+    EXPECT_FALSE(reduce(R"({"streams":[{"codec_type":"video"}]})").timecode);
+    // The reel the other way round: format tags first.
+    EXPECT_EQ(reduce(R"({"streams":[{"codec_type":"video","tags":{"reel_name":"B002"}}],
+        "format":{"tags":{"reel_name":"A001"}}})").reel, QString("A001"));
+    EXPECT_EQ(reduce(R"({"streams":[{"codec_type":"video","tags":{"reel_name":"B002"}}]})").reel, QString("B002"));
+}
+
+TEST(MediaProbeRules, UnnamedAudioStreamDurationAndNoiseAroundTheAnswer)
+{
+    const MediaInfo info = reduce(R"([mov @ 0x55e7] Referenced QT chapter track not found
+{"streams":[{"codec_type":"video","duration":"4.0"},
+        {"codec_type":"audio","codec_name":"pcm_s24le","channels":2,"channel_layout":"stereo","sample_rate":"48000"},
+        {"codec_type":"audio","channels":3}], "chapters":[{"id":0},{"id":1},{"id":2}]})");
+    EXPECT_EQ(info.audioTracks, (QStringList { "Track 1 · pcm_s24le · 2 ch", "Track 2 · Audio · 3 ch" }));
+    EXPECT_EQ(info.audioLayouts, (QStringList { "stereo", "Unspecified Layout" }));
+    EXPECT_EQ(info.audioSampleRates, (QStringList { "48000", "Unknown" }));
+    EXPECT_EQ(info.chapterCount, 3);
+    EXPECT_DOUBLE_EQ(info.duration, 4.0); // the stream's when the format has none
+    EXPECT_THROW(reduce("not json"), DecodingError);
+}
+
+TEST(MediaProbeClips, RealClipsRotationAndRefusals)
+{
+    test::TempDir folder;
+    JobControl control;
+    const auto probe = [&](const QString &path) { return TranscodeService::probe(path, QString(), control); };
+    const MediaInfo info = probe(test::clips::rich(folder));
+    // Codec, size, rate, channels, subtitles and chapters are probed on every output of the matrix.
+    EXPECT_EQ(info.timecode, QString("01:00:00:00"));
+    EXPECT_NEAR(info.duration, 0.5, 0.1);
+    EXPECT_EQ(info.audioTracks, (QStringList { "Track 1 · aac · 2 ch", "Track 2 · aac · 6 ch" }));
+    EXPECT_EQ(info.audioLayouts, (QStringList { "stereo", "5.1" }));
+    EXPECT_EQ(info.audioSampleRates, (QStringList { "48000", "44100" }));
+    // A display matrix turns the size; ffprobe reports it in the range -180..180.
+    for (const auto &[rotate, expected] : std::vector<std::pair<int, qint64>> { { 90, 90 }, { 270, -90 }, { 180, -180 } }) {
+        const MediaInfo turned = probe(test::clips::rotated(folder, rotate));
+        const bool sideways = rotate != 180;
+        EXPECT_EQ(std::make_tuple(turned.sourceRotation, turned.width, turned.height),
+            std::make_tuple(expected, sideways ? 180 : 320, sideways ? 320 : 180)) << rotate;
+    }
+    EXPECT_EQ(test::refusal([&] { probe(test::clips::audioOnly(folder)); }),
+        "No supported video stream in voice.m4a. Use Copy & organize for audio and sidecars.");
+    EXPECT_TRUE(test::refusal([&] { probe(folder.file("absent.mov")); }).startsWith("Media engine failed (1).\n"));
 }
 
 } // namespace

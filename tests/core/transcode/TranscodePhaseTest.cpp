@@ -1,74 +1,102 @@
-// The transcode phase with the real engine: what reaches the output's name, what is reported,
-// and that nothing else is left behind, whatever happens.
-#include "FramePixels.h"
-#include "SampleClips.h"
+// The transcode phase and previews with the real engine: what reaches the output's name, what is
+// reported, where burn-ins land, and that nothing else is left behind, whatever happens; then the
+// burn-in filters and the size estimate.
+#include "ChildProcess.h"
 #include "ScopedEnvironment.h"
+#include "TranscodeTesting.h"
 #include "ingest/MediaIngestService.h"
-#include "model/VantorError.h"
+#include "transcode/BurnInService.h"
 #include "transcode/PresetService.h"
+#include "transcode/PreviewService.h"
 #include "transcode/TranscodePhase.h"
 #include "transcode/TranscodeService.h"
 
 #include <QDir>
-#include <QFile>
+#include <QFileInfo>
+#include <QLocale>
 #include <algorithm>
-#include <future>
 #include <gtest/gtest.h>
-#include <mutex>
 
 namespace vantor {
 namespace {
 
-TEST(TranscodeProgress, ReadsOnlyOutTimeLines)
+TEST(TranscodePhaseRules, ProgressReadsOnlyOutTimeLines)
 {
-    EXPECT_DOUBLE_EQ(*TranscodeService::progressFraction("out_time_us=2500000", 10), 0.25);
-    EXPECT_DOUBLE_EQ(*TranscodeService::progressFraction("out_time_us=-5000", 10), 0.0);
-    EXPECT_DOUBLE_EQ(*TranscodeService::progressFraction("out_time_us=11000000", 10), 0.99);
-    for (const char *line : { "out_time_us=N/A", "out_time_ms=2500000", "frame=12" })
-        EXPECT_FALSE(TranscodeService::progressFraction(line, 10)) << line;
-    EXPECT_FALSE(TranscodeService::progressFraction("out_time_us=2500000", 0));
+    for (const auto &[line, duration, expected] : std::vector<std::tuple<const char *, double, std::optional<double>>> {
+             { "out_time_us=2500000", 10, 0.25 }, { "out_time_us=-5000", 10, 0.0 }, { "out_time_us=11000000", 10, 0.99 },
+             { "out_time_us=N/A", 10, {} }, { "out_time_ms=2500000", 10, {} }, { "frame=12", 10, {} }, { "out_time_us=2500000", 0, {} } })
+        EXPECT_EQ(TranscodeService::progressFraction(line, duration), expected) << line;
 }
 
-TEST(OutputValidation, ComparesDurationsWithinTolerance)
+TEST(TranscodePhaseRules, OutputValidationComparesDurationsWithinTolerance)
 {
     const QString discarded = "Output validation failed. The incomplete transcode was discarded.";
     const QString mismatch = "The output duration does not match the source. Output was not committed.";
     // source duration, output duration, output width, refusal
     for (const auto &[source, duration, width, message] : std::vector<std::tuple<double, double, qint64, QString>> {
-             { 100, 101.9, 1920, {} }, { 100, 102.1, 1920, mismatch }, { 10, 11.5, 1920, mismatch }, { 10, 9.0, 1920, {} },
-             { 0, 42, 1920, {} }, { 10, 10, 0, discarded }, { 0, 0, 1920, discarded } }) {
+             { 100, 101.9, 1920, "(accepted)" }, { 100, 102.1, 1920, mismatch }, { 10, 11.5, 1920, mismatch },
+             { 10, 9.0, 1920, "(accepted)" }, { 0, 42, 1920, "(accepted)" }, { 10, 10, 0, discarded }, { 0, 0, 1920, discarded } }) {
         MediaInfo output;
         output.width = width, output.duration = duration;
-        QString result;
-        try {
-            TranscodeService::validateOutput(output, source);
-        } catch (const VantorError &error) {
-            result = error.message();
-        }
-        EXPECT_EQ(result, message) << source << " " << duration;
+        EXPECT_EQ(test::refusal([&] { TranscodeService::validateOutput(output, source); }), message) << source << " " << duration;
     }
 }
 
-TranscodePreset proxy(const QString &burnPosition = {})
+using P = TranscodePreset;
+
+P named(const QString &name, const std::function<void(P &)> &change = [](P &) {})
 {
-    TranscodePreset preset = PresetService::defaults().first(); // Editorial Proxy: ProRes, mov, PCM
-    if (!burnPosition.isEmpty())
-        preset.setFinish({ .burnFilename = true, .burnTimecode = true, .burnText = {}, .burnPosition = burnPosition, .burnSize = 12, .channelMap = {} });
-    return preset;
+    for (P preset : PresetService::defaults())
+        if (preset.name == name)
+            return change(preset), preset;
+    ADD_FAILURE() << "no preset " << name.toStdString();
+    return {};
 }
 
+// Editorial Proxy (ProRes, mov, PCM), with filename and timecode burned in at `position`.
+P proxy(const QString &position = {})
+{
+    return named("Editorial Proxy", [&](P &p) {
+        if (!position.isEmpty())
+            p.setFinish({ .burnFilename = true, .burnTimecode = true, .burnText = {}, .burnPosition = position, .burnSize = 12, .channelMap = {} });
+    });
+}
+
+// The first frame of an image or video as 8-bit gray, row by row.
+QByteArray grayFrame(const QString &path)
+{
+    return test::runProgram("ffmpeg", { "-v", "error", "-i", path, "-frames:v", "1", "-f", "rawvideo", "-pix_fmt", "gray", "-" }).out;
+}
+
+// The burn-in position naming the region of a 320×180 frame around the centre of the pixels
+// where two frames differ by more than compression noise; empty when none do.
+QString changedRegion(const QByteArray &a, const QByteArray &b)
+{
+    if (a.size() != 320 * 180 || b.size() != a.size())
+        return "frames of the wrong size";
+    qint64 x = 0, y = 0, count = 0;
+    for (int i = 0; i < a.size(); ++i)
+        if (std::abs(int(quint8(a[i])) - int(quint8(b[i]))) > 40)
+            x += i % 320, y += i / 320, ++count;
+    if (count == 0)
+        return {};
+    const QString name = QStringList { "Top ", "Middle ", "Bottom " }[3 * y / count / 180] + QStringList { "Left", "Center", "Right" }[3 * x / count / 320];
+    return name == "Middle Center" ? "Center" : name;
+}
+
+// Temporary files go to a folder of the test's own, named with characters the filter syntax
+// would split on, so what outlives a run shows and label paths must be escaped.
 class TranscodePhaseTest : public testing::Test {
 protected:
     test::TempDir media, out, temporary;
-    test::TempDir engineDir; // made before TMPDIR points at `temporary`
-    test::ScopedEnvironment tmpdir { "TMPDIR", temporary.path().toUtf8() };
+    const QString oddName = "it's: a, [odd]; dir\\";
+    const QString oddTemporary = temporary.makeDir(oddName);
+    test::ScopedEnvironment tmpdir { "TMPDIR", oddTemporary.toUtf8() };
     JobControl control;
 
     QString clip(double seconds, const QString &name = "clip.mov")
     {
-        test::ClipSpec settings = test::clips::silentClip("01:00:00:00");
-        settings.seconds = seconds;
-        return test::makeClip(media.file(name), settings);
+        return test::makeClip(media.file(name), test::clips::silentClip("01:00:00:00", seconds));
     }
     MediaJob job(const QString &source, const TranscodePreset &preset, const QString &name = "clip.mov")
     {
@@ -82,16 +110,16 @@ protected:
         QStringList files = test::listTree(out.path());
         files.removeIf([](const QString &entry) { return entry.endsWith('/'); });
         EXPECT_EQ(files, outputs);
-        EXPECT_TRUE(QDir(temporary.path()).isEmpty());
+        EXPECT_EQ(leftovers(), QStringList {});
     }
-    QString refusal(const MediaJob &bad)
+    QStringList leftovers() const { return QDir(oddTemporary).entryList(QDir::AllEntries | QDir::NoDotAndDotDot); }
+    BurnInAssets prepare(const FinishingOptions &finish, const std::optional<QString> &timecode, const QString &rate = "25/1",
+        const QString &frameRate = "Source")
     {
-        try {
-            TranscodeService::transcode(bad, {}, control, {});
-        } catch (const VantorError &error) {
-            return error.message();
-        }
-        return "(accepted)";
+        const P preset = named("Editorial Proxy", [&](P &p) { p.setFinish(finish), p.setTuning({ .frameRate = frameRate }); });
+        MediaInfo info;
+        info.width = 320, info.height = 180, info.duration = 1, info.frameRate = rate, info.timecode = timecode;
+        return BurnInService::prepare("/media/A001/A001C003.mov", preset, info);
     }
 };
 
@@ -102,75 +130,143 @@ TEST_F(TranscodePhaseTest, PublishesAValidatedOutputAndReportsCompletionLast)
     TranscodeService::transcode(transcodeJob, {}, control, [&](double fraction) { reported.push_back(fraction); });
     ASSERT_GE(reported.size(), 2u);
     EXPECT_EQ(reported.back(), 1.0);
-    reported.pop_back();
-    EXPECT_TRUE(std::all_of(reported.begin(), reported.end(), [](double f) { return f >= 0 && f <= 0.99; }));
+    EXPECT_TRUE(std::all_of(reported.begin(), reported.end() - 1, [](double f) { return f >= 0 && f <= 0.99; }));
     const MediaInfo info = TranscodeService::probe(*transcodeJob.outputDestination, {}, control);
-    EXPECT_EQ(info.codec, "prores");
+    EXPECT_EQ(std::make_tuple(info.codec, info.timecode), std::make_tuple(QString("prores"), std::optional<QString>("01:00:00:00")));
     EXPECT_NEAR(info.duration, 2.0, 0.1);
-    EXPECT_EQ(info.timecode, QString("01:00:00:00"));
     expectOnly({ "day1/clip_PROXY.mov" });
 }
 
-TEST_F(TranscodePhaseTest, EncodesTheVerifiedCopyWhenThereIsOne)
+// Encodes the verified copy when there is one: the card may be out by now.
+TEST_F(TranscodePhaseTest, EncodesTheVerifiedCopyAndRefusesAChangedSourceOrMissingSettings)
 {
     MediaJob copied = job(clip(2.0), proxy());
     copied.copyDestination = clip(1.0, "copy.mov");
-    copied.source = media.file("card/gone.mov"); // the card may be out by now
+    copied.source = media.file("card/gone.mov");
     TranscodeService::transcode(copied, {}, control, {});
     EXPECT_NEAR(TranscodeService::probe(*copied.outputDestination, {}, control).duration, 1.0, 0.1);
-}
-
-TEST_F(TranscodePhaseTest, RefusesAChangedSourceOrMissingSettings)
-{
-    MediaJob changed = job(clip(0.5), proxy("Center"));
+    MediaJob changed = job(clip(0.5), proxy("Center"), "changed.mov");
     changed.bytes += 1;
-    EXPECT_NE(refusal(changed), "(accepted)");
-    MediaJob bare = job(clip(0.5), proxy());
+    EXPECT_NE(test::refusal([&] { TranscodeService::transcode(changed, {}, control, {}); }), "(accepted)");
+    MediaJob bare = job(clip(0.5), proxy(), "bare.mov");
     bare.preset.reset();
-    EXPECT_EQ(refusal(bare), "Missing transcode settings.");
-    expectOnly({});
+    EXPECT_EQ(test::refusal([&] { TranscodeService::transcode(bare, {}, control, {}); }), "Missing transcode settings.");
+    expectOnly({ "day1/clip.mov" });
 }
 
-// The engine reads its input in real time here, so the encode is still running when paused.
-TEST_F(TranscodePhaseTest, CancelWhilePausedLeavesNothing)
-{
-    const QString engine = engineDir.write("ffmpeg", "#!/bin/sh\nexec /usr/bin/ffmpeg -re \"$@\"\n");
-    QFile::setPermissions(engine, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    QFile::link("/usr/bin/ffprobe", engineDir.file("ffprobe"));
-    test::ScopedEnvironment variable("VANTOR_ENGINE", engine.toUtf8());
-    const MediaJob slow = job(clip(20.0), proxy("Top Left"));
-    std::promise<void> started;
-    std::once_flag once;
-    auto running = std::async(std::launch::async, [&] {
-        TranscodeService::transcode(slow, {}, control, [&](double fraction) {
-            if (fraction > 0)
-                std::call_once(once, [&] { started.set_value(); });
-        });
-    });
-    ASSERT_EQ(started.get_future().wait_for(std::chrono::seconds(60)), std::future_status::ready);
-    control.pause();
-    control.cancel();
-    EXPECT_THROW(running.get(), CancellationError);
-    expectOnly({});
-}
+class BurnIns : public TranscodePhaseTest, public testing::WithParamInterface<QString> { };
 
-class EncodedBurnIns : public TranscodePhaseTest, public testing::WithParamInterface<QString> { };
-
-TEST_P(EncodedBurnIns, LandWhereThePositionSays)
+// The clip's name carries characters the filter syntax would split on too.
+TEST_P(BurnIns, LandWhereThePositionSaysInAPreviewAndAnEncode)
 {
-    const QString source = clip(0.2);
+    const QString source = clip(0.2, "it's [a], b; c.mov");
+    const auto preview = [&](const TranscodePreset &preset) {
+        const QString frame = PreviewService::render(source, preset, 0.1, false, {}, control);
+        const QByteArray gray = grayFrame(frame);
+        PreviewService::remove(QFileInfo(frame).path());
+        return gray;
+    };
+    EXPECT_EQ(changedRegion(preview(proxy()), preview(proxy(GetParam()))), GetParam());
     MediaJob plain = job(source, proxy(), "plain.mov");
     MediaJob burned = job(source, proxy(GetParam()), "burned.mov");
     TranscodeService::transcode(plain, {}, control, {});
     TranscodeService::transcode(burned, {}, control, {});
-    EXPECT_EQ(test::pixels::changedRegion(test::pixels::grayFrame(*plain.outputDestination),
-                  test::pixels::grayFrame(*burned.outputDestination), 320, 180),
-        GetParam());
+    EXPECT_EQ(changedRegion(grayFrame(*plain.outputDestination), grayFrame(*burned.outputDestination)), GetParam());
     expectOnly({ "day1/burned.mov", "day1/plain.mov" });
 }
 
-INSTANTIATE_TEST_SUITE_P(Seven, EncodedBurnIns, testing::ValuesIn(test::pixels::positions()),
+INSTANTIATE_TEST_SUITE_P(Seven, BurnIns,
+    testing::Values("Top Left", "Top Center", "Top Right", "Center", "Bottom Left", "Bottom Center", "Bottom Right"),
     [](const auto &info) { return QString(info.param).remove(' ').toStdString(); });
+
+TEST_F(TranscodePhaseTest, BurnInLabelFileTimecodeBesideItAndRefusalsLeaveNoFolder)
+{
+    const BurnInAssets assets = prepare({ .burnFilename = true, .burnTimecode = true, .burnText = "Client cut", .channelMap = {} }, QString("10:00:00;00"), "30000/1001");
+    ASSERT_TRUE(assets.directory.has_value());
+    EXPECT_TRUE(QDir(*assets.directory).dirName().startsWith("vantor-burn-"));
+    const QString label = *assets.directory + "/label.txt";
+    EXPECT_EQ(test::readFile(label), "A001C003.mov\nClient cut");
+    const QString font = "drawtext=fontfile=" + BurnInService::fontFile()
+        + ":fontsize=28:fontcolor=white:box=1:boxcolor=black@0.55:boxborderw=8:x=24:y=";
+    // Two label lines at size 28 push the timecode 72 pixels away from the edge.
+    // The label's path escaped for the option parser (\ ' :), then its quotes for the graph parser.
+    const QString quoted = temporary.path() + "/it\\'\\''s\\: a, [odd]; dir\\\\/" + QDir(*assets.directory).dirName() + "/label.txt";
+    EXPECT_EQ(assets.filters, (QStringList { font + "h-th-24:textfile='" + quoted + "':expansion=none",
+                                  font + "h-th-24-72:timecode='10\\:00\\:00;00':timecode_rate=29.97002997" }));
+    assets.cleanup();
+    EXPECT_TRUE(leftovers().isEmpty());
+    // Timecode alone needs no folder, sits at the edge and follows the preset's frame rate.
+    const BurnInAssets timecode = prepare({ .burnTimecode = true, .burnText = {}, .burnPosition = "Top Left", .channelMap = {} }, QString("00:59:59:00"), "0/0", "50");
+    EXPECT_FALSE(timecode.directory.has_value());
+    ASSERT_EQ(timecode.filters.size(), 1);
+    EXPECT_TRUE(timecode.filters[0].contains(":y=24+0:timecode=")) << timecode.filters[0].toStdString();
+    EXPECT_TRUE(timecode.filters[0].endsWith("timecode_rate=50"));
+    EXPECT_TRUE(prepare({}, std::nullopt).filters.isEmpty());
+    // Refused after the label was written: its folder must go with the error.
+    const QString noTimecode = "Timecode burn-in requires source timecode. Disable it for clips without timecode.";
+    for (const auto &[timecode, rate, message] : std::vector<std::tuple<std::optional<QString>, QString, QString>> {
+             { std::nullopt, "25/1", noTimecode }, { "1:00:00:00", "25/1", noTimecode }, { "01:00:00:00:00", "25/1", noTimecode },
+             { "01:00:00:00", "0/0", "Cannot determine the frame rate for timecode burn-in." } }) {
+        EXPECT_EQ(test::refusal([&] { prepare({ .burnFilename = true, .burnTimecode = true, .burnText = {}, .burnPosition = "Center", .channelMap = {} }, timecode, rate); }), message);
+        EXPECT_TRUE(leftovers().isEmpty());
+    }
+}
+
+TEST_F(TranscodePhaseTest, PreviewsAreAtMost1280WideFailuresLeaveNoFolderAndRemoveTouchesOnlyPreviews)
+{
+    const QString wide = test::makeClip(media.file("wide.mp4"), { .width = 1920, .height = 1080, .seconds = 0.4, .audioChannels = 0 });
+    const QString frame = PreviewService::render(wide, named("ProRes Master"), 30, false, {}, control);
+    EXPECT_EQ(QFileInfo(frame).fileName(), "Processed Frame.png");
+    const MediaInfo still = TranscodeService::probe(frame, {}, control);
+    EXPECT_EQ(std::make_pair(still.width, still.height), std::make_pair(qint64(1280), qint64(720)));
+    PreviewService::remove(QFileInfo(frame).path());
+    P preset = named("Review File");
+    preset.setFinish({ .burnTimecode = true, .burnText = {}, .channelMap = {} });
+    EXPECT_THROW(PreviewService::render(test::clips::audioOnly(media), preset, 0, false, {}, control), VantorError);
+    EXPECT_THROW(PreviewService::render(test::makeClip(media.file("untimed.mov"), test::clips::silentClip()), preset, 0, false, {}, control), VantorError);
+    const QString source = test::makeClip(media.file("tc.mov"), test::clips::silentClip("01:00:00:00"));
+    control.cancel();
+    EXPECT_THROW(PreviewService::render(source, preset, 0, true, {}, control), CancellationError);
+    EXPECT_TRUE(leftovers().isEmpty()) << leftovers().join(' ').toStdString();
+    const QString label = temporary.write(oddName + "/vantor-burn-keep/label.txt", "x");
+    PreviewService::remove(QFileInfo(label).path());
+    EXPECT_TRUE(QFileInfo::exists(label));
+    const QString preview = temporary.write(oddName + "/vantor-preview-1/Processed Frame.png", "x");
+    PreviewService::remove(QFileInfo(preview).path());
+    EXPECT_EQ(leftovers(), QStringList { "vantor-burn-keep" });
+}
+
+MediaInfo source(double seconds, qint64 width, qint64 height, const QString &rate, QList<qint64> channels)
+{
+    MediaInfo info;
+    info.duration = seconds, info.width = width, info.height = height, info.frameRate = rate;
+    info.audioChannels = channels;
+    for (qsizetype i = 0; i < channels.size(); ++i)
+        info.audioTracks << QString("Track %1").arg(i + 1);
+    return info;
+}
+
+TEST(SizeEstimates, FollowTheRatesOfTheCodecAndAudio)
+{
+    QLocale::setDefault(QLocale::c());
+    const MediaInfo hd = source(60, 1920, 1080, "30/1", { 2 }), two = source(100, 1920, 1080, "30/1", { 2, 6 });
+    const auto bitrate10 = [](P &p) { p.bitrateMbps = 10; };
+    for (const auto &[preset, info, estimate] : std::vector<std::tuple<P, MediaInfo, QString>> {
+             // ProRes Proxy at 1080p30 is 45 Mbit/s; 24-bit 48 kHz stereo PCM adds 2.304: 60 s × 47.304 Mbit/s.
+             { named("Editorial Proxy"), hd, "About 354.8 MB" },
+             { named("Editorial Proxy"), source(0, 1920, 1080, "30/1", { 2 }), "Unknown" },
+             { named("Review File"), hd, "Variable · Encode A Test Clip" },
+             // Half the width limit on a 3840×2160 source: s² = 1/4 of 4× the pixels; 25 fps: × 25/30.
+             { named("Editorial Proxy"), source(50, 3840, 2160, "25/1", {}), "About 234.4 MB" },
+             // 10 Mbit/s plus two AAC streams at 256 kbit/s for 100 s, or only the selected one.
+             { named("Review File", bitrate10), two, "About 131.4 MB" },
+             { named("Review File", [&](P &p) { bitrate10(p), p.setTuning({ .audioTrack = 1 }); }), two, "About 128.2 MB" },
+             // Passthrough audio is not counted; mono PCM wins over the source's six channels (4444 is 330).
+             { named("ProRes Master", [](P &p) { p.codec = Codec::dnxHQ, p.audio = AudioMode::passthrough; }), source(10, 1920, 1080, "30/1", { 2 }), "About 275.0 MB" },
+             { named("Archive Master", [](P &p) { p.channels = 1; }), source(8, 1920, 1080, "30/1", { 6 }), "About 331.2 MB" } })
+        EXPECT_EQ(PreviewService::estimatedSize(preset, info), estimate) << preset.name.toStdString();
+    QLocale::setDefault(QLocale::system());
+}
 
 } // namespace
 } // namespace vantor
