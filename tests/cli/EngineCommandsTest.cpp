@@ -1,3 +1,4 @@
+// vantor probe and vantor presets, run as the real binary.
 #include "ChildProcess.h"
 #include "ClipMaker.h"
 #include "TempDir.h"
@@ -21,22 +22,10 @@ TEST(ProbeCommand, PrintsOneObjectPerFileKeyedByFieldName)
                                "codec", "duration", "frameRate", "height", "sourceRotation", "subtitleTracks", "timecode", "width" }));
     EXPECT_EQ(info.value("width").toInt(), 320);
     EXPECT_EQ(info.value("timecode").toString(), "01:00:00:00");
-    EXPECT_EQ(info.value("audioTracks").toArray().first().toString(), "Track 1 · aac · 2 ch");
+    EXPECT_EQ(info.value("audioTracks").toArray(), QJsonArray { "Track 1 · aac · 2 ch" });
     const test::ProcessResult two = test::runVantor({ "probe", clip, clip });
     ASSERT_EQ(two.exitCode, 0);
     EXPECT_EQ(JsonCodec::parse(two.out).toArray(), (QJsonArray { info, info }));
-}
-
-TEST(ProbeCommand, RefusalsAndUsage)
-{
-    test::TempDir dir;
-    const QString voice = dir.file("voice.m4a");
-    ASSERT_TRUE(test::runFfmpeg({ "-f", "lavfi", "-i", "sine=duration=0.2", voice }));
-    const test::ProcessResult refused = test::runVantor({ "probe", voice });
-    EXPECT_EQ(refused.exitCode, 1);
-    EXPECT_TRUE(refused.out.isEmpty());
-    EXPECT_EQ(refused.errText(), "vantor: No supported video stream in voice.m4a. Use Copy & organize for audio and sidecars.\n");
-    EXPECT_EQ(test::runVantor({ "probe" }).exitCode, 2);
 }
 
 TEST(PresetsCommand, ListsBuiltInsAsAlignedColumnsOrJsonRecords)
@@ -49,9 +38,7 @@ TEST(PresetsCommand, ListsBuiltInsAsAlignedColumnsOrJsonRecords)
     EXPECT_EQ(lines[1], "Editorial Proxy    ProRes Proxy   mov        1920       PCM    _PROXY");
     EXPECT_EQ(lines[7], "Archive Master     ProRes 4444    mov        none       PCM    _ARCHIVE");
 
-    const test::ProcessResult json = test::runVantor({ "presets", "--json" });
-    ASSERT_EQ(json.exitCode, 0);
-    const QJsonArray records = JsonCodec::parse(json.out).toArray();
+    const QJsonArray records = JsonCodec::parse(test::runVantor({ "presets", "--json" }).out).toArray();
     const QList<TranscodePreset> builtIns = PresetService::defaults();
     ASSERT_EQ(records.size(), builtIns.size());
     for (qsizetype i = 0; i < records.size(); ++i) {
@@ -59,7 +46,6 @@ TEST(PresetsCommand, ListsBuiltInsAsAlignedColumnsOrJsonRecords)
         decoded.id = builtIns[i].id; // identities are fresh on every listing
         EXPECT_EQ(decoded, builtIns[i]);
     }
-    EXPECT_EQ(test::runVantor({ "presets", "extra" }).exitCode, 2);
 }
 
 } // namespace
