@@ -1,40 +1,30 @@
-#include "ChildProcess.h"
-#include "TempDir.h"
-#include "model/StateStore.h"
+// vantor queue.
+#include "CliTest.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <gtest/gtest.h>
 
 using namespace vantor;
 using namespace vantor::test;
 
 namespace {
 
-class QueueCommandTest : public ::testing::Test {
+class QueueCommand : public CliTest {
 protected:
-    QueueCommandTest()
+    QueueCommand()
     {
-        environment.insert("VANTOR_SUPPORT_DIR", dir.file("support"));
         dir.write("card/A001/CLIP/one.mov", randomBytes(3000, 1));
         dir.write("card/A001/CLIP/two.mov", randomBytes(5000, 2));
         dir.write("card/A001/sidecar.xml", "<xml/>");
         dir.write("card/A001/.hidden", "x");
-        dir.makeDir("project");
     }
-
-    ProcessResult vantor(const QStringList &arguments) { return runVantor(arguments, environment); }
     ProcessResult add(const QStringList &options = {})
     {
-        return vantor(QStringList{"queue", "add", "copy", "--root", dir.file("project")} + options + QStringList{dir.file("card/A001")});
+        return vantor(QStringList{"queue", "add", "copy", "--root", dir.makeDir("project")} + options + QStringList{dir.file("card/A001")});
     }
-    AppState stored() { return StateStore::load(dir.file("support")); }
-
-    TempDir dir;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
 };
 
-TEST_F(QueueCommandTest, AddListRunAndReport)
+TEST_F(QueueCommand, AddListRunAndReport)
 {
     const ProcessResult added = add({"--folder", "02_FOOTAGE/ORIGINALS"});
     ASSERT_EQ(added.exitCode, 0) << added.errText().toStdString();
@@ -66,7 +56,7 @@ TEST_F(QueueCommandTest, AddListRunAndReport)
     EXPECT_EQ(stored().jobs.size(), 6u);
 }
 
-TEST_F(QueueCommandTest, ChangesByIdPrefixAndInBulk)
+TEST_F(QueueCommand, ChangesByIdPrefixAndInBulk)
 {
     const QStringList ids = add({"--no-verify"}).outText().split('\n', Qt::SkipEmptyParts);
     ASSERT_EQ(ids.size(), 3);

@@ -1,45 +1,16 @@
-// vantor --self-test, run as the real binary against disposable folders.
-#include "ChildProcess.h"
-#include "TempDir.h"
+// vantor --self-test against disposable folders.
+#include "CliTest.h"
 
-#include <QFile>
 #include <QRegularExpression>
-#include <gtest/gtest.h>
 #include <functional>
 
 namespace vantor {
 namespace {
 
-using test::TempDir;
-
 const QString verdict = "FAIL Native queue integration: ";
 
-class SelfTest : public ::testing::Test {
+class SelfTest : public test::CliTest {
 public:
-    TempDir dir;
-    QString home = dir.makeDir("home"), temporary = dir.makeDir("tmp"), support = dir.file("support");
-    QProcessEnvironment environment = [this] {
-        QProcessEnvironment variables = QProcessEnvironment::systemEnvironment();
-        for (const char *name : {"VANTOR_ENGINE", "XDG_DATA_HOME", "XDG_CONFIG_HOME"})
-            variables.remove(name);
-        variables.insert("HOME", home);
-        variables.insert("TMPDIR", temporary);
-        variables.insert("VANTOR_SUPPORT_DIR", support);
-        return variables;
-    }();
-
-    QString script(const QString &name, const QByteArray &body)
-    {
-        const QString path = dir.write(name, "#!/bin/bash\n" + body);
-        QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-        return path;
-    }
-    // The given ffmpeg script as the engine, the real ffprobe beside it.
-    void useEngine(const QByteArray &body)
-    {
-        environment.insert("VANTOR_ENGINE", script("engine/ffmpeg", body));
-        QFile::link("/usr/bin/ffprobe", dir.file("engine/ffprobe"));
-    }
     // `wrapper`, when given, runs vantor (e.g. in a mount namespace of its own).
     test::ProcessResult selfTest(const QString &wrapper = {})
     {
@@ -75,7 +46,7 @@ struct BrokenEngine {
 
 void PrintTo(const BrokenEngine &engine, std::ostream *out) { *out << engine.name; }
 
-class BrokenEngines : public SelfTest, public ::testing::WithParamInterface<BrokenEngine> {};
+class BrokenEngines : public SelfTest, public testing::WithParamInterface<BrokenEngine> {};
 
 TEST_P(BrokenEngines, EndWithOneFailLine)
 {
@@ -90,7 +61,7 @@ TEST_P(BrokenEngines, EndWithOneFailLine)
     EXPECT_FALSE(QFile::exists(support + "/projects/QueueSmoke/02_FOOTAGE/PROXIES/A001_C001_PROXY.mov"));
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, BrokenEngines, ::testing::Values(
+INSTANTIATE_TEST_SUITE_P(Cases, BrokenEngines, testing::Values(
     BrokenEngine{"MissingEngine", [](SelfTest &test) {
         // The system's own ffmpeg is hidden in a mount namespace of this run alone.
         return test.script("hide.sh",

@@ -1,18 +1,12 @@
-// vantor ingest and vantor watch, run as the real binary.
-#include "ChildProcess.h"
+// vantor ingest and vantor watch.
+#include "CliTest.h"
 #include "ClipMaker.h"
-#include "TempDir.h"
-
 #include "ingest/MediaIngestService.h"
-#include "model/StateStore.h"
 
-#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QJsonObject>
 #include <QProcess>
 #include <QTest>
-#include <gtest/gtest.h>
 #include <csignal>
 
 using namespace vantor;
@@ -20,39 +14,29 @@ using namespace vantor::test;
 
 namespace {
 
-// Every command here runs on a private support folder and private user defaults.
-class WorkspaceCommands : public ::testing::Test {
+class WorkspaceCommands : public CliTest {
 protected:
-    TempDir support, config, media;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-
-    void SetUp() override
+    ProcessResult vantor(const QString &command, const QStringList &arguments = {}) const
     {
-        environment.insert("VANTOR_SUPPORT_DIR", support.path());
-        environment.insert("XDG_CONFIG_HOME", config.path());
+        return CliTest::vantor(command.split(u' ') + arguments);
     }
-    ProcessResult vantor(const QString &command, const QStringList &arguments = {})
-    {
-        return runVantor(command.split(u' ') + arguments, environment);
-    }
-    AppState state() { return StateStore::load(support.path()); }
 };
 
 // Waits for the real copy and transcode phases on main.
 TEST_F(WorkspaceCommands, IngestOfACardWithRenamingIntoAProject)
 {
-    media.makeDir("A001/CLIP");
-    makeClip(media.file("A001/CLIP/A001C001.mov"));
-    makeClip(media.file("A001/CLIP/A001C002.mov"));
-    media.write("A001/CLIP/A001C001.XML", "<clip/>");
-    media.write("A001/.DS_Store", "finder");
-    const QString project = media.makeDir("Doc"), card = media.file("A001");
+    dir.makeDir("A001/CLIP");
+    makeClip(dir.file("A001/CLIP/A001C001.mov"));
+    makeClip(dir.file("A001/CLIP/A001C002.mov"));
+    dir.write("A001/CLIP/A001C001.XML", "<clip/>");
+    dir.write("A001/.DS_Store", "finder");
+    const QString project = dir.makeDir("Doc"), card = dir.file("A001");
 
     const ProcessResult result = vantor("ingest --rename {PROJECT}_{ORIGINAL}_{COUNTER} --project", {project, card});
     ASSERT_EQ(result.exitCode, 0) << result.errText().toStdString();
 
     // The previewed names, counted in the scan's order; the sidecar is copied, never transcoded.
-    const TranscodePreset preset = state().presets.front();
+    const TranscodePreset preset = stored().presets.front();
     QStringList expected;
     int counter = 0;
     for (const SourceFile &source : MediaIngestService::scan({card})) {
@@ -67,20 +51,20 @@ TEST_F(WorkspaceCommands, IngestOfACardWithRenamingIntoAProject)
     files.removeIf([](const QString &entry) { return entry.endsWith(u'/'); });
     expected.sort();
     EXPECT_EQ(files, expected);
-    for (const MediaJob &job : state().jobs)
+    for (const MediaJob &job : stored().jobs)
         EXPECT_EQ(job.status, JobStatus::complete) << job.source.toStdString();
 }
 
 TEST_F(WorkspaceCommands, IngestQueuesThePlanFromItsOptions)
 {
-    media.write("A001/CLIP/C1.mov", "video");
-    media.write("A001/CLIP/C1.XML", "xml");
-    const QString project = media.makeDir("Doc");
+    dir.write("A001/CLIP/C1.mov", "video");
+    dir.write("A001/CLIP/C1.XML", "xml");
+    const QString project = dir.makeDir("Doc");
     const ProcessResult queued = vantor("ingest --operation copy --flat --no-verify --copy-folder CARDS/{PROJECT} --no-start --project",
-                                        {project, media.file("A001")});
+                                        {project, dir.file("A001")});
     ASSERT_EQ(queued.exitCode, 0) << queued.errText().toStdString();
     EXPECT_EQ(queued.outText(), "2 jobs queued\n");
-    const AppState after = state();
+    const AppState after = stored();
     ASSERT_EQ(after.jobs.size(), 2u);
     for (const MediaJob &job : after.jobs) {
         EXPECT_EQ(std::make_tuple(job.status, job.operation, job.checksum), std::make_tuple(JobStatus::waiting, JobOperation::copy, std::nullopt));
@@ -90,7 +74,7 @@ TEST_F(WorkspaceCommands, IngestQueuesThePlanFromItsOptions)
 
 TEST_F(WorkspaceCommands, WatchRulesFromTheCommandLine)
 {
-    const ProcessResult added = vantor("watch add", {media.makeDir("In"), media.makeDir("Out"), "-p", "Review File"});
+    const ProcessResult added = vantor("watch add", {dir.makeDir("In"), dir.makeDir("Out"), "-p", "Review File"});
     ASSERT_EQ(added.exitCode, 0) << added.errText().toStdString();
     const QString id = added.outText().trimmed();
     const auto rule = [&] { return QJsonDocument::fromJson(vantor("watch list --json").out).array().at(0); };
@@ -102,21 +86,21 @@ TEST_F(WorkspaceCommands, WatchRulesFromTheCommandLine)
     EXPECT_EQ(vantor("watch disable", {id}).exitCode, 0);
     EXPECT_FALSE(rule()[u"enabled"].toBool());
     EXPECT_EQ(vantor("watch remove", {id}).exitCode, 0);
-    EXPECT_TRUE(state().watches.empty());
+    EXPECT_TRUE(stored().watches.empty());
 }
 
-// A second process that would change the queue is refused while the first holds it, and may
-// go on once the first is stopped (SIGTERM ends it with 130).
-TEST_F(WorkspaceCommands, OneProcessHoldsTheQueueAndAnInterruptSavesIt)
+// A second process that would change the queue is refused while the first holds it, and goes on
+// once the first is stopped (SIGTERM ends it with 130).
+TEST_F(WorkspaceCommands, OneProcessHoldsTheQueue)
 {
     QProcess runner;
     runner.setProcessEnvironment(environment);
     runner.start(vantorPath(), {"watch", "run"});
     ASSERT_TRUE(runner.waitForStarted());
     // The queue writes its state once it holds the lock.
-    ASSERT_TRUE(QTest::qWaitFor([&] { return QFileInfo::exists(support.file("state.json")); }, 10000));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return QFileInfo::exists(support + "/state.json"); }, 10000));
 
-    const QStringList ingest{media.makeDir("Doc"), media.write("a.mov", "v")};
+    const QStringList ingest{dir.makeDir("Doc"), dir.write("a.mov", "v")};
     const ProcessResult second = vantor("ingest --no-start --project", ingest);
     EXPECT_EQ(second.exitCode, 1);
     EXPECT_TRUE(second.errText().startsWith(QString("vantor: Another Vantor process (pid %1) is using the queue").arg(runner.processId())))

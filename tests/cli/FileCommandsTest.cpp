@@ -1,21 +1,20 @@
-// vantor scan and vantor copy, run as the real binary.
-#include "ChildProcess.h"
-#include "TempDir.h"
+// vantor hash, vantor scan and vantor copy.
+#include "CliTest.h"
 
-#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
 #include <QStorageInfo>
 #include <QThread>
-#include <gtest/gtest.h>
 #include <csignal>
 #include <unistd.h>
 
 using namespace vantor::test;
 
 namespace {
+
+class FileCommands : public CliTest {};
 
 void expectFailure(const ProcessResult &result, const QString &message)
 {
@@ -24,36 +23,55 @@ void expectFailure(const ProcessResult &result, const QString &message)
     EXPECT_EQ(result.errText(), "vantor: " + message + '\n');
 }
 
-TEST(ScanCommand, TextAndJsonListingsAndRefusals)
+TEST_F(FileCommands, HashPrintsOneLinePerFileAndEachUnreadableFileOnStderr)
 {
-    TempDir dir;
+    const QString abc = dir.write("abc", "abc"), empty = dir.write("my clip.mov", {});
+    const std::tuple<QStringList, QString, QString> cases[] = {
+        {{}, "44bc2cf5ad770999", "ef46db3751d8e999"},
+        {{"-a", "MD5"}, "900150983cd24fb0d6963f7d28e17f72", "d41d8cd98f00b204e9800998ecf8427e"},
+        {{"--algorithm=SHA-256"}, "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad",
+         "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855"},
+    };
+    for (const auto &[options, abcDigest, emptyDigest] : cases) {
+        const ProcessResult result = vantor(QStringList{"hash"} + options + QStringList{abc, empty});
+        EXPECT_EQ(result.exitCode, 0) << result.errText().toStdString();
+        EXPECT_EQ(result.outText(), QString("%1  %2\n%3  %4\n").arg(abcDigest, abc, emptyDigest, empty));
+    }
+    const QString missing = dir.file("missing"), folder = dir.makeDir("folder");
+    const ProcessResult result = vantor({"hash", missing, folder, abc});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(result.outText(), "44bc2cf5ad770999  " + abc + '\n');
+    EXPECT_EQ(result.errText(), QString("vantor: %1: No such file or directory\nvantor: %2: Is a directory\n").arg(missing, folder));
+}
+
+TEST_F(FileCommands, ScanListsAsTextOrJsonAndRefusesLinksAndLockedFolders)
+{
     dir.write("A001/CLIP/A001C001.MXF", "video");
     dir.write("A001/My Clip.mov", "ab");
     dir.write("A001/.DS_Store", "x");
     const QString card = dir.file("A001");
-    const ProcessResult text = runVantor({"scan", card});
+    const ProcessResult text = vantor({"scan", card});
     EXPECT_EQ(text.exitCode, 0) << text.errText().toStdString();
     EXPECT_EQ(text.outText(), "5\tA001/CLIP/A001C001.MXF\n2\tA001/My Clip.mov\n");
 
-    const QJsonArray array = QJsonDocument::fromJson(runVantor({"scan", "--json", card}).out).array();
+    const QJsonArray array = QJsonDocument::fromJson(vantor({"scan", "--json", card}).out).array();
     ASSERT_EQ(array.size(), 2);
     QJsonObject second = array.at(1).toObject();
     const double modified = QFileInfo(card + "/My Clip.mov").lastModified().toMSecsSinceEpoch() / 1000.0 - 978307200.0;
-    EXPECT_NEAR(second.take("modified").toDouble(), modified, 0.001);
+    EXPECT_NEAR(second.take(u"modified").toDouble(), modified, 0.001);
     EXPECT_EQ(second, (QJsonObject{{"url", "file://" + card + "/My%20Clip.mov"}, {"relative", "A001/My Clip.mov"}, {"size", 2}}));
 
     const QString link = card + "/b.mov", locked = dir.makeDir("locked");
     ::symlink("My Clip.mov", QFile::encodeName(link).constData());
     ::chmod(QFile::encodeName(locked).constData(), 0);
-    expectFailure(runVantor({"scan", card}), "A symbolic link was found in the source. Remove it from the selection: " + link);
+    expectFailure(vantor({"scan", card}), "A symbolic link was found in the source. Remove it from the selection: " + link);
     // setpriv takes root's override of file permissions away, so the locked folder is locked.
     expectFailure(runProgram("setpriv", {"--bounding-set=-dac_override,-dac_read_search", vantorPath(), "scan", locked}),
                   "Cannot read " + locked + ".");
 }
 
-TEST(CopyCommand, CopiesVerifiesKeepsTheTimeAndRefusesWithoutHarm)
+TEST_F(FileCommands, CopyVerifiesKeepsTheTimeAndRefusesWithoutHarm)
 {
-    TempDir dir;
     const QByteArray content = randomBytes(5 << 20, 1);
     const QString source = dir.write("card/clip.mov", content), project = dir.makeDir("project");
     const std::tuple<QStringList, QString, QStringList> cases[] = { // options, target, reference digest tool
@@ -62,7 +80,7 @@ TEST(CopyCommand, CopiesVerifiesKeepsTheTimeAndRefusesWithoutHarm)
         {{"--no-verify"}, "/plain.mov", {}},
     };
     for (const auto &[options, target, tool] : cases) {
-        const ProcessResult result = runVantor(QStringList{"copy"} + options + QStringList{source, project + target});
+        const ProcessResult result = vantor(QStringList{"copy"} + options + QStringList{source, project + target});
         EXPECT_EQ(result.exitCode, 0) << result.errText().toStdString();
         EXPECT_TRUE(result.err.isEmpty()) << "no progress bar when stderr is not a terminal";
         EXPECT_EQ(readFile(project + target), content);
@@ -71,15 +89,13 @@ TEST(CopyCommand, CopiesVerifiesKeepsTheTimeAndRefusesWithoutHarm)
         EXPECT_EQ(result.outText(), tool.isEmpty() ? QString() : digest + "  " + digest + '\n');
     }
     dir.write("project/taken.mov", "keep");
-    expectFailure(runVantor({"copy", source, project + "/taken.mov"}),
-                  "File already exists. Choose a different name or destination: taken.mov");
-    expectFailure(runVantor({"copy", source, dir.file("missing/clip.mov")}), "No such file or directory");
+    expectFailure(vantor({"copy", source, project + "/taken.mov"}), "File already exists. Choose a different name or destination: taken.mov");
+    expectFailure(vantor({"copy", source, dir.file("missing/clip.mov")}), "No such file or directory");
     EXPECT_EQ(readFile(project + "/taken.mov"), "keep");
 }
 
-TEST(CopyCommand, InterruptCancelsAndPublishesNothing)
+TEST_F(FileCommands, CopyInterruptedCancelsAndPublishesNothing)
 {
-    TempDir dir;
     const QString source = dir.file("huge.mov");
     {
         QFile sparse(source); // reads fast, but far too long to finish before the signal lands
@@ -88,7 +104,6 @@ TEST(CopyCommand, InterruptCancelsAndPublishesNothing)
         ASSERT_TRUE(sparse.resize(std::min(qint64(16) << 30, room)));
     }
     const QString project = dir.makeDir("project"), trace = dir.file("trace.txt");
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert("VANTOR_FAULT_TRACE", trace);
     QProcess process;
     process.setProcessEnvironment(environment);
