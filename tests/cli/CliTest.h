@@ -7,6 +7,10 @@
 
 #include <QDir>
 #include <QFile>
+#include <QProcess>
+#include <QThread>
+#include <csignal>
+#include <functional>
 #include <gtest/gtest.h>
 
 namespace vantor::test {
@@ -27,6 +31,18 @@ public:
     }();
 
     ProcessResult vantor(const QStringList &arguments) const { return runVantor(arguments, environment); }
+    // Runs vantor until `started` holds, sends SIGINT as Ctrl-C would, and waits for its end.
+    ProcessResult interrupted(const QStringList &arguments, const std::function<bool()> &started) const
+    {
+        QProcess process;
+        process.setProcessEnvironment(environment);
+        process.start(vantorPath(), arguments);
+        for (int i = 0; i < 6000 && !started() && process.state() != QProcess::NotRunning; ++i)
+            QThread::msleep(10);
+        ::kill(pid_t(process.processId()), SIGINT);
+        process.waitForFinished(60000);
+        return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
+    }
     AppState stored() const { return StateStore::load(support); }
     bool temporaryIsEmpty() const { return QDir(temporary).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot); }
     QString script(const QString &name, const QByteArray &body) const

@@ -4,10 +4,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
 #include <QStorageInfo>
-#include <QThread>
-#include <csignal>
 #include <unistd.h>
 
 using namespace vantor::test;
@@ -105,16 +102,9 @@ TEST_F(FileCommands, CopyInterruptedCancelsAndPublishesNothing)
     }
     const QString project = dir.makeDir("project"), trace = dir.file("trace.txt");
     environment.insert("VANTOR_FAULT_TRACE", trace);
-    QProcess process;
-    process.setProcessEnvironment(environment);
-    process.start(vantorPath(), {"copy", source, project + "/huge.mov"});
-    ASSERT_TRUE(process.waitForStarted());
-    while (!readFile(trace).contains(" write\n") && process.state() == QProcess::Running)
-        QThread::msleep(5);
-    ::kill(pid_t(process.processId()), SIGINT);
-    ASSERT_TRUE(process.waitForFinished(60000));
-    EXPECT_EQ(process.exitCode(), 130);
-    EXPECT_EQ(QString::fromUtf8(process.readAllStandardError()), "vantor: Cancelled. Nothing was published.\n");
+    const ProcessResult result = interrupted({"copy", source, project + "/huge.mov"}, [&] { return readFile(trace).contains(" write\n"); });
+    EXPECT_EQ(result.exitCode, 130);
+    EXPECT_EQ(result.errText(), "vantor: Cancelled. Nothing was published.\n");
     EXPECT_EQ(listTree(project), QStringList());
 }
 

@@ -47,13 +47,6 @@ TEST_F(QueueCommand, AddListRunAndReport)
     const QJsonArray reports = QJsonDocument::fromJson(readFile(report)).array();
     ASSERT_EQ(reports.size(), 3);
     EXPECT_EQ(reports[0][u"checksum"].toString(), "xxHash64");
-
-    // Without --folder the destinations differ; the same batch again collides and is refused whole.
-    EXPECT_EQ(add().exitCode, 0);
-    const ProcessResult clash = add();
-    EXPECT_EQ(clash.exitCode, 1);
-    EXPECT_TRUE(clash.errText().startsWith("vantor: Destination collision: "));
-    EXPECT_EQ(stored().jobs.size(), 6u);
 }
 
 TEST_F(QueueCommand, ChangesByIdPrefixAndInBulk)

@@ -2,7 +2,6 @@
 #include "CliTest.h"
 
 #include <QRegularExpression>
-#include <functional>
 
 namespace vantor {
 namespace {
@@ -23,23 +22,18 @@ public:
 
 TEST_F(SelfTest, WithoutASupportFolderFailsAtOnceAndWritesNothing)
 {
-    for (const bool empty : {false, true}) {
-        if (empty)
-            environment.insert("VANTOR_SUPPORT_DIR", QString());
-        else
-            environment.remove("VANTOR_SUPPORT_DIR");
-        const test::ProcessResult result = selfTest();
-        EXPECT_EQ(result.exitCode, 1);
-        EXPECT_EQ(result.outText(), verdict + "Set VANTOR_SUPPORT_DIR to a disposable test directory.\n");
-        // Neither the user's data and settings folders under HOME nor the temporary folder got anything.
-        EXPECT_EQ(test::listTree(home) + test::listTree(temporary), QStringList());
-    }
+    environment.remove("VANTOR_SUPPORT_DIR");
+    const test::ProcessResult result = selfTest();
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(result.outText(), verdict + "Set VANTOR_SUPPORT_DIR to a disposable test directory.\n");
+    // Neither the user's data and settings folders under HOME nor the temporary folder got anything.
+    EXPECT_EQ(test::listTree(home) + test::listTree(temporary), QStringList());
 }
 
 // A broken engine ends the run with the stage's message and leaves nothing half made.
 struct BrokenEngine {
     const char *name;
-    std::function<QString(SelfTest &)> arrange; // returns a wrapper for vantor, or nothing
+    QByteArray engine; // the ffmpeg script; none hides the system's ffmpeg in a mount namespace of this run alone
     QString message;
     bool fixtureMade;
 };
@@ -50,7 +44,13 @@ class BrokenEngines : public SelfTest, public testing::WithParamInterface<Broken
 
 TEST_P(BrokenEngines, EndWithOneFailLine)
 {
-    const test::ProcessResult result = selfTest(GetParam().arrange(*this));
+    QString wrapper;
+    if (GetParam().engine.isEmpty())
+        wrapper = script("hide.sh", "mount --bind /dev/null /usr/bin/ffmpeg 2>/dev/null || { echo 'skip: no mount namespace' >&2; exit 1; }\n"
+                                    "[ -x /usr/local/bin/ffmpeg ] && { echo 'skip: /usr/local/bin/ffmpeg' >&2; exit 1; }\nexec \"$@\"\n");
+    else
+        useEngine(GetParam().engine);
+    const test::ProcessResult result = selfTest(wrapper);
     if (result.errText().contains("skip: "))
         GTEST_SKIP() << result.errText().toStdString();
     EXPECT_EQ(result.exitCode, 1) << result.errText().toStdString();
@@ -62,22 +62,12 @@ TEST_P(BrokenEngines, EndWithOneFailLine)
 }
 
 INSTANTIATE_TEST_SUITE_P(Cases, BrokenEngines, testing::Values(
-    BrokenEngine{"MissingEngine", [](SelfTest &test) {
-        // The system's own ffmpeg is hidden in a mount namespace of this run alone.
-        return test.script("hide.sh",
-            "mount --bind /dev/null /usr/bin/ffmpeg 2>/dev/null || { echo 'skip: no mount namespace' >&2; exit 1; }\n"
-            "[ -x /usr/local/bin/ffmpeg ] && { echo 'skip: /usr/local/bin/ffmpeg' >&2; exit 1; }\nexec \"$@\"\n");
-    }, "The processing engine is missing. Reinstall Vantor or contact support.", false},
-    BrokenEngine{"EngineThatFails", [](SelfTest &test) {
-        test.useEngine("printf partial > \"${@: -1}\"\nexit 1\n"); // half a clip first, as a crashing encoder would
-        return QString();
-    }, "Media engine failed (1).", false},
-    BrokenEngine{"EngineThatCannotTranscode", [](SelfTest &test) {
-        // Makes generated clips but refuses to read any file: the queue's job fails.
-        test.useEngine("[[ \" $* \" == *' lavfi '* ]] && exec /usr/bin/ffmpeg \"$@\"\n"
-                       "echo 'Invalid data found when processing input'\nexit 1\n");
-        return QString();
-    }, "Job did not complete.", true}),
+    BrokenEngine{"MissingEngine", {}, "The processing engine is missing. Reinstall Vantor or contact support.", false},
+    // Writes half a clip first, as a crashing encoder would.
+    BrokenEngine{"EngineThatFails", "printf partial > \"${@: -1}\"\nexit 1\n", "Media engine failed (1).", false},
+    // Makes generated clips but refuses to read any file: the queue's job fails.
+    BrokenEngine{"EngineThatCannotTranscode", "[[ \" $* \" == *' lavfi '* ]] && exec /usr/bin/ffmpeg \"$@\"\n"
+                 "echo 'Invalid data found when processing input'\nexit 1\n", "Job did not complete.", true}),
     [](const auto &info) { return std::string(info.param.name); });
 
 TEST_F(SelfTest, PassesEndToEndAndReportsTheHeartbeat)
