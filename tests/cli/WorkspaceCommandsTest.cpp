@@ -1,4 +1,4 @@
-// vantor ingest and vantor watch.
+// vantor queue, vantor ingest and vantor watch, all on the one queue.
 #include "CliTest.h"
 #include "ClipMaker.h"
 #include "ingest/MediaIngestService.h"
@@ -20,7 +20,55 @@ protected:
     {
         return CliTest::vantor(command.split(u' ') + arguments);
     }
+    // Queues the copy of a card: two clips, a sidecar and a hidden file.
+    ProcessResult addCard(const QStringList &options = {})
+    {
+        for (const auto &[name, content] : {std::pair<QString, QByteArray>{"CLIP/one.mov", randomBytes(3000, 1)},
+                                            {"CLIP/two.mov", randomBytes(5000, 2)}, {"sidecar.xml", "<xml/>"}, {".hidden", "x"}})
+            dir.write("card/A001/" + name, content);
+        return vantor("queue add copy --root", QStringList{dir.makeDir("project")} + options + QStringList{dir.file("card/A001")});
+    }
 };
+
+TEST_F(WorkspaceCommands, QueueAddListRunAndReport)
+{
+    const ProcessResult added = addCard({"--folder", "02_FOOTAGE/ORIGINALS"});
+    ASSERT_EQ(added.exitCode, 0) << added.errText().toStdString();
+    EXPECT_EQ(added.outText().count('\n'), 3) << "two clips and the sidecar; the hidden file is left out";
+    const QString listed = vantor("queue list").outText();
+    EXPECT_EQ(listed.count("WAITING"), 3);
+    EXPECT_TRUE(listed.contains(" → " + dir.file("project/02_FOOTAGE/ORIGINALS/A001/CLIP/one.mov")));
+
+    const ProcessResult ran = vantor("queue run");
+    EXPECT_EQ(ran.exitCode, 0) << ran.errText().toStdString();
+    EXPECT_EQ(readFile(dir.file("project/02_FOOTAGE/ORIGINALS/A001/CLIP/two.mov")), readFile(dir.file("card/A001/CLIP/two.mov")));
+    const QJsonArray jobs = QJsonDocument::fromJson(vantor("queue list --json").out).array();
+    ASSERT_EQ(jobs.size(), 3);
+    for (const auto &job : jobs) {
+        EXPECT_EQ(job[u"status"].toString(), "COMPLETE");
+        EXPECT_EQ(job[u"sourceHash"], job[u"destinationHash"]);
+    }
+    const QString report = dir.file("Vantor-queue-report.json");
+    ASSERT_EQ(vantor("queue report", {report}).exitCode, 0);
+    const QJsonArray reports = QJsonDocument::fromJson(readFile(report)).array();
+    ASSERT_EQ(reports.size(), 3);
+    EXPECT_EQ(reports[0][u"checksum"].toString(), "xxHash64");
+}
+
+TEST_F(WorkspaceCommands, QueueChangesByIdPrefixAndInBulk)
+{
+    const QStringList ids = addCard({"--no-verify"}).outText().split('\n', Qt::SkipEmptyParts);
+    ASSERT_EQ(ids.size(), 3);
+    EXPECT_EQ(vantor("queue move", {ids[2].left(8), "--by", "-2"}).exitCode, 0);
+    EXPECT_EQ(stored().jobs.front().id.toString(QUuid::WithoutBraces).toUpper(), ids[2]);
+    for (const QStringList &change : {QStringList{"cancel", ids[0]}, {"cancel", "--all"}, {"retry", ids[1]}, {"remove", ids[0]},
+                                      {"remove", "--completed"}})
+        EXPECT_EQ(vantor("queue", change).exitCode, 0) << change.join(' ').toStdString();
+    const AppState state = stored();
+    ASSERT_EQ(state.jobs.size(), 1u);
+    EXPECT_EQ(state.jobs[0].status, JobStatus::waiting);
+    EXPECT_FALSE(state.jobs[0].checksum.has_value());
+}
 
 // Waits for the real copy and transcode phases on main.
 TEST_F(WorkspaceCommands, IngestOfACardWithRenamingIntoAProject)
@@ -81,10 +129,10 @@ TEST_F(WorkspaceCommands, WatchRulesFromTheCommandLine)
     EXPECT_EQ(rule()[u"id"].toString(), id);
     EXPECT_EQ(rule()[u"preset"][u"name"].toString(), "Review File");
     EXPECT_FALSE(rule()[u"enabled"].toBool());
-    EXPECT_EQ(vantor("watch enable", {id.left(8).toLower()}).exitCode, 0);
-    EXPECT_TRUE(rule()[u"enabled"].toBool());
-    EXPECT_EQ(vantor("watch disable", {id}).exitCode, 0);
-    EXPECT_FALSE(rule()[u"enabled"].toBool());
+    for (const auto &[change, enabled] : {std::pair{"watch enable", true}, {"watch disable", false}}) {
+        EXPECT_EQ(vantor(change, {enabled ? id.left(8).toLower() : id}).exitCode, 0); // an id's start, in any case, names it
+        EXPECT_EQ(rule()[u"enabled"].toBool(), enabled);
+    }
     EXPECT_EQ(vantor("watch remove", {id}).exitCode, 0);
     EXPECT_TRUE(stored().watches.empty());
 }
