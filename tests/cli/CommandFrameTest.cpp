@@ -70,6 +70,8 @@ INSTANTIATE_TEST_SUITE_P(Calls, Refusals, testing::Values(
     Call{{"probe"}, 2, "vantor: Name at least one file to probe."},
     Call{{"presets", "extra"}, 2, "vantor: presets takes no arguments."},
     Call{{"transcode", "-p", "Dailies", "%D/x.mov"}, 1, "vantor: No preset is named “Dailies”. Run 'vantor presets' to list them."},
+    Call{{"transcode", "-p", "Review File", "-o", "%D/none", "%D/existing/Project.vantor"}, 1,
+         "vantor: Select an available, real destination folder: %D/none"},
     Call{{"preview"}, 2, "vantor: preview takes one SOURCE."},
     Call{{"queue", "frob"}, 2, "vantor: unknown queue subcommand \"frob\""},
     Call{{"queue", "retry", "FFFF"}, 1, "vantor: No job has the id FFFF."},
