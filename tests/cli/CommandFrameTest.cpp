@@ -1,45 +1,95 @@
-#include "ChildProcess.h"
+// The habits every command shares: help on stdout, usage mistakes exit 2 and refusals exit 1 with
+// one "vantor: " line on stderr, nothing on stdout, nothing written, and a state file that does not
+// load never written over.
+#include "CliTest.h"
 
-#include <gtest/gtest.h>
+using namespace vantor::test;
 
-using vantor::test::runVantor;
+namespace {
 
-// The overview goes to stdout and names every command, each of which has help naming itself.
-TEST(CommandFrameTest, HelpForTheToolAndEveryCommand)
+TEST(CommandFrame, HelpAndVersion)
 {
-    const auto overview = runVantor({QStringLiteral("--help")});
+    const ProcessResult overview = runVantor({"--help"});
     EXPECT_EQ(overview.exitCode, 0);
-    EXPECT_TRUE(overview.outText().startsWith(QStringLiteral("Usage: vantor")));
-    EXPECT_TRUE(overview.err.isEmpty());
+    EXPECT_TRUE(overview.outText().startsWith("Usage: vantor") && overview.err.isEmpty());
     const QStringList lines = overview.outText().split(u'\n');
-    const qsizetype first = lines.indexOf(QStringLiteral("Commands:")) + 1;
+    const qsizetype first = lines.indexOf("Commands:") + 1;
     ASSERT_GT(first, 0);
     for (qsizetype i = first; i < lines.size() && !lines[i].isEmpty(); ++i) {
         const QString command = lines[i].trimmed().section(u' ', 0, 0);
-        const auto help = runVantor({command, QStringLiteral("--help")});
+        const ProcessResult help = runVantor({command, "--help"});
         EXPECT_EQ(help.exitCode, 0) << command.toStdString();
-        EXPECT_TRUE(help.outText().startsWith(QStringLiteral("Usage: vantor ") + command + u' ')) << help.outText().toStdString();
+        EXPECT_TRUE(help.outText().startsWith("Usage: vantor " + command + u' ')) << help.outText().toStdString();
+    }
+    const ProcessResult version = runVantor({"--version"});
+    EXPECT_EQ(version.exitCode, 0);
+    EXPECT_TRUE(version.outText().startsWith("vantor ") && version.outText().count(u'\n') == 1);
+}
+
+struct Call {
+    QStringList arguments; // "%D" is a folder holding a project "existing" and a link "link" to it
+    int exitCode;
+    QString error; // the first line of stderr
+    bool unreadableState = false; // runs on a state file that does not load, which must stay as it is
+};
+
+class Refusals : public CliTest, public testing::WithParamInterface<Call> {};
+
+TEST_P(Refusals, SayWhyOnStderrAndWriteNothing)
+{
+    const QString work = dir.makeDir("work");
+    dir.write("work/existing/Project.vantor", "{}");
+    QFile::link(work + "/existing", work + "/link");
+    const QStringList before = listTree(work);
+    const QByteArray broken = "{\"jobs\": 7}";
+    if (GetParam().unreadableState)
+        dir.write("support/state.json", broken);
+    const ProcessResult result = vantor(QStringList(GetParam().arguments).replaceInStrings("%D", work));
+    EXPECT_EQ(result.exitCode, GetParam().exitCode);
+    const QStringList lines = result.errText().split(u'\n');
+    EXPECT_EQ(lines[0], QString(GetParam().error).replace("%D", work));
+    // A usage mistake points at the help; a refusal is its one line.
+    EXPECT_TRUE(GetParam().exitCode != 2 || (lines.value(1).startsWith("Try 'vantor ") && lines.value(1).endsWith(" for more information.")));
+    EXPECT_EQ(lines.size(), GetParam().exitCode == 2 ? 3 : 2) << result.errText().toStdString();
+    EXPECT_TRUE(result.out.isEmpty());
+    EXPECT_EQ(listTree(work), before);
+    if (GetParam().unreadableState) {
+        EXPECT_EQ(readFile(support + "/state.json"), broken);
     }
 }
 
-TEST(CommandFrameTest, VersionAndUsageErrors)
-{
-    const auto version = runVantor({QStringLiteral("--version")});
-    EXPECT_EQ(version.exitCode, 0);
-    EXPECT_TRUE(version.outText().startsWith(QStringLiteral("vantor ")));
-    EXPECT_EQ(version.outText().count(u'\n'), 1);
-    // Unknown commands and options, and a command's own bad options or missing operands.
-    const std::pair<QStringList, const char *> cases[] = {
-        {{QStringLiteral("frobnicate")}, "vantor: unknown "},
-        {{QStringLiteral("--frobnicate")}, "vantor: unknown "},
-        {{QStringLiteral("hash"), QStringLiteral("-a"), QStringLiteral("sha256"), QStringLiteral("x")}, "vantor: "},
-        {{QStringLiteral("hash"), QStringLiteral("-a"), QStringLiteral("xxhash64"), QStringLiteral("x")}, "vantor: "},
-        {{QStringLiteral("hash")}, "vantor: "},
-    };
-    for (const auto &[arguments, prefix] : cases) {
-        const auto result = runVantor(arguments);
-        EXPECT_EQ(result.exitCode, 2) << arguments.join(u' ').toStdString();
-        EXPECT_TRUE(result.errText().startsWith(QLatin1String(prefix))) << result.errText().toStdString();
-        EXPECT_TRUE(result.out.isEmpty());
-    }
-}
+const QStringList create{"project", "create", "-t", "Commercial"};
+const QString unreadable = "vantor: Saved state could not be read. The original state.json has been preserved. "
+                           "AppState.version: missing required key";
+INSTANTIATE_TEST_SUITE_P(Calls, Refusals, testing::Values(
+    Call{{"frobnicate"}, 2, "vantor: unknown command: frobnicate"},
+    Call{{"--frobnicate"}, 2, "vantor: unknown option: --frobnicate"},
+    Call{{"hash", "-a", "sha256", "x"}, 2, "vantor: unknown algorithm \"sha256\" (choose xxHash64, MD5 or SHA-256)"},
+    Call{{"scan"}, 2, "vantor: no path given"},
+    Call{{"copy", "--no-verify", "-a", "MD5", "%D/a", "%D/b"}, 2, "vantor: --algorithm and --no-verify exclude each other"},
+    Call{{"probe"}, 2, "vantor: Name at least one file to probe."},
+    Call{{"presets", "extra"}, 2, "vantor: presets takes no arguments."},
+    Call{{"transcode", "-p", "Dailies", "%D/x.mov"}, 1, "vantor: No preset is named “Dailies”. Run 'vantor presets' to list them."},
+    Call{{"transcode", "-p", "Review File", "-o", "%D/none", "%D/existing/Project.vantor"}, 1,
+         "vantor: Select an available, real destination folder: %D/none"},
+    Call{{"preview"}, 2, "vantor: preview takes one SOURCE."},
+    Call{{"queue", "frob"}, 2, "vantor: unknown queue subcommand \"frob\""},
+    Call{{"queue", "retry", "FFFF"}, 1, "vantor: No job has the id FFFF."},
+    Call{{"ingest", "--operation", "move", "--project", "%D/existing", "%D"}, 2,
+         "vantor: --operation takes copy, copy-transcode or transcode, not \"move\"."},
+    Call{{"watch", "remove", "nope"}, 1, "vantor: No watch rule has the id nope. Run 'vantor watch list' for the rules."},
+    Call{{"project", "open"}, 2, "vantor: unknown project command: open"},
+    Call{{"project", "create", "-n", "Doc", "%D"}, 2, "vantor: --template is required."},
+    Call{create + QStringList{"%D"}, 2, "vantor: --name is required."},
+    Call{create + QStringList{"-n", "Doc"}, 2, "vantor: Give exactly one parent folder."},
+    Call{create + QStringList{"-n", "Doc", "-d", "2026-02-30", "%D"}, 2, "vantor: --date takes a date as yyyy-MM-dd, not \"2026-02-30\"."},
+    Call{create + QStringList{"-n", "existing", "%D"}, 1,
+         "vantor: A project named “existing” already exists. Use Open Project or choose another name."},
+    Call{create + QStringList{"-n", "Doc", "%D/link"}, 1, "vantor: Select an available, real destination folder: %D/link"},
+    Call{{"project", "templates"}, 1, unreadable, true},
+    Call{create + QStringList{"-n", "Doc", "%D"}, 1, unreadable, true},
+    Call{{"queue", "add", "copy", "--root", "%D", "%D/existing"}, 1, unreadable, true},
+    Call{{"queue", "run"}, 1, unreadable, true},
+    Call{{"watch", "list"}, 1, unreadable, true}));
+
+} // namespace

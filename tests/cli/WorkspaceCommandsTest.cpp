@@ -1,17 +1,12 @@
-#include "ChildProcess.h"
+// vantor queue, vantor ingest and vantor watch, all on the one queue.
+#include "CliTest.h"
 #include "ClipMaker.h"
-#include "TempDir.h"
-
 #include "ingest/MediaIngestService.h"
-#include "model/StateStore.h"
 
-#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QJsonObject>
 #include <QProcess>
 #include <QTest>
-#include <gtest/gtest.h>
 #include <csignal>
 
 using namespace vantor;
@@ -19,122 +14,151 @@ using namespace vantor::test;
 
 namespace {
 
-// Every command here runs on a private support folder and private user defaults.
-class WorkspaceCommands : public ::testing::Test {
+class WorkspaceCommands : public CliTest {
 protected:
-    TempDir support, config, media;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-
-    void SetUp() override
+    ProcessResult vantor(const QString &command, const QStringList &arguments = {}) const
     {
-        environment.insert(QStringLiteral("VANTOR_SUPPORT_DIR"), support.path());
-        environment.insert(QStringLiteral("XDG_CONFIG_HOME"), config.path());
+        return CliTest::vantor(command.split(u' ') + arguments);
     }
-    ProcessResult vantor(const QString &command, const QStringList &arguments)
+    // Queues the copy of a card: two clips, a sidecar and a hidden file.
+    ProcessResult addCard(const QStringList &options = {})
     {
-        return runVantor(command.split(u' ') + arguments, environment);
+        for (const auto &[name, content] : {std::pair<QString, QByteArray>{"CLIP/one.mov", randomBytes(3000, 1)},
+                                            {"CLIP/two.mov", randomBytes(5000, 2)}, {"sidecar.xml", "<xml/>"}, {".hidden", "x"}})
+            dir.write("card/A001/" + name, content);
+        return vantor("queue add copy --root", QStringList{dir.makeDir("project")} + options + QStringList{dir.file("card/A001")});
     }
-    AppState state() { return StateStore::load(support.path()); }
 };
 
-} // namespace
+TEST_F(WorkspaceCommands, QueueAddListRunAndReport)
+{
+    const ProcessResult added = addCard({"--folder", "02_FOOTAGE/ORIGINALS"});
+    ASSERT_EQ(added.exitCode, 0) << added.errText().toStdString();
+    EXPECT_EQ(added.outText().count('\n'), 3) << "two clips and the sidecar; the hidden file is left out";
+    const QString listed = vantor("queue list").outText();
+    EXPECT_EQ(listed.count("WAITING"), 3);
+    EXPECT_TRUE(listed.contains(" → " + dir.file("project/02_FOOTAGE/ORIGINALS/A001/CLIP/one.mov")));
+
+    const ProcessResult ran = vantor("queue run");
+    EXPECT_EQ(ran.exitCode, 0) << ran.errText().toStdString();
+    EXPECT_EQ(readFile(dir.file("project/02_FOOTAGE/ORIGINALS/A001/CLIP/two.mov")), readFile(dir.file("card/A001/CLIP/two.mov")));
+    const QJsonArray jobs = QJsonDocument::fromJson(vantor("queue list --json").out).array();
+    ASSERT_EQ(jobs.size(), 3);
+    for (const auto &job : jobs) {
+        EXPECT_EQ(job[u"status"].toString(), "COMPLETE");
+        EXPECT_EQ(job[u"sourceHash"], job[u"destinationHash"]);
+    }
+    const QString report = dir.file("Vantor-queue-report.json");
+    ASSERT_EQ(vantor("queue report", {report}).exitCode, 0);
+    const QJsonArray reports = QJsonDocument::fromJson(readFile(report)).array();
+    ASSERT_EQ(reports.size(), 3);
+    EXPECT_EQ(reports[0][u"checksum"].toString(), "xxHash64");
+}
+
+TEST_F(WorkspaceCommands, QueueChangesByIdPrefixAndInBulk)
+{
+    const QStringList ids = addCard({"--no-verify"}).outText().split('\n', Qt::SkipEmptyParts);
+    ASSERT_EQ(ids.size(), 3);
+    EXPECT_EQ(vantor("queue move", {ids[2].left(8), "--by", "-2"}).exitCode, 0);
+    EXPECT_EQ(stored().jobs.front().id.toString(QUuid::WithoutBraces).toUpper(), ids[2]);
+    for (const QStringList &change : {QStringList{"cancel", ids[0]}, {"cancel", "--all"}, {"retry", ids[1]}, {"remove", ids[0]},
+                                      {"remove", "--completed"}})
+        EXPECT_EQ(vantor("queue", change).exitCode, 0) << change.join(' ').toStdString();
+    const AppState state = stored();
+    ASSERT_EQ(state.jobs.size(), 1u);
+    EXPECT_EQ(state.jobs[0].status, JobStatus::waiting);
+    EXPECT_FALSE(state.jobs[0].checksum.has_value());
+}
 
 // Waits for the real copy and transcode phases on main.
 TEST_F(WorkspaceCommands, IngestOfACardWithRenamingIntoAProject)
 {
-    media.makeDir(QStringLiteral("A001/CLIP"));
-    makeClip(media.file(QStringLiteral("A001/CLIP/A001C001.mov")));
-    makeClip(media.file(QStringLiteral("A001/CLIP/A001C002.mov")));
-    media.write(QStringLiteral("A001/CLIP/A001C001.XML"), "<clip/>");
-    media.write(QStringLiteral("A001/.DS_Store"), "finder");
-    const QString project = media.makeDir(QStringLiteral("Doc"));
-    const QString card = media.file(QStringLiteral("A001"));
+    dir.makeDir("A001/CLIP");
+    makeClip(dir.file("A001/CLIP/A001C001.mov"));
+    makeClip(dir.file("A001/CLIP/A001C002.mov"));
+    dir.write("A001/CLIP/A001C001.XML", "<clip/>");
+    dir.write("A001/.DS_Store", "finder");
+    const QString project = dir.makeDir("Doc"), card = dir.file("A001");
 
-    const ProcessResult result = vantor(QStringLiteral("ingest --rename {PROJECT}_{ORIGINAL}_{COUNTER} --project"),
-                                        {project, card});
+    const ProcessResult result = vantor("ingest --rename {PROJECT}_{ORIGINAL}_{COUNTER} --project", {project, card});
     ASSERT_EQ(result.exitCode, 0) << result.errText().toStdString();
 
     // The previewed names, counted in the scan's order; the sidecar is copied, never transcoded.
-    const TranscodePreset preset = state().presets.front();
+    const TranscodePreset preset = stored().presets.front();
     QStringList expected;
     int counter = 0;
     for (const SourceFile &source : MediaIngestService::scan({card})) {
         const QFileInfo info(source.url);
-        const QString stem = QStringLiteral("A001/CLIP/Doc_%1_%2").arg(info.completeBaseName()).arg(++counter, 4, 10, QLatin1Char('0'));
-        expected << QStringLiteral("02_FOOTAGE/ORIGINALS/") + stem + u'.' + info.suffix();
+        const QString stem = QString("A001/CLIP/Doc_%1_%2").arg(info.completeBaseName()).arg(++counter, 4, 10, QChar('0'));
+        expected << "02_FOOTAGE/ORIGINALS/" + stem + '.' + info.suffix();
         if (MediaIngestService::isVideo(source.url))
-            expected << QStringLiteral("02_FOOTAGE/PROXIES/") + stem + preset.suffix + u'.' + preset.container;
+            expected << "02_FOOTAGE/PROXIES/" + stem + preset.suffix + '.' + preset.container;
     }
     ASSERT_EQ(counter, 3); // the hidden file is not a source
     QStringList files = listTree(project);
     files.removeIf([](const QString &entry) { return entry.endsWith(u'/'); });
     expected.sort();
     EXPECT_EQ(files, expected);
-    for (const MediaJob &job : state().jobs)
+    for (const MediaJob &job : stored().jobs)
         EXPECT_EQ(job.status, JobStatus::complete) << job.source.toStdString();
 }
 
 TEST_F(WorkspaceCommands, IngestQueuesThePlanFromItsOptions)
 {
-    media.write(QStringLiteral("A001/CLIP/C1.mov"), "video");
-    media.write(QStringLiteral("A001/CLIP/C1.XML"), "xml");
-    const QString project = media.makeDir(QStringLiteral("Doc"));
-    const ProcessResult queued =
-        vantor(QStringLiteral("ingest --operation copy --flat --no-verify --copy-folder CARDS/{PROJECT} --no-start --project"),
-               {project, media.file(QStringLiteral("A001"))});
+    dir.write("A001/CLIP/C1.mov", "video");
+    dir.write("A001/CLIP/C1.XML", "xml");
+    const QString project = dir.makeDir("Doc");
+    const ProcessResult queued = vantor("ingest --operation copy --flat --no-verify --copy-folder CARDS/{PROJECT} --no-start --project",
+                                        {project, dir.file("A001")});
     ASSERT_EQ(queued.exitCode, 0) << queued.errText().toStdString();
-    EXPECT_EQ(queued.outText(), QStringLiteral("2 jobs queued\n"));
-    const AppState after = state();
+    EXPECT_EQ(queued.outText(), "2 jobs queued\n");
+    const AppState after = stored();
     ASSERT_EQ(after.jobs.size(), 2u);
     for (const MediaJob &job : after.jobs) {
-        EXPECT_EQ(job.status, JobStatus::waiting);
-        EXPECT_EQ(job.operation, JobOperation::copy);
-        EXPECT_EQ(job.checksum, std::nullopt);
-        EXPECT_EQ(QFileInfo(*job.copyDestination).path(), project + QStringLiteral("/CARDS/Doc"));
+        EXPECT_EQ(std::make_tuple(job.status, job.operation, job.checksum), std::make_tuple(JobStatus::waiting, JobOperation::copy, std::nullopt));
+        EXPECT_EQ(QFileInfo(*job.copyDestination).path(), project + "/CARDS/Doc");
     }
-    EXPECT_EQ(vantor(QStringLiteral("ingest --operation move --project"), {project, project}).exitCode, 2);
 }
 
 TEST_F(WorkspaceCommands, WatchRulesFromTheCommandLine)
 {
-    const ProcessResult added = vantor(QStringLiteral("watch add"), {media.makeDir(QStringLiteral("In")),
-                                                                     media.makeDir(QStringLiteral("Out")),
-                                                                     QStringLiteral("-p"), QStringLiteral("Review File")});
+    const ProcessResult added = vantor("watch add", {dir.makeDir("In"), dir.makeDir("Out"), "-p", "Review File"});
     ASSERT_EQ(added.exitCode, 0) << added.errText().toStdString();
     const QString id = added.outText().trimmed();
-    const auto rule = [&] { return QJsonDocument::fromJson(vantor(QStringLiteral("watch list --json"), {}).out).array().at(0); };
-    EXPECT_EQ(rule()[QStringLiteral("id")].toString(), id);
-    EXPECT_EQ(rule()[QStringLiteral("preset")][QStringLiteral("name")].toString(), QStringLiteral("Review File"));
-    EXPECT_FALSE(rule()[QStringLiteral("enabled")].toBool());
-    EXPECT_EQ(vantor(QStringLiteral("watch enable"), {id.left(8).toLower()}).exitCode, 0);
-    EXPECT_TRUE(rule()[QStringLiteral("enabled")].toBool());
-    EXPECT_EQ(vantor(QStringLiteral("watch disable"), {id}).exitCode, 0);
-    EXPECT_FALSE(rule()[QStringLiteral("enabled")].toBool());
-    EXPECT_EQ(vantor(QStringLiteral("watch remove nope"), {}).exitCode, 1);
-    EXPECT_EQ(vantor(QStringLiteral("watch remove"), {id}).exitCode, 0);
-    EXPECT_TRUE(state().watches.empty());
+    const auto rule = [&] { return QJsonDocument::fromJson(vantor("watch list --json").out).array().at(0); };
+    EXPECT_EQ(rule()[u"id"].toString(), id);
+    EXPECT_EQ(rule()[u"preset"][u"name"].toString(), "Review File");
+    EXPECT_FALSE(rule()[u"enabled"].toBool());
+    for (const auto &[change, enabled] : {std::pair{"watch enable", true}, {"watch disable", false}}) {
+        EXPECT_EQ(vantor(change, {enabled ? id.left(8).toLower() : id}).exitCode, 0); // an id's start, in any case, names it
+        EXPECT_EQ(rule()[u"enabled"].toBool(), enabled);
+    }
+    EXPECT_EQ(vantor("watch remove", {id}).exitCode, 0);
+    EXPECT_TRUE(stored().watches.empty());
 }
 
-TEST_F(WorkspaceCommands, OneProcessHoldsTheQueueAndAnInterruptSavesIt)
+// A second process that would change the queue is refused while the first holds it, and goes on
+// once the first is stopped (SIGTERM ends it with 130).
+TEST_F(WorkspaceCommands, OneProcessHoldsTheQueue)
 {
     QProcess runner;
     runner.setProcessEnvironment(environment);
-    runner.start(vantorPath(), {QStringLiteral("watch"), QStringLiteral("run")});
+    runner.start(vantorPath(), {"watch", "run"});
     ASSERT_TRUE(runner.waitForStarted());
     // The queue writes its state once it holds the lock.
-    ASSERT_TRUE(QTest::qWaitFor([&] { return QFileInfo::exists(support.file(QStringLiteral("state.json"))); }, 10000));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return QFileInfo::exists(support + "/state.json"); }, 10000));
 
-    const QStringList ingest{media.makeDir(QStringLiteral("Doc")), media.write(QStringLiteral("a.mov"), "v")};
-    const ProcessResult second = vantor(QStringLiteral("ingest --no-start --project"), ingest);
+    const QStringList ingest{dir.makeDir("Doc"), dir.write("a.mov", "v")};
+    const ProcessResult second = vantor("ingest --no-start --project", ingest);
     EXPECT_EQ(second.exitCode, 1);
-    EXPECT_TRUE(second.errText().startsWith(
-        QStringLiteral("vantor: Another Vantor process (pid %1) is using the queue").arg(runner.processId())))
+    EXPECT_TRUE(second.errText().startsWith(QString("vantor: Another Vantor process (pid %1) is using the queue").arg(runner.processId())))
         << second.errText().toStdString();
+    EXPECT_EQ(vantor("queue list").exitCode, 0) << "reading needs no lock";
 
     ::kill(pid_t(runner.processId()), SIGTERM);
     ASSERT_TRUE(runner.waitForFinished(10000));
-    EXPECT_EQ(runner.exitStatus(), QProcess::NormalExit);
-    EXPECT_EQ(runner.exitCode(), 130);
-    // The lock went with it.
-    EXPECT_EQ(vantor(QStringLiteral("ingest --no-start --project"), ingest).exitCode, 0);
+    EXPECT_EQ(std::make_pair(runner.exitStatus(), runner.exitCode()), std::make_pair(QProcess::NormalExit, 130));
+    EXPECT_EQ(vantor("ingest --no-start --project", ingest).exitCode, 0);
 }
+
+} // namespace
