@@ -80,8 +80,7 @@ TEST_F(StateStoreTest, OptionalMembersMayBeMissingOrNull)
     EXPECT_FALSE(state.project || state.projectGrant || state.transcodeDestination);
 }
 
-// One flaw written into the pretty file: the first `from` becomes `to`; a renamed key is a missing
-// one. Flaws of a job's own fields are the job decoder's and tested there.
+// One flaw written into the pretty file: the first `from` becomes `to`; a renamed key is a missing one.
 struct Damage {
     const char *label, *from, *to;
 };
@@ -96,14 +95,17 @@ TEST_P(StrictStateDecoding, OneFlawAnywhereRefusesTheWholeFile)
     expectRefused(QByteArray(good).replace(at, qsizetype(qstrlen(GetParam().from)), GetParam().to));
 }
 
-// Keys are sorted, so the first job comes before any preset.
+// Keys are sorted, so the first job comes before any preset, and its source grant holds the first bookmark.
 INSTANTIATE_TEST_SUITE_P(
     Damages, StrictStateDecoding,
     testing::Values(
         Damage{"noVersion", "\"version\"", "\"versio\""}, Damage{"noJobs", "\"jobs\"", "\"job\""},
         Damage{"noWatches", "\"watches\"", "\"watch\""}, Damage{"versionFraction", "\"version\": 1", "\"version\": 1.5"},
         Damage{"ffmpegAsNull", "\"ffmpeg\": \"/opt/ffmpeg/bin/ffmpeg\"", "\"ffmpeg\": null"},
-        Damage{"jobStatus", "\"WAITING\"", "\"RUNNING\""}, Damage{"presetCodec", "\"ProRes Proxy\"", "\"prores\""},
+        Damage{"jobStatus", "\"WAITING\"", "\"RUNNING\""}, Damage{"jobNoModified", "\"modified\"", "\"modifie\""},
+        Damage{"jobSourceNotAUrl", "\"source\": \"file://", "\"source\": \""}, Damage{"jobIdNotAUuid", "\"id\": \"", "\"id\": \"x"},
+        Damage{"jobBytesFraction", "\"bytes\": 734003200", "\"bytes\": 734003200.5"},
+        Damage{"jobBookmarkNotBase64", "\"bookmark\": \"", "\"bookmark\": \"*"}, Damage{"presetCodec", "\"ProRes Proxy\"", "\"prores\""},
         Damage{"presetAudio", "\"audio\": \"", "\"audio\": \"x"}, Damage{"encodingNoKey", "\"maxHeight\"", "\"maxHeigh\""},
         Damage{"finishingNoKey", "\"burnSize\"", "\"burnSiz\""}, Damage{"templateFolderNumber", "\"02_FOOTAGE/ORIGINALS\"", "2"},
         Damage{"projectClientNull", "\"Acme\"", "null"}, Damage{"projectGrantNumber", "\"projectGrant\": {", "\"projectGrant\": 3, \"x\": {"},
