@@ -65,10 +65,10 @@ protected:
         dir.write(QStringLiteral("card/A001C001.MXF"), content);
         setModified(source, {1600000000, 123456789});
     }
-    QString copyFailure(const MediaJob &job, const MediaIngestService::Update &update = {}, JobControl *with = nullptr)
+    QString copyFailure(const MediaJob &job, const MediaIngestService::Update &update = {})
     {
         try {
-            MediaIngestService::copy(job, with ? *with : control, update);
+            MediaIngestService::copy(job, control, update);
         } catch (const CancellationError &) {
             return QStringLiteral("(cancelled)");
         } catch (const std::exception &error) {
@@ -98,7 +98,6 @@ protected:
 
 TEST_F(CopyTest, CopiesInEachAlgorithmOrUnverified)
 {
-    const double size = double(content.size());
     for (const std::optional<ChecksumAlgorithm> algorithm :
          {std::optional<ChecksumAlgorithm>(), {ChecksumAlgorithm::xxHash}, {ChecksumAlgorithm::md5}, {ChecksumAlgorithm::sha256}}) {
         const QString name = algorithm ? algorithm->rawValue() : QStringLiteral("none");
@@ -111,18 +110,13 @@ TEST_F(CopyTest, CopiesInEachAlgorithmOrUnverified)
         const auto result = MediaIngestService::copy(each, control, [&](JobStatus phase, double f) { updates.emplace_back(phase, f); });
         EXPECT_EQ(test::readFile(destination), content);
         EXPECT_EQ(std::pair(statOf(destination).st_mtim.tv_sec, statOf(destination).st_mtim.tv_nsec), std::pair(1600000000L, 123456789L));
-        // Three copy chunks, then the two halves of verification, each rising to its end.
+        // Three copy chunks, then the two halves of verification (ten chunks each) rising to their end.
         ASSERT_EQ(updates.size(), algorithm ? 24u : 3u);
-        EXPECT_EQ(std::vector(updates.begin(), updates.begin() + 3),
-                  std::vector({Update(JobStatus::copying, double(4 * mebibyte) / size), Update(JobStatus::copying, double(8 * mebibyte) / size),
-                               Update(JobStatus::copying, 1.0)}));
+        EXPECT_EQ(updates[0], Update(JobStatus::copying, double(4 * mebibyte) / double(content.size())));
+        EXPECT_EQ(updates.back(), Update(algorithm ? JobStatus::verifying : JobStatus::copying, 1.0));
+        EXPECT_TRUE(std::is_sorted(updates.begin() + 3, updates.end(), [](auto &a, auto &b) { return a.second < b.second; }));
         const std::optional<QString> digest = algorithm ? std::optional(ChecksumService::digest(source, *algorithm, control)) : std::nullopt;
         EXPECT_EQ(std::pair(result.sourceHash, result.destinationHash), std::pair(digest, digest));
-        if (!algorithm)
-            continue;
-        EXPECT_EQ(std::tuple(updates[3], updates[13], updates.back()), std::tuple(Update(JobStatus::verifying, 0.0),
-                  Update(JobStatus::verifying, 0.5), Update(JobStatus::verifying, 1.0)));
-        EXPECT_TRUE(std::is_sorted(updates.begin() + 3, updates.end(), [](auto &a, auto &b) { return a.second < b.second; }));
     }
     EXPECT_EQ(test::listTree(root).filter(QStringLiteral(".vantor-")), QStringList());
 
@@ -142,7 +136,6 @@ TEST_F(CopyTest, RefusedDestinationsAndUnreadableSources)
     missing.copyDestination.reset();
     const std::pair<MediaJob, QString> cases[] = {
         {missing, QStringLiteral("Copy destination is missing.")},
-        {jobFor(source, root, root + QStringLiteral("/../outside.mxf")), QStringLiteral("Output would escape the selected destination.")},
         {jobFor(QStringLiteral("/proc/self/status"), root, root + QStringLiteral("/status")),
          QStringLiteral("Source size changed during copy. Nothing was committed.")},
         {jobFor(QStringLiteral("/proc/self/mem"), root, root + QStringLiteral("/mem")), QString::fromLocal8Bit(std::strerror(EIO))},
@@ -152,8 +145,9 @@ TEST_F(CopyTest, RefusedDestinationsAndUnreadableSources)
     EXPECT_EQ(test::listTree(dir.path()), QStringList({"card/", "card/A001C001.MXF", "project/"}));
 }
 
-// A source that changes before, during or after the copy is refused, whichever check sees it.
-TEST_F(CopyTest, ChangedSourceIsRefusedAndNothingIsLeft)
+// A source that changes before, during or after the copy is refused, whichever check sees it; a
+// cancel after verification, or before the start, discards the copy too.
+TEST_F(CopyTest, ChangedSourceOrCancelLeavesNothing)
 {
     const QString changed = QStringLiteral("The source changed after it was queued. Add it again: A001C001.MXF");
     const MediaJob queued = job();
@@ -167,6 +161,8 @@ TEST_F(CopyTest, ChangedSourceIsRefusedAndNothingIsLeft)
         {[&](JobStatus phase, double f) { if (phase == JobStatus::verifying && f > 0.5) setModified(source, {1600000001, 0}); }, changed},
         {[&](JobStatus phase, double f) { if (phase == JobStatus::verifying && f == 0.0) flipByte(source, 7); }, mismatch},
         {{}, changed}, // grown before the copy starts
+        {[&](JobStatus phase, double f) { if (phase == JobStatus::verifying && f == 1.0) control.cancel(); }, "(cancelled)"},
+        {[&](JobStatus, double) { ADD_FAILURE() << "copied after a cancel"; }, "(cancelled)"},
     };
     for (const auto &[update, message] : cases) {
         if (!update)
@@ -190,16 +186,6 @@ TEST_F(CopyTest, FlippedByteInTheStagingFileIsAlwaysCaught)
             expectNothingLeft();
         }
     }
-}
-
-// Cancelled before the start, and after verification just before publishing.
-TEST_F(CopyTest, CancelDiscardsTheCopy)
-{
-    JobControl cancelled, late;
-    cancelled.cancel();
-    EXPECT_EQ(copyFailure(job(), {}, &cancelled), QStringLiteral("(cancelled)"));
-    EXPECT_EQ(copyFailure(job(), [&](JobStatus, double f) { if (f == 1.0) late.cancel(); }, &late), QStringLiteral("(cancelled)"));
-    expectNothingLeft();
 }
 
 // Every mutating step of a copy, failed once in turn, fails the copy with the system's text and
