@@ -129,45 +129,39 @@ TEST_F(CopyTest, CopiesInEachAlgorithmOrUnverified)
     EXPECT_EQ(phases, std::vector<JobStatus>{JobStatus::verifying});
 }
 
-// Refused destinations, and /proc files that report a size of 0 but read as more, or fail to read.
-TEST_F(CopyTest, RefusedDestinationsAndUnreadableSources)
-{
-    MediaJob missing = job();
-    missing.copyDestination.reset();
-    const std::pair<MediaJob, QString> cases[] = {
-        {missing, QStringLiteral("Copy destination is missing.")},
-        {jobFor(QStringLiteral("/proc/self/status"), root, root + QStringLiteral("/status")),
-         QStringLiteral("Source size changed during copy. Nothing was committed.")},
-        {jobFor(QStringLiteral("/proc/self/mem"), root, root + QStringLiteral("/mem")), QString::fromLocal8Bit(std::strerror(EIO))},
-    };
-    for (const auto &[refused, message] : cases)
-        EXPECT_EQ(copyFailure(refused), message);
-    EXPECT_EQ(test::listTree(dir.path()), QStringList({"card/", "card/A001C001.MXF", "project/"}));
-}
-
-// A source that changes before, during or after the copy is refused, whichever check sees it; a
-// cancel after verification, or before the start, discards the copy too.
-TEST_F(CopyTest, ChangedSourceOrCancelLeavesNothing)
+// Refused jobs, /proc files that report a size of 0 but read as more or fail to read, a source that
+// changes before, during or after the copy, and a cancel after verification or before the start:
+// each fails with its own text and leaves nothing under the root.
+TEST_F(CopyTest, EachFailureHasItsTextAndLeavesNothing)
 {
     const QString changed = QStringLiteral("The source changed after it was queued. Add it again: A001C001.MXF");
     const MediaJob queued = job();
+    MediaJob missing = queued, grown = queued;
+    missing.copyDestination.reset();
+    grown.bytes += 1;
     const auto grow = [&] {
         QFile file(source);
         ASSERT_TRUE(file.open(QIODevice::Append));
         file.write("!");
     };
-    const std::pair<MediaIngestService::Update, QString> cases[] = {
-        {[&](JobStatus phase, double f) { if (phase == JobStatus::copying && f < 0.5) grow(); }, changed},
-        {[&](JobStatus phase, double f) { if (phase == JobStatus::verifying && f > 0.5) setModified(source, {1600000001, 0}); }, changed},
-        {[&](JobStatus phase, double f) { if (phase == JobStatus::verifying && f == 0.0) flipByte(source, 7); }, mismatch},
-        {{}, changed}, // grown before the copy starts
-        {[&](JobStatus phase, double f) { if (phase == JobStatus::verifying && f == 1.0) control.cancel(); }, "(cancelled)"},
-        {[&](JobStatus, double) { ADD_FAILURE() << "copied after a cancel"; }, "(cancelled)"},
+    const struct {
+        MediaJob job;
+        MediaIngestService::Update update;
+        QString message;
+    } cases[] = {
+        {missing, {}, QStringLiteral("Copy destination is missing.")},
+        {jobFor(QStringLiteral("/proc/self/status"), root, root + QStringLiteral("/status")), {},
+         QStringLiteral("Source size changed during copy. Nothing was committed.")},
+        {jobFor(QStringLiteral("/proc/self/mem"), root, root + QStringLiteral("/mem")), {}, QString::fromLocal8Bit(std::strerror(EIO))},
+        {grown, {}, changed},
+        {queued, [&](JobStatus phase, double f) { if (phase == JobStatus::copying && f < 0.5) grow(); }, changed},
+        {queued, [&](JobStatus phase, double f) { if (phase == JobStatus::verifying && f > 0.5) setModified(source, {1600000001, 0}); }, changed},
+        {queued, [&](JobStatus phase, double f) { if (phase == JobStatus::verifying && f == 0.0) flipByte(source, 7); }, mismatch},
+        {queued, [&](JobStatus phase, double f) { if (phase == JobStatus::verifying && f == 1.0) control.cancel(); }, "(cancelled)"},
+        {queued, [&](JobStatus, double) { ADD_FAILURE() << "copied after a cancel"; }, "(cancelled)"},
     };
-    for (const auto &[update, message] : cases) {
-        if (!update)
-            grow();
-        EXPECT_EQ(copyFailure(queued, update), message);
+    for (const auto &c : cases) {
+        EXPECT_EQ(copyFailure(c.job, c.update), c.message);
         EXPECT_EQ(filesUnderRoot(), QStringList());
         resetSource();
     }
