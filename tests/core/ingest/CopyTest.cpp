@@ -40,10 +40,8 @@ void setModified(const QString &path, timespec time)
 void flipByte(const QString &path, qint64 offset)
 {
     QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::ReadWrite));
-    file.seek(offset);
-    const char byte = char(file.read(1).at(0) ^ 0x01);
-    file.seek(offset);
+    ASSERT_TRUE(file.open(QIODevice::ReadWrite) && file.seek(offset));
+    const char byte = char(file.peek(1).at(0) ^ 0x01);
     file.write(&byte, 1);
 }
 
@@ -120,13 +118,6 @@ TEST_F(CopyTest, CopiesInEachAlgorithmOrUnverified)
     }
     EXPECT_EQ(test::listTree(root).filter(QStringLiteral(".vantor-")), QStringList());
 
-    // An empty file reads no chunk, so no copying progress; its digest is still compared.
-    std::vector<JobStatus> phases;
-    const QString empty = dir.write(QStringLiteral("card/empty.wav"), {});
-    const auto result = MediaIngestService::copy(jobFor(empty, root, root + QStringLiteral("/empty.wav"), ChecksumAlgorithm::md5),
-                                                 control, [&](JobStatus phase, double) { phases.push_back(phase); });
-    EXPECT_EQ(result.destinationHash, QStringLiteral("d41d8cd98f00b204e9800998ecf8427e"));
-    EXPECT_EQ(phases, std::vector<JobStatus>{JobStatus::verifying});
 }
 
 // Refused jobs, /proc files that report a size of 0 but read as more or fail to read, a source that

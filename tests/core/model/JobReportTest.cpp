@@ -12,7 +12,7 @@ using namespace vantor::test;
 
 namespace {
 
-TEST(JobReport, CarriesTheJobAndLeavesAbsentOptionalsOut)
+TEST(JobReport, CarriesTheJobLeavesAbsentOptionalsOutAndExportsTheQueue)
 {
     MediaJob copy = sampleJob(JobOperation::copy, JobStatus::waiting);
     copy.checksum.reset();
@@ -26,10 +26,8 @@ TEST(JobReport, CarriesTheJobAndLeavesAbsentOptionalsOut)
               std::tuple(QStringLiteral("A000C4 clip é.mov"), *job.outputDestination, "Copy + transcode", "FAILED",
                          job.preset->name, job.checksum->rawValue()));
     EXPECT_EQ(JobReport::fromJson(report.toJson()), report);
-}
 
-TEST(JobReport, ExportsTheQueueAsOnePrettyArrayInQueueOrder)
-{
+    // The queue is exported as one pretty array in queue order.
     TempDir dir;
     const QString path = dir.file(JobReport::suggestedFileName);
     JobReport::exportQueue({}, path);
