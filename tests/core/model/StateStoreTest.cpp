@@ -5,7 +5,6 @@
 #include "projects/ProjectTemplateService.h"
 
 #include "SampleRecords.h"
-#include "ScopedEnvironment.h"
 #include "TempDir.h"
 
 #include <QCoreApplication>
@@ -73,8 +72,6 @@ TEST_F(StateStoreTest, MissingFileGivesTheFreshStateAndFirstSaveMakesTheFolder)
     EXPECT_EQ(listTree(dir.path()), QStringList()) << "loading writes nothing";
     StateStore::save(fresh, directory);
     EXPECT_EQ(StateStore::encode(StateStore::load(directory)), StateStore::encode(fresh));
-    ScopedEnvironment environment("VANTOR_SUPPORT_DIR", "relative/support");
-    EXPECT_EQ(StateStore::directory(), "relative/support");
 }
 
 // One flaw written into the pretty file: the first `from` becomes `to`; a renamed key is a missing one.
