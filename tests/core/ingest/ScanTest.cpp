@@ -71,11 +71,8 @@ TEST_F(Scan, HierarchyOrderAndOverlappingSelections)
 
     const std::vector<SourceFile> files = MediaIngestService::scan({card});
     ASSERT_EQ(files.size(), 10u);
-    EXPECT_EQ(files[8].url, clip);
-    EXPECT_EQ(files[8].relative, QStringLiteral("card/e.mov"));
-    EXPECT_EQ(files[8].grant.path, card);
-    EXPECT_EQ(files[8].size, 5);
-    EXPECT_EQ(files[8].modified, Timestamp::fromTimespec(times[1]));
+    EXPECT_EQ(std::tuple(files[8].url, files[8].relative, files[8].grant.path, files[8].size, files[8].modified),
+              std::tuple(clip, QStringLiteral("card/e.mov"), card, 5, Timestamp::fromTimespec(times[1])));
 
     const QStringList sorted = QString::fromUtf8("card/10.mov card/9.mov card/B.mov card/a-b.mov card/a.mov card/a/z.mov "
                                                  "card/a0.mov card/b.mov card/e.mov card/é.mov").split(u' ');

@@ -14,105 +14,71 @@ namespace {
 
 static_assert(!std::is_base_of_v<VantorError, CancellationError>, "a cancel is not reported as a failure");
 
-// A real `sleep 30` child for a JobControl; killed and reaped at the end unless a test reaped it.
-class JobControlProcess : public testing::Test {
-protected:
-    void SetUp() override
-    {
-        m_pid = ::fork();
-        if (m_pid == 0) {
-            ::execlp("sleep", "sleep", "30", static_cast<char *>(nullptr));
-            ::_exit(127);
-        }
-        handle = std::make_shared<ProcessHandle>(m_pid);
-    }
-    void TearDown() override
-    {
-        if (!m_reaped) {
-            ::kill(m_pid, SIGKILL);
-            ::waitpid(m_pid, nullptr, 0);
-        }
-    }
-    // Waits for the child's next stop, continue (as asked) or end: the signal behind it, 0 if the
-    // child ran to its end unsignalled.
-    int next(int event)
-    {
-        siginfo_t info{};
-        ::waitid(P_PID, id_t(m_pid), &info, event | WEXITED);
-        m_reaped = info.si_code != CLD_STOPPED && info.si_code != CLD_CONTINUED;
-        return info.si_code == CLD_EXITED ? 0 : info.si_status;
-    }
-
-    JobControl control;
-    std::shared_ptr<ProcessHandle> handle;
-    pid_t m_pid = -1;
-    bool m_reaped = false;
-};
-
-TEST(JobControlTest, CancelWakesAWorkerBlockedWhilePaused)
+TEST(JobControl, PauseBlocksTheWorkerAndCancelWakesItForGood)
 {
     JobControl control;
     control.pause();
     std::atomic<bool> entered{false};
-    auto worker = std::async(std::launch::async, [&] {
+    auto blocked = std::async(std::launch::async, [&] {
         entered = true;
         control.checkpoint();
     });
     while (!entered)
         std::this_thread::yield();
-    EXPECT_EQ(worker.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+    EXPECT_EQ(blocked.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
     control.cancel();
-    EXPECT_THROW(worker.get(), CancellationError);
-}
-
-TEST(JobControlTest, ResumeReleasesAPausedWorkerButNeverUndoesACancel)
-{
-    JobControl control;
-    control.pause();
-    auto worker = std::async(std::launch::async, [&] { control.checkpoint(); });
-    control.resume();
-    EXPECT_NO_THROW(worker.get());
-    control.cancel();
-    control.resume();
+    EXPECT_THROW(blocked.get(), CancellationError);
+    control.resume(); // never undoes a cancel
     EXPECT_THROW(control.checkpoint(), CancellationError);
 }
 
-TEST_F(JobControlProcess, PauseStopsResumeContinuesCancelTerminates)
-{
-    control.attach(handle);
-    control.pause();
-    EXPECT_EQ(next(WSTOPPED), SIGSTOP);
-    control.resume();
-    EXPECT_EQ(next(WCONTINUED), SIGCONT);
-    control.cancel();
-    EXPECT_EQ(next(WEXITED), SIGTERM);
-}
+// Actions on a real `sleep 30` child (attach, pause, resume, cancel, an outside kill), and after
+// each the signal the child is then seen to stop, continue or end by; 0 when nothing happens.
+struct ProcessCase {
+    const char *actions;
+    std::vector<int> signals;
+};
 
-TEST_F(JobControlProcess, AttachAfterCancelTerminatesAtOnce)
-{
-    control.cancel();
-    control.attach(handle);
-    EXPECT_EQ(next(WEXITED), SIGTERM);
-}
+class JobControlProcess : public testing::TestWithParam<ProcessCase> {};
 
-TEST_F(JobControlProcess, AttachAfterPauseStopsAtOnceAndCancelStillTerminatesTheStoppedProcess)
+TEST_P(JobControlProcess, SignalsTheAttachedProcessOnce)
 {
-    control.pause();
-    control.attach(handle);
-    EXPECT_EQ(next(WSTOPPED), SIGSTOP);
-    control.cancel(); // a stopped process must be continued to act on SIGTERM
-    EXPECT_EQ(next(WEXITED), SIGTERM);
-}
-
-TEST_F(JobControlProcess, AReapedProcessIsNeverSignalledAgain)
-{
-    control.attach(handle);
-    ::kill(m_pid, SIGKILL);
-    EXPECT_EQ(next(WEXITED), SIGKILL);
-    // The pid may now be reused by anyone; the pidfd knows the process is gone.
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        ::execlp("sleep", "sleep", "30", static_cast<char *>(nullptr));
+        ::_exit(127);
+    }
+    const auto handle = std::make_shared<ProcessHandle>(pid);
+    JobControl control;
+    bool reaped = false;
+    const auto &[actions, signals] = GetParam();
+    for (std::size_t i = 0; actions[i]; ++i) {
+        switch (actions[i]) {
+        case 'a': control.attach(handle); break;
+        case 'p': control.pause(); break;
+        case 'r': control.resume(); break;
+        case 'c': control.cancel(); break;
+        case 'k': ::kill(pid, SIGKILL); break;
+        }
+        if (!signals[i])
+            continue;
+        siginfo_t info{};
+        ::waitid(P_PID, id_t(pid), &info, WSTOPPED | WCONTINUED | WEXITED);
+        reaped = info.si_code != CLD_STOPPED && info.si_code != CLD_CONTINUED;
+        EXPECT_EQ(info.si_status, signals[i]) << actions << " at " << i;
+    }
+    EXPECT_TRUE(reaped);
+    // The pid may now be anyone's; the pidfd knows the process is gone.
     EXPECT_FALSE(handle->signal(SIGTERM));
-    control.pause();
-    control.cancel();
+    if (!reaped) {
+        ::kill(pid, SIGKILL);
+        ::waitpid(pid, nullptr, 0);
+    }
 }
+
+// A pause or cancel before the attach applies at once; a stopped process is continued to act on SIGTERM.
+INSTANTIATE_TEST_SUITE_P(Sequences, JobControlProcess,
+                         testing::Values(ProcessCase{"aprc", {0, SIGSTOP, SIGCONT, SIGTERM}}, ProcessCase{"ca", {0, SIGTERM}},
+                                         ProcessCase{"pac", {0, SIGSTOP, SIGTERM}}, ProcessCase{"akpc", {0, SIGKILL, 0, 0}}));
 
 } // namespace
