@@ -73,11 +73,7 @@ class WorkspaceRefusal : public WorkspaceTest, public ::testing::WithParamInterf
 void none(WorkspaceTest &) {}
 void enqueue(WorkspaceTest &t) { t.ws.enqueue(); }
 void transcode(WorkspaceTest &t) { t.ws.enqueueTranscodes(true); }
-void create(WorkspaceTest &t)
-{
-    t.ws.createProject();
-    ASSERT_TRUE(t.harness.settle());
-}
+void create(WorkspaceTest &t) { t.ws.createProject(); EXPECT_TRUE(t.harness.settle()); }
 
 } // namespace
 
@@ -95,12 +91,7 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         Refusal{"NoProject", [](auto &t) { t.receive({t.card()}); }, enqueue, "Create or open a project first."},
         Refusal{"NoSources", [](auto &t) { t.openProject(); }, enqueue, "Add source media first."},
-        Refusal{"AbsoluteFolder",
-                [](auto &t) {
-                    t.openProject();
-                    t.receive({t.card()});
-                    t.ws.setCopyFolder(QStringLiteral("/02_FOOTAGE"));
-                },
+        Refusal{"AbsoluteFolder", [](auto &t) { t.openProject(); t.receive({t.card()}); t.ws.setCopyFolder("/02_FOOTAGE"); },
                 enqueue, "Use relative folder paths, without a leading or trailing slash."},
         // The twentieth already sits where its copy would go: the nineteen before it are not queued either.
         Refusal{"TwentiethSourceCollides",
@@ -114,15 +105,12 @@ INSTANTIATE_TEST_SUITE_P(
                 },
                 enqueue, "Source and destination are the same. Choose another folder."},
         Refusal{"LinkInAScannedFolder",
-                [](auto &t) {
-                    t.receive({t.media.write(QStringLiteral("a.mov"), "a")});
-                    QFile::link(t.media.file(QStringLiteral("a.mov")), t.media.makeDir(QStringLiteral("bad")) + "/l.mov");
-                },
-                [](auto &t) { t.receive({t.media.file(QStringLiteral("bad"))}); },
+                [](auto &t) { t.receive({t.media.write("a.mov", "a")}); QFile::link(t.media.file("a.mov"), t.media.makeDir("bad") + "/l.mov"); },
+                [](auto &t) { t.receive({t.media.file("bad")}); },
                 "A symbolic link was found in the source. Remove it from the selection: %1/bad/l.mov"},
         Refusal{"NoOutputFolder", none, transcode, "Choose an output folder."},
-        Refusal{"NoVideoSources", [](auto &t) { t.chooseOutput(); t.receive({t.media.write(QStringLiteral("n.txt"), "n")}); },
-                transcode, "Open video sources first."},
+        Refusal{"NoVideoSources", [](auto &t) { t.chooseOutput(); t.receive({t.media.write("n.txt", "n")}); }, transcode,
+                "Open video sources first."},
         Refusal{"OutputReplacesASource",
                 [](auto &t) {
                     TranscodePreset same = t.ws.preset();
@@ -134,17 +122,14 @@ INSTANTIATE_TEST_SUITE_P(
                 },
                 transcode, "The output would replace a source. Choose another suffix or folder."},
         Refusal{"NoLocation", none, create, "Choose a project location."},
-        Refusal{"UnknownTemplate", [](auto &t) { t.chooseLocation(); t.ws.setTemplateID(QUuid::createUuid()); }, create,
-                "Choose a template."},
-        Refusal{"ProjectExists", [](auto &t) { t.chooseLocation(); t.media.makeDir(QStringLiteral("Doc")); }, create,
+        Refusal{"UnknownTemplate", [](auto &t) { t.chooseLocation(); t.ws.setTemplateID(QUuid::createUuid()); }, create, "Choose a template."},
+        Refusal{"ProjectExists", [](auto &t) { t.chooseLocation(); t.media.makeDir("Doc"); }, create,
                 "A project named \u201CDoc\u201D already exists. Use Open Project or choose another name."},
-        Refusal{"UnreadableProjectFile", [](auto &t) { t.media.write(QStringLiteral("projects/Bad/Project.vantor"), "{"); },
-                [](auto &t) { t.openProject(QStringLiteral("Bad")); },
-                "The data is not valid JSON: unterminated object at offset 1."},
-        Refusal{"EmptyTemplate", [](auto &t) { t.ws.setTemplateText(QStringLiteral("\n  \n")); },
-                [](auto &t) { t.ws.saveTemplate(); }, "Add at least one folder to the template."},
-        Refusal{"BlankPresetName", [](auto &t) { t.ws.setCustomPresetName(QStringLiteral("   ")); },
-                [](auto &t) { t.ws.savePreset(); },
+        Refusal{"UnreadableProjectFile", [](auto &t) { t.media.write("projects/Bad/Project.vantor", "{"); },
+                [](auto &t) { t.openProject("Bad"); }, "The data is not valid JSON: unterminated object at offset 1."},
+        Refusal{"EmptyTemplate", [](auto &t) { t.ws.setTemplateText("\n  \n"); }, [](auto &t) { t.ws.saveTemplate(); },
+                "Add at least one folder to the template."},
+        Refusal{"BlankPresetName", [](auto &t) { t.ws.setCustomPresetName("   "); }, [](auto &t) { t.ws.savePreset(); },
                 "\u201C   \u201D is not a safe file or folder name."}),
     [](const auto &info) { return std::string(info.param.name); });
 
