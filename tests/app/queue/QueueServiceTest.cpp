@@ -8,327 +8,233 @@
 #include <QTest>
 #include <atomic>
 #include <gtest/gtest.h>
-#include <mutex>
 
 using namespace vantor;
 using vantor::test::TempDir;
 
 namespace {
 
-// Phases that do no file work: each job behaves as its source name says.
-//   "fail..."  throws a VantorError; "wait..." checkpoints until released or cancelled;
-//   anything else reports progress, commits its copy and returns digests.
-struct FakePhases {
+// A queue whose phases do no file work: each job behaves as its source name says. "fail..."
+// throws; "wait..." reports progress and checkpoints until released; anything else completes.
+class QueueServiceTest : public ::testing::Test {
+protected:
+    TempDir dir;
+    const QString support = dir.file(QStringLiteral("support"));
     std::atomic<bool> release{false};
-    std::mutex mutex;
-    std::vector<QString> ran;
 
     JobPhases phases()
     {
         return [this](const MediaJob &job, JobControl &control, const QString &, const JobPhaseCallbacks &callbacks) {
-            {
-                std::lock_guard lock(mutex);
-                ran.push_back(job.source.section(u'/', -1));
-            }
             const QString name = job.source.section(u'/', -1);
             if (name.startsWith(QStringLiteral("fail")))
                 throw VantorError(QStringLiteral("The source changed after it was queued."));
-            if (name.startsWith(QStringLiteral("wait"))) {
-                while (!release) {
-                    control.checkpoint();
-                    callbacks.progress(JobStatus::copying, 0.5);
-                    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-                }
+            while (name.startsWith(QStringLiteral("wait")) && !release) {
+                control.checkpoint();
+                callbacks.progress(JobStatus::copying, 0.5);
+                std::this_thread::sleep_for(std::chrono::milliseconds(5));
             }
             callbacks.progress(JobStatus::copying, 1.0);
             callbacks.copyCommitted({QStringLiteral("aaaa"), QStringLiteral("aaaa")});
             return JobPhaseResult{QStringLiteral("aaaa"), QStringLiteral("aaaa")};
         };
     }
-    std::vector<QString> ranSnapshot()
+    MediaJob job(const QString &name, const QString &destination = {})
     {
-        std::lock_guard lock(mutex);
-        return ran;
+        const QString root = dir.file(QStringLiteral("project"));
+        return MediaJob::make(dir.file(QStringLiteral("card/") + name), FileGrant(dir.file(QStringLiteral("card"))), root,
+                              FileGrant(root), root + u'/' + (destination.isEmpty() ? name : destination), std::nullopt,
+                              JobOperation::copy, std::nullopt, ChecksumAlgorithm(), 1, Timestamp{});
+    }
+    // The refusal's message, or empty when the batch was queued.
+    static QString refusalOf(QueueService &queue, const std::vector<MediaJob> &jobs)
+    {
+        try {
+            queue.enqueue(jobs);
+        } catch (const VantorError &error) {
+            return error.message();
+        }
+        return {};
+    }
+    static bool idleAfter(QueueService &queue, bool start = true)
+    {
+        QSignalSpy idle(&queue, &QueueService::idle);
+        if (start)
+            queue.start();
+        return idle.count() > 0 || idle.wait(20000);
+    }
+    static bool firstReaches(const QueueService &queue, JobStatus status)
+    {
+        return QTest::qWaitFor([&] { return queue.state().jobs.front().status == status; });
+    }
+    static QStringList names(const QueueService &queue)
+    {
+        QStringList names;
+        for (const MediaJob &job : queue.state().jobs)
+            names << job.source.section(u'/', -1) + u' ' + job.status.rawValue();
+        return names;
+    }
+    QStringList logMessages()
+    {
+        QStringList messages;
+        for (const QString &line : QString::fromUtf8(test::readFile(OperationLog::path(support))).split(u'\n', Qt::SkipEmptyParts))
+            messages << line.section(QStringLiteral("  "), 1);
+        return messages;
     }
 };
 
-MediaJob copyJob(const TempDir &dir, const QString &name, const QString &destination = {})
-{
-    const QString root = dir.file(QStringLiteral("project"));
-    return MediaJob::make(dir.file(QStringLiteral("card/") + name), FileGrant(dir.file(QStringLiteral("card"))), root,
-                          FileGrant(root), root + QLatin1Char('/') + (destination.isEmpty() ? name : destination),
-                          std::nullopt, JobOperation::copy, std::nullopt, ChecksumAlgorithm(), 1, Timestamp{});
-}
-
-QString collisionOf(QueueService &queue, const std::vector<MediaJob> &jobs)
-{
-    try {
-        queue.enqueue(jobs);
-    } catch (const VantorError &error) {
-        return error.message();
-    }
-    return {};
-}
-
-bool runToIdle(QueueService &queue)
-{
-    QSignalSpy idle(&queue, &QueueService::idle);
-    queue.start();
-    return idle.count() > 0 || idle.wait(20000);
-}
-
-JobStatus statusOf(const QueueService &queue, const QUuid &id)
-{
-    for (const MediaJob &job : queue.state().jobs) {
-        if (job.id == id)
-            return job.status;
-    }
-    return JobStatus::waiting;
-}
-
-QStringList logMessages(const QString &directory)
-{
-    QStringList messages;
-    for (const QString &line : QString::fromUtf8(vantor::test::readFile(OperationLog::path(directory))).split(u'\n', Qt::SkipEmptyParts))
-        messages << line.section(QStringLiteral("  "), 1);
-    return messages;
-}
-
 } // namespace
 
-TEST(QueueServiceTest, CollisionsRejectTheWholeBatch)
+TEST_F(QueueServiceTest, CollisionsRejectTheWholeBatch)
 {
-    TempDir dir;
-    FakePhases fake;
-    QueueService queue(dir.file(QStringLiteral("support")), fake.phases());
-    const std::size_t before = queue.state().jobs.size();
-
-    EXPECT_EQ(collisionOf(queue, {copyJob(dir, QStringLiteral("a.mov")), copyJob(dir, QStringLiteral("b.mov"), QStringLiteral("A.MOV"))}),
-              QStringLiteral("Destination collision: ") + dir.file(QStringLiteral("project/A.MOV"))
-                  + QStringLiteral(". Change the output pattern or folder."));
-    EXPECT_EQ(queue.state().jobs.size(), before);
-
+    QueueService queue(support, phases());
+    EXPECT_EQ(refusalOf(queue, {job(QStringLiteral("a.mov")), job(QStringLiteral("b.mov"), QStringLiteral("A.MOV"))}),
+              QStringLiteral("Destination collision: %1. Change the output pattern or folder.").arg(dir.file(QStringLiteral("project/A.MOV"))));
+    EXPECT_TRUE(queue.state().jobs.empty());
     dir.write(QStringLiteral("project/taken.mov"), "x");
-    EXPECT_FALSE(collisionOf(queue, {copyJob(dir, QStringLiteral("taken.mov"))}).isEmpty());
+    EXPECT_FALSE(refusalOf(queue, {job(QStringLiteral("taken.mov"))}).isEmpty());
 
-    MediaJob first = copyJob(dir, QStringLiteral("c.mov"));
-    EXPECT_TRUE(collisionOf(queue, {first}).isEmpty());
-    EXPECT_FALSE(collisionOf(queue, {copyJob(dir, QStringLiteral("C.mov"))}).isEmpty()) << "a waiting job claims it";
+    const MediaJob first = job(QStringLiteral("c.mov"));
+    EXPECT_TRUE(refusalOf(queue, {first}).isEmpty());
+    EXPECT_FALSE(refusalOf(queue, {job(QStringLiteral("C.mov"))}).isEmpty()) << "a waiting job claims it";
     queue.cancel(first.id);
-    EXPECT_TRUE(collisionOf(queue, {copyJob(dir, QStringLiteral("C.mov"))}).isEmpty()) << "a cancelled job frees it";
+    EXPECT_TRUE(refusalOf(queue, {job(QStringLiteral("C.mov"))}).isEmpty()) << "a cancelled job frees it";
 }
 
-TEST(QueueServiceTest, RunsJobsInOrderAndRecordsOutcomes)
+TEST_F(QueueServiceTest, RunsJobsInOrderAndRecordsOutcomes)
 {
-    TempDir dir;
-    FakePhases fake;
-    const QString support = dir.file(QStringLiteral("support"));
-    QueueService queue(support, fake.phases());
-    const MediaJob good = copyJob(dir, QStringLiteral("good.mov"));
-    const MediaJob bad = copyJob(dir, QStringLiteral("fail.mov"));
-    const MediaJob later = copyJob(dir, QStringLiteral("later.mov"));
-    queue.enqueue({good, bad, later});
-    ASSERT_TRUE(runToIdle(queue));
-
-    EXPECT_EQ(fake.ranSnapshot(), std::vector<QString>({"good.mov", "fail.mov", "later.mov"}));
-    EXPECT_EQ(statusOf(queue, good.id), JobStatus::complete);
-    EXPECT_EQ(statusOf(queue, bad.id), JobStatus::failed);
-    EXPECT_EQ(statusOf(queue, later.id), JobStatus::complete);
-    EXPECT_FALSE(queue.running());
-    const MediaJob &done = queue.state().jobs[std::size_t(queue.state().jobs.size() - 3)];
-    EXPECT_EQ(done.sourceHash, QStringLiteral("aaaa"));
-    EXPECT_TRUE(done.copyCommitted);
-    EXPECT_EQ(done.progress, 1.0);
+    QueueService queue(support, phases());
+    const std::vector<MediaJob> jobs{job(QStringLiteral("good.mov")), job(QStringLiteral("fail.mov")), job(QStringLiteral("later.mov"))};
+    queue.enqueue(jobs);
+    ASSERT_TRUE(idleAfter(queue));
+    EXPECT_EQ(names(queue), QStringList({"good.mov COMPLETE", "fail.mov FAILED", "later.mov COMPLETE"}));
+    const MediaJob &done = queue.state().jobs.front();
+    EXPECT_TRUE(done.sourceHash == QStringLiteral("aaaa") && done.copyCommitted && done.progress == 1.0);
 
     queue.flush();
-    const QStringList messages = logMessages(support);
-    ASSERT_EQ(messages.size(), 7);
-    EXPECT_EQ(messages[0], QStringLiteral("QUEUED 3 files"));
-    EXPECT_EQ(messages[1], QStringLiteral("START ") + good.id.toString(QUuid::WithoutBraces).toUpper() + u' '
-                               + good.source + QStringLiteral(" → ") + *good.copyDestination);
-    EXPECT_TRUE(messages[2].endsWith(QStringLiteral(" checksum=aaaa")));
-    EXPECT_EQ(messages[4], QStringLiteral("FAILED ") + bad.id.toString(QUuid::WithoutBraces).toUpper()
-                               + QStringLiteral(" The source changed after it was queued."));
-    // What is on disk is what is in memory.
-    EXPECT_EQ(StateStore::encode(StateStore::load(support)), StateStore::encode(queue.state()));
+    QStringList expected{QStringLiteral("QUEUED 3 files")};
+    for (const MediaJob &job : jobs) {
+        const QString id = job.id.toString(QUuid::WithoutBraces).toUpper();
+        expected << QStringLiteral("START %1 %2 → %3").arg(id, job.source, *job.copyDestination)
+                 << (&job == &jobs[1] ? QStringLiteral("FAILED %1 The source changed after it was queued.")
+                                      : QStringLiteral("COMPLETE %1 checksum=aaaa")).arg(id);
+    }
+    EXPECT_EQ(logMessages(), expected);
+    EXPECT_EQ(StateStore::encode(StateStore::load(support)), StateStore::encode(queue.state())) << "disk matches memory";
 }
 
-TEST(QueueServiceTest, PauseHoldsTheWorkerAndCancelEndsTheJob)
+TEST_F(QueueServiceTest, RetryMoveAndRemoveFollowTheirRules)
 {
-    TempDir dir;
-    FakePhases fake;
-    QueueService queue(dir.file(QStringLiteral("support")), fake.phases());
-    const MediaJob slow = copyJob(dir, QStringLiteral("wait.mov"));
-    const MediaJob next = copyJob(dir, QStringLiteral("next.mov"));
-    queue.enqueue({slow, next});
-    QSignalSpy idle(&queue, &QueueService::idle);
-    queue.start();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return statusOf(queue, slow.id) == JobStatus::copying; }));
-    queue.pause();
-    EXPECT_EQ(statusOf(queue, slow.id), JobStatus::paused);
-    EXPECT_TRUE(queue.paused());
-
-    // A progress report arriving after the cancel never revives the job.
-    queue.cancel(slow.id);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return statusOf(queue, slow.id) == JobStatus::cancelled; }));
-    EXPECT_EQ(queue.state().jobs.back().status, JobStatus::waiting) << "paused queue does not move on";
-    QTest::qWait(50);
-    EXPECT_EQ(statusOf(queue, slow.id), JobStatus::cancelled);
-
-    queue.resume();
-    ASSERT_TRUE(idle.wait(20000));
-    EXPECT_EQ(statusOf(queue, next.id), JobStatus::complete);
-    const auto &cancelled = queue.state().jobs[queue.state().jobs.size() - 2];
-    EXPECT_EQ(cancelled.error, QStringLiteral("Cancelled. Original media was preserved."));
-}
-
-TEST(QueueServiceTest, RetryMoveAndRemoveFollowTheirRules)
-{
-    TempDir dir;
-    FakePhases fake;
-    QueueService queue(dir.file(QStringLiteral("support")), fake.phases());
-    const MediaJob failing = copyJob(dir, QStringLiteral("fail.mov"));
+    QueueService queue(support, phases());
+    const MediaJob failing = job(QStringLiteral("fail.mov")), a = job(QStringLiteral("a.mov")), b = job(QStringLiteral("b.mov")),
+                   c = job(QStringLiteral("c.mov"));
     queue.enqueue({failing});
-    ASSERT_TRUE(runToIdle(queue));
-    const MediaJob a = copyJob(dir, QStringLiteral("a.mov")), b = copyJob(dir, QStringLiteral("b.mov")),
-                   c = copyJob(dir, QStringLiteral("c.mov"));
+    ASSERT_TRUE(idleAfter(queue));
     queue.enqueue({a, b, c});
     queue.cancel(c.id);
-
     queue.retryFailed();
-    EXPECT_EQ(statusOf(queue, failing.id), JobStatus::waiting);
-    EXPECT_EQ(statusOf(queue, c.id), JobStatus::cancelled) << "retry failed leaves cancelled jobs alone";
+    EXPECT_EQ(names(queue), QStringList({"fail.mov WAITING", "a.mov WAITING", "b.mov WAITING", "c.mov CANCELLED"}));
     queue.retry(c.id);
-    EXPECT_EQ(statusOf(queue, c.id), JobStatus::waiting);
     queue.retry(a.id); // waiting: untouched
-
-    const auto order = [&] {
-        QStringList names;
-        for (const MediaJob &job : queue.state().jobs)
-            names << job.source.section(u'/', -1);
-        return names;
-    };
-    const QStringList initial = order();
+    const QStringList initial = names(queue);
     queue.moveWaiting(failing.id, -1);
     queue.moveWaiting(c.id, +1);
-    EXPECT_EQ(order(), initial) << "first by -1 and last by +1 change nothing";
+    EXPECT_EQ(names(queue), initial) << "first by -1 and last by +1 change nothing";
     queue.moveWaiting(c.id, -3);
-    EXPECT_EQ(order(), QStringList({"c.mov", "a.mov", "b.mov", "fail.mov"}));
-
     queue.remove(b.id);
-    EXPECT_EQ(order(), QStringList({"c.mov", "a.mov", "fail.mov"}));
-    ASSERT_TRUE(runToIdle(queue));
+    EXPECT_EQ(names(queue), QStringList({"c.mov WAITING", "a.mov WAITING", "fail.mov WAITING"}));
+    ASSERT_TRUE(idleAfter(queue));
     queue.removeCompleted();
     EXPECT_TRUE(queue.state().jobs.empty());
 }
 
-TEST(QueueServiceTest, LaunchTurnsRunningJobsIntoInterruptedFailures)
+TEST_F(QueueServiceTest, LaunchTurnsRunningJobsIntoInterruptedFailures)
 {
-    TempDir dir;
-    const QString support = dir.file(QStringLiteral("support"));
     AppState state = AppState::fresh();
     for (JobStatus status : {JobStatus::paused, JobStatus::verifying, JobStatus::transcoding, JobStatus::waiting}) {
-        MediaJob job = copyJob(dir, status.rawValue() + QStringLiteral(".mov"));
-        job.status = status;
-        job.copyCommitted = status == JobStatus::transcoding;
-        state.jobs.push_back(job);
+        state.jobs.push_back(job(status.rawValue() + QStringLiteral(".mov")));
+        state.jobs.back().status = status;
+        state.jobs.back().copyCommitted = status == JobStatus::transcoding;
     }
     StateStore::save(state, support);
 
-    FakePhases fake;
-    QueueService queue(support, fake.phases());
-    const auto &jobs = queue.state().jobs;
-    for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(jobs[std::size_t(i)].status, JobStatus::failed);
-        EXPECT_EQ(jobs[std::size_t(i)].error, QStringLiteral("Interrupted by application shutdown. Retry to restart "
-                                                             "the unfinished phase. Original media is preserved."));
-    }
-    EXPECT_TRUE(jobs[2].copyCommitted);
-    EXPECT_EQ(jobs[3].status, JobStatus::waiting);
+    QueueService queue(support, phases());
+    EXPECT_EQ(names(queue), QStringList({"PAUSED.mov FAILED", "VERIFYING.mov FAILED", "TRANSCODING.mov FAILED",
+                                         "WAITING.mov WAITING"}));
+    EXPECT_EQ(queue.state().jobs[0].error, QStringLiteral("Interrupted by application shutdown. Retry to restart the "
+                                                          "unfinished phase. Original media is preserved."));
+    EXPECT_TRUE(queue.state().jobs[2].copyCommitted);
     EXPECT_FALSE(queue.running());
     queue.flush();
-    EXPECT_EQ(StateStore::load(support).jobs[0].status, JobStatus::failed) << "restored statuses saved at once";
+    EXPECT_EQ(StateStore::encode(StateStore::load(support)), StateStore::encode(queue.state())) << "saved at once";
 }
 
-TEST(QueueServiceTest, UnreadableStateIsNeverWrittenOver)
+TEST_F(QueueServiceTest, UnreadableStateIsNeverWrittenOver)
 {
-    TempDir dir;
-    const QString support = dir.file(QStringLiteral("support"));
     const QByteArray broken = "{\"version\": 1, \"jobs\": [";
     dir.write(QStringLiteral("support/state.json"), broken);
-    FakePhases fake;
     {
-        QueueService queue(support, fake.phases());
+        QueueService queue(support, phases());
         EXPECT_TRUE(queue.storageBlocked());
         EXPECT_TRUE(queue.persistenceError()->startsWith(
             QStringLiteral("Saved state could not be read. The original state.json has been preserved. ")));
-        EXPECT_EQ(collisionOf(queue, {copyJob(dir, QStringLiteral("a.mov"))}),
-                  QStringLiteral("Resolve the saved-state error before adding jobs."));
+        EXPECT_EQ(refusalOf(queue, {job(QStringLiteral("a.mov"))}), QStringLiteral("Resolve the saved-state error before adding jobs."));
         queue.save();
         queue.start();
         EXPECT_FALSE(queue.running());
         queue.prepareToQuit();
     }
-    EXPECT_EQ(vantor::test::readFile(support + QStringLiteral("/state.json")), broken);
+    EXPECT_EQ(test::readFile(support + QStringLiteral("/state.json")), broken);
 }
 
-TEST(QueueServiceTest, SleepPausesARunningQueueAndWakeNeverResumes)
+TEST_F(QueueServiceTest, SleepPausesARunningQueueWakeNeverResumesAndCancelEndsTheJob)
 {
-    TempDir dir;
-    FakePhases fake;
-    const QString support = dir.file(QStringLiteral("support"));
-    QueueService queue(support, fake.phases());
-
+    QueueService queue(support, phases());
     queue.handleSystemSleep(); // idle: nothing happens
     queue.handleSystemWake();
-
-    const MediaJob slow = copyJob(dir, QStringLiteral("wait.mov"));
-    queue.enqueue({slow});
+    const MediaJob slow = job(QStringLiteral("wait.mov"));
+    queue.enqueue({slow, job(QStringLiteral("next.mov"))});
     queue.start();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return statusOf(queue, slow.id) == JobStatus::copying; }));
+    ASSERT_TRUE(firstReaches(queue, JobStatus::copying));
     queue.handleSystemSleep();
-    EXPECT_TRUE(queue.paused());
-    EXPECT_EQ(statusOf(queue, slow.id), JobStatus::paused);
+    EXPECT_EQ(queue.state().jobs.front().status, JobStatus::paused);
     queue.handleSystemWake();
     EXPECT_TRUE(queue.paused()) << "wake leaves the queue paused";
-    queue.handleSystemSleep(); // already paused: no second sleep record
+    queue.handleSystemSleep(); // already paused: no second record
     queue.handleSystemWake();
 
-    fake.release = true;
+    // A progress report arriving after the cancel never revives the job; a paused queue does not move on.
+    queue.cancel(slow.id);
+    ASSERT_TRUE(firstReaches(queue, JobStatus::cancelled));
+    QTest::qWait(50);
+    EXPECT_EQ(names(queue), QStringList({"wait.mov CANCELLED", "next.mov WAITING"}));
     queue.resume();
-    QSignalSpy idle(&queue, &QueueService::idle);
-    ASSERT_TRUE(idle.wait(20000));
+    ASSERT_TRUE(idleAfter(queue, false));
+    EXPECT_EQ(names(queue), QStringList({"wait.mov CANCELLED", "next.mov COMPLETE"}));
+    EXPECT_EQ(queue.state().jobs.front().error, QStringLiteral("Cancelled. Original media was preserved."));
     queue.flush();
-    const QStringList messages = logMessages(support);
+    const QStringList messages = logMessages();
     EXPECT_EQ(messages.count(QStringLiteral("PAUSED for system sleep")), 1);
     EXPECT_EQ(messages.count(QStringLiteral("System awake; queue remains paused until resumed")), 1);
 }
 
-TEST(QueueServiceTest, ProgressSavesAtMostOncePerSecondButChangesAtOnce)
+TEST_F(QueueServiceTest, ProgressSavesAtMostOncePerSecondButChangesAtOnce)
 {
-    TempDir dir;
-    FakePhases fake;
     double now = 100.0;
-    QueueService queue(dir.file(QStringLiteral("support")), fake.phases());
+    QueueService queue(support, phases());
     queue.setClock([&now] { return now; });
-    const MediaJob slow = copyJob(dir, QStringLiteral("wait.mov"));
-    queue.enqueue({slow});
+    queue.enqueue({job(QStringLiteral("wait.mov"))});
     queue.start();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return statusOf(queue, slow.id) == JobStatus::copying; }));
-
-    // The clock stands still: progress keeps arriving, but no further save is queued.
+    ASSERT_TRUE(firstReaches(queue, JobStatus::copying));
+    // Progress keeps arriving while the clock moves less than a second: no further save.
     const std::size_t saves = queue.savesRequested();
+    now += 0.9;
     QTest::qWait(100);
-    EXPECT_EQ(queue.savesRequested(), saves);
-    now += 0.4;
-    QTest::qWait(50);
     EXPECT_EQ(queue.savesRequested(), saves);
     queue.pause(); // a status change is saved at once
     EXPECT_EQ(queue.savesRequested(), saves + 1);
     now += 1.5;
     queue.resume();
     ASSERT_TRUE(QTest::qWaitFor([&] { return queue.savesRequested() == saves + 2; }));
-    fake.release = true;
-    QSignalSpy idle(&queue, &QueueService::idle);
-    ASSERT_TRUE(idle.wait(20000));
+    release = true;
+    ASSERT_TRUE(idleAfter(queue, false));
 }

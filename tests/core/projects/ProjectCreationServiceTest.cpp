@@ -33,6 +33,9 @@ template <typename Call> QString messageOf(Call call)
 
 QString unsafe(const QString &name) { return "\u201C" + name + "\u201D is not a safe file or folder name."; }
 
+const QString duplicates = "The template contains duplicate folder paths.";
+const QString slashes = "Use relative folder paths, without a leading or trailing slash.";
+
 QString existing(const QString &name)
 {
     return "A project named \u201C" + name + "\u201D already exists. Use Open Project or choose another name.";
@@ -86,18 +89,23 @@ TEST_P(CreationRefusals, SayWhyAndCreateNothing)
     EXPECT_EQ(readFile(top.file("real/Taken/Project.vantor")), "{}");
 }
 
+// Template paths are refused before anything is made, with the first fault found.
 INSTANTIATE_TEST_SUITE_P(
     Cases, CreationRefusals,
-    testing::Values(RefusalCase{"emptyName", " ", {"A"}, "real", unsafe(" ")},
+    testing::Values(RefusalCase{"blankName", " ", {"A"}, "real", unsafe(" ")},
                     RefusalCase{"reservedName", ".vantor-project-X", {"A"}, "real", unsafe(".vantor-project-X")},
-                    RefusalCase{"colonName", "Doc:1", {"A"}, "real", unsafe("Doc:1")},
                     RefusalCase{"existingProject", " Taken", {"C"}, "real", existing("Taken")},
                     RefusalCase{"existingFile", "Notes", {"C"}, "real", existing("Notes")},
                     RefusalCase{"linkParent", "Doc", {"A"}, "link", "Select an available, real destination folder: %1"},
                     RefusalCase{"fileParent", "Doc", {"A"}, "file", "Select an available, real destination folder: %1"},
                     RefusalCase{"readOnlyParent", "Doc", {"A"}, "readOnly", "The destination is read-only: %1"},
                     RefusalCase{"missingParent", "Doc", {"A"}, "missing", "No such file or directory"},
-                    RefusalCase{"badTemplate", "Doc", {"A", "a"}, "real", "The template contains duplicate folder paths."},
+                    RefusalCase{"noFolders", "Doc", {}, "real", "Add at least one folder to the template."},
+                    RefusalCase{"sameFolderTwice", "Doc", {"03_AUDIO", " 03_audio "}, "real", duplicates},
+                    RefusalCase{"expandsToTheSame", "Doc", {"{PROJECT}", "Doc"}, "real", duplicates},
+                    RefusalCase{"absolute", "Doc", {"ok", "/abs"}, "real", slashes},
+                    RefusalCase{"trailingSlash", "Doc", {"A/"}, "real", slashes},
+                    RefusalCase{"unknownToken", "Doc", {"A", "B/{TAKE}{X}"}, "real", "Unknown naming token in \u201C{TAKE}{X}\u201D."},
                     RefusalCase{"emptyToken", "Doc", {"A", "{CLIENT}"}, "real", unsafe("{CLIENT}")},
                     RefusalCase{"climbing", "Doc", {"A/../../B"}, "real", unsafe("..")}),
     [](const testing::TestParamInfo<RefusalCase> &info) { return info.param.label; });
