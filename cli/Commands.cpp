@@ -68,6 +68,7 @@ int dispatch(const QStringList &arguments)
     if (first == QLatin1String("--self-test")) {
         if (arguments.size() > 1) {
             printError(QStringLiteral("--self-test takes no arguments"));
+            QTextStream(stderr) << "Try 'vantor --help' for more information.\n";
             return exitUsage;
         }
         return runSelfTest();

@@ -1,4 +1,5 @@
 #include "PresetLookup.h"
+#include "SavedState.h"
 
 #include "model/StateStore.h"
 #include "model/VantorError.h"
@@ -14,13 +15,8 @@ QList<TranscodePreset> availablePresets()
     const QString directory = StateStore::directory();
     if (!QFileInfo::exists(directory + QStringLiteral("/state.json")))
         return PresetService::defaults();
-    try {
-        const AppState state = StateStore::load(directory);
-        return QList<TranscodePreset>(state.presets.begin(), state.presets.end());
-    } catch (const std::exception &error) {
-        throw VantorError(QStringLiteral("Saved state could not be read. The original state.json has been preserved. ")
-                          + errorText(error));
-    }
+    const AppState state = readSavedState();
+    return QList<TranscodePreset>(state.presets.begin(), state.presets.end());
 }
 
 TranscodePreset findPreset(const QString &name)

@@ -1,4 +1,5 @@
 #include "PresetOptions.h"
+#include "SavedState.h"
 
 #include "model/StateStore.h"
 #include "model/VantorError.h"
@@ -50,14 +51,7 @@ ChosenPreset chosenPreset(const CommandParser &parser)
     const QString wanted = parser.value(name("preset"));
 
     // A state that cannot be read is not guessed around: the user's presets may be in it.
-    const QString directory = StateStore::directory();
-    AppState state;
-    try {
-        state = StateStore::load(directory);
-    } catch (const std::exception &error) {
-        throw VantorError(name("Saved state could not be read: ") + directory + QLatin1Char('/')
-                          + name(StateStore::fileName) + name(": ") + errorText(error));
-    }
+    const AppState state = readSavedState();
     QList<TranscodePreset> candidates(state.presets.begin(), state.presets.end());
     candidates += PresetService::defaults();
     const auto found = std::find_if(candidates.begin(), candidates.end(),

@@ -1,4 +1,5 @@
 #include "CommandLine.h"
+#include "SavedState.h"
 #include "model/JsonCodec.h"
 #include "model/StateStore.h"
 #include "model/VantorError.h"
@@ -19,13 +20,7 @@ namespace {
 // command never writes the state.
 std::vector<ProjectTemplate> availableTemplates()
 {
-    try {
-        return StateStore::load(StateStore::directory()).templates;
-    } catch (const std::exception &error) {
-        throw VantorError(
-            QStringLiteral("Saved state could not be read. The original state.json has been preserved. ")
-            + errorText(error));
-    }
+    return readSavedState().templates;
 }
 
 ProjectTemplate findTemplate(const QString &name)

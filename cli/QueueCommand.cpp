@@ -1,4 +1,5 @@
 #include "ChecksumOption.h"
+#include "SavedState.h"
 #include "CommandLine.h"
 #include "InterruptWatcher.h"
 #include "PresetLookup.h"
@@ -54,7 +55,7 @@ QUuid findJob(const AppState &state, const QString &text)
 // Reading the queue needs no lock; an unreadable state file is reported, never replaced.
 AppState readState()
 {
-    return StateStore::load(StateStore::directory());
+    return readSavedState();
 }
 
 // A queue this process may change; refused when another Vantor process owns it.

@@ -1,4 +1,5 @@
 #include "CommandLine.h"
+#include "SavedState.h"
 #include "HeadlessSession.h"
 #include "PresetLookup.h"
 #include "ScriptedChoices.h"
@@ -83,13 +84,7 @@ int list(const QStringList &arguments)
     if (!parser.positional().isEmpty())
         throw UsageError(QStringLiteral("watch list takes no arguments."));
     // Only reads, so it works while 'vantor watch run' holds the queue.
-    AppState state;
-    try {
-        state = StateStore::load(StateStore::directory());
-    } catch (const std::exception &error) {
-        throw VantorError(QStringLiteral("Saved state could not be read. The original state.json has been preserved. ")
-                          + errorText(error));
-    }
+    const AppState state = readSavedState();
     if (parser.isSet(QStringLiteral("json"))) {
         QJsonArray array;
         for (const WatchFolder &rule : state.watches)

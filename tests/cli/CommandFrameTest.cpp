@@ -64,6 +64,7 @@ const QString unreadable = "vantor: Saved state could not be read. The original 
 INSTANTIATE_TEST_SUITE_P(Calls, Refusals, testing::Values(
     Call{{"frobnicate"}, 2, "vantor: unknown command: frobnicate"},
     Call{{"--frobnicate"}, 2, "vantor: unknown option: --frobnicate"},
+    Call{{"--self-test", "now"}, 2, "vantor: --self-test takes no arguments"},
     Call{{"hash", "-a", "sha256", "x"}, 2, "vantor: unknown algorithm \"sha256\" (choose xxHash64, MD5 or SHA-256)"},
     Call{{"scan"}, 2, "vantor: no path given"},
     Call{{"copy", "--no-verify", "-a", "MD5", "%D/a", "%D/b"}, 2, "vantor: --algorithm and --no-verify exclude each other"},
@@ -90,6 +91,8 @@ INSTANTIATE_TEST_SUITE_P(Calls, Refusals, testing::Values(
     Call{create + QStringList{"-n", "Doc", "%D"}, 1, unreadable, true},
     Call{{"queue", "add", "copy", "--root", "%D", "%D/existing"}, 1, unreadable, true},
     Call{{"queue", "run"}, 1, unreadable, true},
-    Call{{"watch", "list"}, 1, unreadable, true}));
+    Call{{"watch", "list"}, 1, unreadable, true},
+    Call{{"queue", "list"}, 1, unreadable, true},
+    Call{{"transcode", "-p", "Review File", "%D/x.mov"}, 1, unreadable, true}));
 
 } // namespace
