@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <fcntl.h>
 #include <memory>
 #include <system_error>
 
@@ -80,17 +81,33 @@ QString digest(int fd, ChecksumAlgorithm algorithm, JobControl &control, const P
 {
     const qint64 size = FileIo::fstat(fd).st_size;
     Hasher hasher(algorithm);
-    const std::unique_ptr<char[]> buffer(new char[chunkSize]);
+    const FileIo::AlignedBuffer buffer = FileIo::alignedBuffer(chunkSize);
+    bool direct = (::fcntl(fd, F_GETFL) & O_DIRECT) != 0;
+    constexpr auto block = qint64(FileIo::directAlignment);
     qint64 count = 0;
     for (;;) {
         control.checkpoint();
-        const std::size_t got = FileIo::read(fd, buffer.get(), chunkSize);
+        std::size_t got;
+        try {
+            got = FileIo::read(fd, buffer.get(), chunkSize);
+        } catch (const std::system_error &error) {
+            // Some file systems take O_DIRECT and then refuse the read: read through the cache.
+            if (!direct || error.code().value() != EINVAL || count % block != 0)
+                throw;
+            FileIo::endDirect(fd);
+            direct = false;
+            continue;
+        }
         if (got == 0)
             break;
         hasher.update(buffer.get(), got);
         count += qint64(got);
         if (progress)
             progress(size < 1 ? 1.0 : std::min(double(count) / double(size), 1.0));
+        // A direct read ends short only at the end of the file, where the position is no longer
+        // aligned for another.
+        if (direct && count % block != 0)
+            break;
     }
     return hasher.text();
 }

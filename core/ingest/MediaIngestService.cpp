@@ -184,13 +184,20 @@ CopyResult copy(const MediaJob &job, JobControl &control, const Update &update)
 
     const FileIo::UniqueFd input = ChecksumService::openForReading(job.source, O_NOFOLLOW);
     {
-        const std::unique_ptr<char[]> buffer(new char[copyChunk]);
+        // The staging file goes from the buffer to the device where the file system allows it,
+        // without a second copy of the card passing through the page cache.
+        bool direct = FileIo::tryDirect(output.get());
+        const FileIo::AlignedBuffer buffer = FileIo::alignedBuffer(copyChunk);
         qint64 copied = 0;
         for (;;) {
             control.checkpoint();
             const std::size_t got = FileIo::read(input.get(), buffer.get(), copyChunk);
             if (got == 0)
                 break;
+            if (direct && got % FileIo::directAlignment != 0) { // the tail, or a short read
+                FileIo::endDirect(output.get());
+                direct = false;
+            }
             FileIo::writeAll(output.get(), buffer.get(), got);
             copied += qint64(got);
             // Not capped: a source that grew shows above 1 until the size check refuses it.
@@ -207,12 +214,16 @@ CopyResult copy(const MediaJob &job, JobControl &control, const Update &update)
         report(JobStatus::verifying, 0.0);
         // Hashed from the device, not from memory: both files leave the page cache first, so
         // the copy's digest is of the bytes as written.
+        // Read directly where the file system allows it, which also keeps the data from passing
+        // through memory twice.
         FileIo::dropFromPageCache(input.get());
         FileIo::dropFromPageCache(output.get());
         const FileIo::UniqueFd original = ChecksumService::openForReading(job.source, O_NOFOLLOW);
+        FileIo::tryDirect(original.get());
         result.sourceHash = ChecksumService::digest(original.get(), *job.checksum, control,
                                                     [&](double f) { report(JobStatus::verifying, 0.5 * f); });
         const FileIo::UniqueFd written = FileIo::openAt(folder, staging, O_RDONLY | O_NOFOLLOW);
+        FileIo::tryDirect(written.get());
         result.destinationHash = ChecksumService::digest(written.get(), *job.checksum, control,
                                                          [&](double f) { report(JobStatus::verifying, 0.5 + 0.5 * f); });
         if (result.sourceHash != result.destinationHash)

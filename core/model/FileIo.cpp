@@ -11,6 +11,7 @@
 #include <cstring>
 #include <linux/openat2.h>
 #include <mutex>
+#include <new>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -300,6 +301,34 @@ struct statvfs fstatvfs(int fd)
 void dropFromPageCache(int fd)
 {
     ::posix_fadvise(fd, 0, 0, POSIX_FADV_DONTNEED);
+}
+
+void AlignedFree::operator()(char *buffer) const
+{
+    std::free(buffer);
+}
+
+AlignedBuffer alignedBuffer(std::size_t size)
+{
+    AlignedBuffer buffer(static_cast<char *>(std::aligned_alloc(directAlignment, size)));
+    if (!buffer)
+        throw std::bad_alloc();
+    return buffer;
+}
+
+// Set after opening rather than in open(): some file systems create the file and only then
+// refuse O_DIRECT, while fcntl refuses it without side effects.
+bool tryDirect(int fd)
+{
+    const int flags = ::fcntl(fd, F_GETFL);
+    return flags >= 0 && ::fcntl(fd, F_SETFL, flags | O_DIRECT) == 0;
+}
+
+void endDirect(int fd)
+{
+    const int flags = ::fcntl(fd, F_GETFL);
+    if (flags < 0 || ::fcntl(fd, F_SETFL, flags & ~O_DIRECT) != 0)
+        throwSystemError(errno);
 }
 
 namespace Faults {

@@ -4,6 +4,7 @@
 #include <QString>
 #include <cstddef>
 #include <ctime>
+#include <memory>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
@@ -59,6 +60,17 @@ struct stat fstatAt(int dirFd, const QByteArray &name, int flags = AT_SYMLINK_NO
 bool existsAt(int dirFd, const QByteArray &name); // without following a link
 struct statvfs fstatvfs(int fd);
 void dropFromPageCache(int fd); // so the next read comes from the device, not memory
+
+// Direct I/O moves data between the device and a buffer without the page cache; it wants
+// buffers, offsets and lengths in whole blocks of this size.
+constexpr std::size_t directAlignment = 4096;
+struct AlignedFree {
+    void operator()(char *buffer) const;
+};
+using AlignedBuffer = std::unique_ptr<char[], AlignedFree>;
+AlignedBuffer alignedBuffer(std::size_t size); // a multiple of directAlignment
+bool tryDirect(int fd); // switches to direct I/O where the file system allows it
+void endDirect(int fd);
 
 namespace Faults {
 
