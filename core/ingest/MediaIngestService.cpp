@@ -198,7 +198,18 @@ CopyResult copy(const MediaJob &job, JobControl &control, const Update &update)
                 FileIo::endDirect(output.get());
                 direct = false;
             }
-            FileIo::writeAll(output.get(), buffer.get(), got);
+            try {
+                FileIo::writeAll(output.get(), buffer.get(), got);
+            } catch (const std::system_error &error) {
+                // Some file systems take O_DIRECT and then refuse the write: write the chunk
+                // again, from its start, through the cache.
+                if (!direct || error.code().value() != EINVAL)
+                    throw;
+                FileIo::endDirect(output.get());
+                direct = false;
+                FileIo::seek(output.get(), off_t(copied));
+                FileIo::writeAll(output.get(), buffer.get(), got);
+            }
             copied += qint64(got);
             // Not capped: a source that grew shows above 1 until the size check refuses it.
             report(JobStatus::copying, job.bytes < 1 ? 1.0 : double(copied) / double(job.bytes));

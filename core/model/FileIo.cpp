@@ -303,6 +303,12 @@ void dropFromPageCache(int fd)
     ::posix_fadvise(fd, 0, 0, POSIX_FADV_DONTNEED);
 }
 
+void seek(int fd, off_t offset)
+{
+    if (::lseek(fd, offset, SEEK_SET) < 0)
+        throwSystemError(errno);
+}
+
 void AlignedFree::operator()(char *buffer) const
 {
     std::free(buffer);

@@ -44,6 +44,7 @@ UniqueFd openBeneath(int dirFd, const QByteArray &relative, int flags);
 
 std::size_t read(int fd, void *buffer, std::size_t size); // retried on EINTR; 0 at the end
 void writeAll(int fd, const void *data, std::size_t size);
+void seek(int fd, off_t offset); // from the start of the file
 void fsync(int fd);
 void closeChecked(UniqueFd &fd); // reports a failed close of a written file
 

@@ -203,6 +203,34 @@ TEST_F(CopyTest, EveryFailedFileOperationLeavesNothing)
     }
 }
 
+// A file system that takes O_DIRECT and then refuses a direct write (EINVAL) gets that chunk
+// again through the cache: the copy completes. EINVAL anywhere else fails as any error does.
+TEST_F(CopyTest, RefusedDirectWritesFallBackToTheCache)
+{
+    if (!FileIo::Faults::available())
+        GTEST_SKIP() << "fault points are compiled out";
+    FileIo::Faults::clear();
+    MediaIngestService::copy(job(), control);
+    const long operations = FileIo::Faults::mutatingCount();
+    int completed = 0;
+    for (long step = 1; step <= operations; ++step) {
+        QDir(root + QStringLiteral("/02_FOOTAGE")).removeRecursively();
+        FileIo::Faults::set({.failAt = step, .error = EINVAL});
+        const QString message = copyFailure(job());
+        FileIo::Faults::clear();
+        if (message == QStringLiteral("(no error)")) {
+            ++completed;
+            EXPECT_EQ(test::readFile(target), content) << step;
+            EXPECT_EQ(filesUnderRoot(), QStringList(QStringLiteral("02_FOOTAGE/A001/A001C001.MXF"))) << step;
+        } else {
+            expectNothingLeft();
+        }
+    }
+    // The two whole-block chunk writes, and the publishing rename, whose EINVAL means a file
+    // system without RENAME_NOREPLACE and is answered with a link.
+    EXPECT_EQ(completed, 3);
+}
+
 // A real volume too small for the copy is refused before anything is written.
 TEST_F(CopyTest, FullVolume)
 {
