@@ -129,6 +129,22 @@ QString engineReason(const QString &message)
     return reason.remove(component);
 }
 
+// Queues one transcode of `source` through the workspace, as the Transcode page does, and runs the
+// queue until it is done; `notQueued` is the failure when no job was added.
+QUuid transcodeOne(Workspace &workspace, const TranscodePreset &preset, const SourceFile &source, const char *notQueued)
+{
+    QueueService &queue = workspace.queue();
+    workspace.setPreset(preset);
+    workspace.setSources({source});
+    const std::size_t before = queue.state().jobs.size();
+    workspace.enqueueTranscodes(true);
+    if (queue.state().jobs.size() != before + 1)
+        fail(notQueued);
+    const QUuid id = queue.state().jobs.back().id;
+    NativeSmoke::wait(queue);
+    return id;
+}
+
 } // namespace
 
 NativeSmoke::NativeSmoke(Printer print) : m_print(std::move(print)) {}
@@ -299,15 +315,7 @@ void NativeSmoke::standaloneTranscode(Workspace &workspace)
     queue.save();
     TranscodePreset preset = builtInPreset(QStringLiteral("Review File"));
     preset.suffix = QStringLiteral("_STANDALONE");
-    workspace.setPreset(preset);
-    workspace.setSources({m_source});
-
-    const std::size_t before = queue.state().jobs.size();
-    workspace.enqueueTranscodes(true);
-    if (queue.state().jobs.size() != before + 1)
-        fail("Standalone enqueue failed.");
-    const QUuid id = queue.state().jobs.back().id;
-    wait(queue);
+    const QUuid id = transcodeOne(workspace, preset, m_source, "Standalone enqueue failed.");
     if (!hasStatus(queue, id, JobStatus::complete))
         fail("Standalone transcode failed.");
     const QString output = folder + QStringLiteral("/A001_C001_STANDALONE.mp4");
@@ -401,14 +409,7 @@ bool NativeSmoke::hardwareEncoding(Workspace &workspace)
     finishing.hardware = true;
     preset.setFinish(finishing);
     preset.suffix = QStringLiteral("_HARDWARE");
-    workspace.setPreset(preset);
-    workspace.setSources({m_source});
-    const std::size_t before = queue.state().jobs.size();
-    workspace.enqueueTranscodes(true);
-    if (queue.state().jobs.size() != before + 1)
-        fail("Hardware output dimensions changed.");
-    const QUuid id = queue.state().jobs.back().id;
-    wait(queue);
+    const QUuid id = transcodeOne(workspace, preset, m_source, "Hardware output dimensions changed.");
     const QString output = folder + QStringLiteral("/A001_C001_HARDWARE.mp4");
     // A hardware encode that produced nothing has changed the dimensions as surely as a wrong one.
     if (!hasStatus(queue, id, JobStatus::complete) || !QFileInfo(output).isFile())
