@@ -26,7 +26,7 @@ const std::vector<Command> &commands()
         {"scan", "List the files an import of files and folders would copy", runScan},
         {"copy", "Copy one file with verification, as the queue does", runCopy},
         {"probe", "Show what the media engine finds in media files", probeCommand},
-        {"presets", "List the transcode presets", presetsCommand},
+        {"presets", "List, save and remove the transcode presets", presetsCommand},
         {"transcode", "Transcode files with a preset, validated and published as the queue does", runTranscode},
         {"preview", "Render a processed frame or a test clip with a preset", runPreview},
         {"project", "Create a project from a folder template, or list the templates", projectCommand},

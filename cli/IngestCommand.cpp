@@ -1,6 +1,7 @@
 #include "ChecksumOption.h"
 #include "CommandLine.h"
 #include "HeadlessSession.h"
+#include "PictureOptions.h"
 #include "PresetLookup.h"
 #include "ScriptedChoices.h"
 
@@ -64,6 +65,9 @@ int runIngest(const QStringList &arguments)
             parser.addValue({QString::fromLatin1(token)},
                             QStringLiteral("The value of the {%1} token.").arg(QString::fromLatin1(token).toUpper()),
                             QStringLiteral("T"));
+        addPictureOptions(parser);
+        parser.addValue({QStringLiteral("burn-text")}, QStringLiteral("Burn this text into the transcodes' picture."),
+                        QStringLiteral("TEXT"));
         parser.addFlag({QStringLiteral("no-start")}, QStringLiteral("Queue the jobs without running them."));
         parser.addPositional(QStringLiteral("SOURCE"), QStringLiteral("Files, folders or camera cards."),
                              QStringLiteral("SOURCE..."));
@@ -89,12 +93,19 @@ int runIngest(const QStringList &arguments)
         choices.confirmation = true; // --rename already says: use the previewed names
         Workspace workspace(StateStore::directory(), runJobPhases, &choices);
 
+        TranscodePreset planned = preset.value_or(workspace.preset());
+        applyPictureOptions(parser, planned);
+        if (parser.isSet(QStringLiteral("burn-text"))) {
+            FinishingOptions finish = planned.finish();
+            finish.burnText = parser.value(QStringLiteral("burn-text"));
+            planned.setFinish(finish);
+        }
+
         workspace.openProject();
         failOnError(workspace);
         if (operation)
             workspace.setOperation(*operation);
-        if (preset)
-            workspace.setPreset(*preset);
+        workspace.setPreset(planned);
         if (parser.isSet(QStringLiteral("copy-folder")))
             workspace.setCopyFolder(parser.value(QStringLiteral("copy-folder")));
         if (parser.isSet(QStringLiteral("output-folder")))

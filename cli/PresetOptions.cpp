@@ -1,4 +1,5 @@
 #include "PresetOptions.h"
+#include "PictureOptions.h"
 #include "SavedState.h"
 
 #include "model/StateStore.h"
@@ -42,6 +43,8 @@ void addPresetOptions(CommandParser &parser)
                          "\"Bottom Left\", \"Bottom Center\" or \"Bottom Right\"."),
                     name("POSITION"));
     parser.addValue({name("burn-size")}, name("Burn-in font size, 12 to 120."), name("POINTS"));
+
+    addPictureOptions(parser);
 }
 
 ChosenPreset chosenPreset(const CommandParser &parser)
@@ -130,6 +133,8 @@ ChosenPreset chosenPreset(const CommandParser &parser)
         preset.setTuning(tuning);
     if (finished)
         preset.setFinish(finish);
+
+    applyPictureOptions(parser, preset);
     PresetService::validate(preset);
     return {preset, state.ffmpeg};
 }

@@ -592,6 +592,29 @@ void Workspace::savePreset()
     }
 }
 
+void Workspace::removePreset(const QUuid &id)
+{
+    std::vector<TranscodePreset> &stored = m_queue->mutableState().presets;
+    const auto found =
+        std::find_if(stored.begin(), stored.end(), [&](const TranscodePreset &preset) { return preset.id == id; });
+    if (found == stored.end()) {
+        setError(QStringLiteral("The preset is no longer stored."));
+        return;
+    }
+    const QList<TranscodePreset> builtIns = PresetService::defaults();
+    if (std::any_of(builtIns.begin(), builtIns.end(), [&](const TranscodePreset &builtIn) { return builtIn.name == found->name; })) {
+        setError(QString::fromUtf8("\u201c") + found->name
+                 + QString::fromUtf8("\u201d is a built-in preset and cannot be removed."));
+        return;
+    }
+    const QString name = found->name;
+    stored.erase(found);
+    if (m_preset.id == id)
+        setPreset(stored.empty() ? builtIns.first() : stored.front());
+    m_queue->save();
+    setNotice(QString::fromUtf8("Preset \u201c") + name + QString::fromUtf8("\u201d removed"));
+}
+
 // ---- Folder automation
 
 void Workspace::addWatchFolder()

@@ -126,6 +126,9 @@ public:
     void newTemplate(bool duplicate);
     void saveTemplate();
     void savePreset();
+    // Removes a stored custom preset; the built-in presets stay. The current preset falls back
+    // to the first stored one when it was the one removed.
+    void removePreset(const QUuid &id);
     // Folder automation's "add rule": the watched folder, then the destination.
     void addWatchFolder();
 
