@@ -5,13 +5,18 @@
 #include "PresetLookup.h"
 #include "ScriptedChoices.h"
 
+#include "ingest/VolumeSpace.h"
+#include "model/JsonCodec.h"
 #include "model/StateStore.h"
 #include "model/VantorError.h"
 #include "queue/QueueService.h"
 #include "workspace/Workspace.h"
 
+#include <QJsonArray>
+#include <QJsonObject>
 #include <QSettings>
 #include <QSet>
+#include <QTextStream>
 
 namespace vantor::cli {
 
@@ -32,6 +37,47 @@ void failOnError(const Workspace &workspace)
 {
     if (workspace.error())
         throw VantorError(*workspace.error());
+}
+
+QString jobLine(const QString &label, const MediaJob &job)
+{
+    QStringList destinations;
+    for (const auto &path : {job.copyDestination, job.outputDestination}) {
+        if (path)
+            destinations << *path;
+    }
+    return QStringLiteral("%1  %2  %3 \u2192 %4")
+        .arg(label, VolumeSpace::byteText(job.bytes), job.source, destinations.join(QStringLiteral(", ")));
+}
+
+// What an ingest would queue, on stdout: one line per job, then the volumes it writes to.
+void printPlan(const ImportPlan &plan, bool json)
+{
+    const std::vector<VolumeSpace::Demand> volumes = VolumeSpace::demand(plan.jobs);
+    if (json) {
+        QJsonArray jobs, offloaded, space;
+        for (const MediaJob &job : plan.jobs)
+            jobs.append(job.toJson());
+        for (const MediaJob &job : plan.offloaded)
+            offloaded.append(job.toJson());
+        for (const VolumeSpace::Demand &volume : volumes) {
+            QJsonObject entry{{QStringLiteral("volume"), volume.volume}, {QStringLiteral("needed"), volume.needed}};
+            if (volume.available)
+                entry.insert(QStringLiteral("available"), *volume.available);
+            space.append(entry);
+        }
+        QTextStream(stdout) << JsonCodec::pretty(QJsonObject{
+            {QStringLiteral("jobs"), jobs}, {QStringLiteral("alreadyOffloaded"), offloaded}, {QStringLiteral("volumes"), space}});
+        return;
+    }
+    for (const MediaJob &job : plan.jobs)
+        printLine(jobLine(job.operation.rawValue(), job));
+    for (const MediaJob &job : plan.offloaded)
+        printLine(jobLine(QStringLiteral("Already offloaded"), job));
+    for (const VolumeSpace::Demand &volume : volumes)
+        printLine(QStringLiteral("%1: %2 to copy, %3 free").arg(volume.volume, VolumeSpace::byteText(volume.needed),
+                                                               volume.available ? VolumeSpace::byteText(*volume.available)
+                                                                                : QStringLiteral("unknown")));
 }
 
 } // namespace
@@ -69,6 +115,10 @@ int runIngest(const QStringList &arguments)
         parser.addValue({QStringLiteral("burn-text")}, QStringLiteral("Burn this text into the transcodes' picture."),
                         QStringLiteral("TEXT"));
         parser.addFlag({QStringLiteral("no-start")}, QStringLiteral("Queue the jobs without running them."));
+        parser.addFlag({QStringLiteral("dry-run")},
+                       QStringLiteral("Print the jobs, destinations and bytes the ingest would queue, and the space "
+                                      "on each destination volume; queue nothing."));
+        parser.addFlag({QStringLiteral("json")}, QStringLiteral("With --dry-run: print the plan as JSON."));
         parser.addPositional(QStringLiteral("SOURCE"), QStringLiteral("Files, folders or camera cards."),
                              QStringLiteral("SOURCE..."));
         if (!parser.parse(arguments))
@@ -77,6 +127,8 @@ int runIngest(const QStringList &arguments)
             throw UsageError(QStringLiteral("--project is required."));
         if (parser.positional().isEmpty())
             throw UsageError(QStringLiteral("Give at least one source."));
+        if (parser.isSet(QStringLiteral("json")) && !parser.isSet(QStringLiteral("dry-run")))
+            throw UsageError(QStringLiteral("--json goes with --dry-run."));
         if (parser.isSet(QStringLiteral("no-verify")) && parser.isSet(QStringLiteral("algorithm")))
             throw UsageError(QStringLiteral("--algorithm and --no-verify exclude each other"));
         const std::optional<JobOperation> operation =
@@ -133,12 +185,34 @@ int runIngest(const QStringList &arguments)
             return session.quit(workspace);
         failOnError(workspace);
 
+        // Comparing copies already at their destinations runs in the background.
+        const auto settled = [&] {
+            return session.waitFor(&workspace, &Workspace::scanningChanged, [&] { return !workspace.scanning(); });
+        };
+        if (parser.isSet(QStringLiteral("dry-run"))) {
+            workspace.planImport();
+            if (!settled())
+                return session.quit(workspace);
+            failOnError(workspace);
+            printPlan(workspace.importPlan(), parser.isSet(QStringLiteral("json")));
+            return int(exitSuccess);
+        }
+
         QSet<QUuid> before;
         for (const MediaJob &job : workspace.queue().state().jobs)
             before.insert(job.id);
         const bool start = !parser.isSet(QStringLiteral("no-start"));
         workspace.queueImport(start); // answers "Use the previewed output names?" with yes
+        if (!settled())
+            return session.quit(workspace);
         failOnError(workspace);
+        const ImportPlan &plan = workspace.importPlan();
+        if (!plan.offloaded.empty()) {
+            QTextStream err(stderr);
+            for (const MediaJob &job : plan.offloaded)
+                err << "Already offloaded: " << job.source << " \u2192 " << *job.copyDestination << '\n';
+            err << plan.offloaded.size() << " files already offloaded; their copies match the sources.\n";
+        }
         QueueService &queue = workspace.queue();
         if (!start) {
             queue.flush();

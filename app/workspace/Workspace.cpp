@@ -5,6 +5,7 @@
 #include "ingest/MediaIngestService.h"
 #include "ingest/NamingService.h"
 #include "ingest/SafeFiles.h"
+#include "ingest/VolumeSpace.h"
 #include "model/JsonCodec.h"
 #include "model/VantorError.h"
 #include "projects/ProjectCreationService.h"
@@ -83,7 +84,11 @@ Workspace::Workspace(const QString &supportDirectory, JobPhases phases, UserChoi
     checkEngine();
 }
 
-Workspace::~Workspace() = default;
+Workspace::~Workspace()
+{
+    if (m_comparison)
+        m_comparison->cancel();
+}
 
 void Workspace::readDefaults()
 {
@@ -336,19 +341,74 @@ std::vector<MediaJob> Workspace::importJobs() const
     return jobs;
 }
 
-void Workspace::enqueue(bool start)
+namespace {
+
+QString planText(const ImportPlan &plan, const QString &verb)
 {
+    QString text = QString::number(plan.jobs.size()) + QStringLiteral(" jobs ") + verb;
+    if (!plan.offloaded.empty())
+        text += QStringLiteral(" \u00B7 %1 already offloaded").arg(plan.offloaded.size());
+    return text;
+}
+
+} // namespace
+
+void Workspace::buildImportPlan(const std::function<void(const ImportPlan &)> &then)
+{
+    std::vector<MediaJob> jobs;
     try {
-        const std::vector<MediaJob> jobs = importJobs();
-        m_queue->enqueue(jobs);
-        setSources({});
-        setPage(Page::queue);
-        setNotice(QString::number(jobs.size()) + QStringLiteral(" jobs queued"));
-        if (start)
-            m_queue->start();
+        jobs = importJobs();
     } catch (const std::exception &failure) {
         setError(errorText(failure));
+        return;
     }
+    const auto conclude = [this, then](const ImportPlan &plan) {
+        try {
+            VolumeSpace::assertFits(plan.jobs);
+            then(plan);
+            m_importPlan = plan;
+        } catch (const std::exception &failure) {
+            setError(errorText(failure));
+        }
+    };
+    if (!ImportPlan::needsComparison(jobs)) {
+        conclude(ImportPlan{jobs, {}});
+        return;
+    }
+    // Existing copies are read whole to be compared: never on the main thread.
+    setScanning(true);
+    m_comparison = std::make_shared<JobControl>();
+    m_tasks.post([this, jobs, algorithm = m_algorithm, control = m_comparison, conclude] {
+        try {
+            const ImportPlan plan = ImportPlan::settle(jobs, algorithm, *control);
+            QMetaObject::invokeMethod(this, [this, plan, conclude] {
+                conclude(plan);
+                setScanning(false);
+            }, Qt::QueuedConnection);
+        } catch (const CancellationError &) {
+            // The workspace is going away; nothing was queued.
+        } catch (const std::exception &failure) {
+            reportBackgroundFailure(errorText(failure));
+        }
+    });
+}
+
+void Workspace::enqueue(bool start)
+{
+    buildImportPlan([this, start](const ImportPlan &plan) {
+        if (!plan.jobs.empty())
+            m_queue->enqueue(plan.jobs);
+        setSources({});
+        setPage(Page::queue);
+        setNotice(planText(plan, QStringLiteral("queued")));
+        if (start && !plan.jobs.empty())
+            m_queue->start();
+    });
+}
+
+void Workspace::planImport()
+{
+    buildImportPlan([this](const ImportPlan &plan) { setNotice(planText(plan, QStringLiteral("planned"))); });
 }
 
 void Workspace::queueImport(bool start)

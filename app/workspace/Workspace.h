@@ -7,12 +7,14 @@
 #include "queue/JobPhases.h"
 #include "queue/PersistenceQueue.h"
 #include "transcode/TranscodePreset.h"
+#include "workspace/ImportPlan.h"
 #include "workspace/Page.h"
 
 #include <QDateTime>
 #include <QMap>
 #include <QObject>
 #include <QUuid>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -69,6 +71,8 @@ public:
     QString customPresetName() const { return m_customPresetName; }
     QString engineStatus() const { return m_engineStatus; }
     bool renameConfirmation() const { return m_renameConfirmation; }
+    // The Import plan last queued or planned, with what was already offloaded.
+    const ImportPlan &importPlan() const { return m_importPlan; }
 
     void setPage(Page page);
     void setEditingTemplates(bool editing);
@@ -112,8 +116,12 @@ public:
 
     void checkEngine();
 
-    // Actions.
+    // Actions. Building the Import plan compares the copies already at their destinations with
+    // their sources off the main thread (scanning is true meanwhile); a plan whose copies do not
+    // fit on their volumes is refused.
     void enqueue(bool start = true);
+    // The Import plan as enqueue() would queue it, into importPlan(), without queueing anything.
+    void planImport();
     // The Import page's "Queue & start": with renaming on, the previewed names are confirmed first.
     void queueImport(bool start = true);
     void enqueueTranscodes(bool start);
@@ -152,6 +160,7 @@ private:
     QString dateText(const QDateTime &date) const;
     bool transcodes(const SourceFile &source) const;
     std::vector<MediaJob> importJobs() const;    // throws
+    void buildImportPlan(const std::function<void(const ImportPlan &)> &then);
     std::vector<MediaJob> transcodeJobs() const; // throws
 
     std::unique_ptr<QueueService> m_queue;
@@ -183,6 +192,8 @@ private:
     QString m_customPresetName;
     QString m_engineStatus = QStringLiteral("Checking processing engine\u2026");
     bool m_renameConfirmation = false;
+    ImportPlan m_importPlan;
+    std::shared_ptr<JobControl> m_comparison; // cancelled when the workspace goes away
     std::unique_ptr<WatchFolderService> m_watcher;
     // Scans, engine lookups and project creation, one at a time; joined before anything above
     // goes away.
