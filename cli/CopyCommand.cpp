@@ -54,7 +54,13 @@ int runCopy(const QStringList &arguments)
         ProgressBar bar(QFileInfo(source.url).fileName());
         const auto result = MediaIngestService::copy(job, control, [&](JobStatus phase, double fraction) {
             job.reportPhaseProgress(phase, fraction);
-            bar.update(job.progress);
+            // Verifying reads the source and the copy.
+            const bool verifying = phase == JobStatus::verifying;
+            bar.update(ProgressBar::Snapshot{QFileInfo(source.url).fileName(),
+                                             verifying ? QStringLiteral("verify") : QStringLiteral("copy"), fraction,
+                                             (verifying ? 2 : 1) * source.size, 0, 1,
+                                             qint64(job.progress * double(source.size)), source.size,
+                                             source.size / qint64(job.phases().size())});
         });
         bar.finish();
         if (result.sourceHash && result.destinationHash)

@@ -13,7 +13,7 @@ class Workspace;
 
 namespace vantor::cli {
 
-class ProgressBar;
+class QueueProgress;
 
 // Runs a workspace without a window: the event loop turns until what the command waits for has
 // happened, and SIGINT or SIGTERM end it as quitting the window does (the running job is
@@ -50,8 +50,7 @@ public:
 private:
     QEventLoop m_loop;
     InterruptWatcher m_interrupt;
-    std::unique_ptr<ProgressBar> m_bar;
-    QString m_barJob;
+    std::unique_ptr<QueueProgress> m_progress;
 };
 
 } // namespace vantor::cli

@@ -2,12 +2,59 @@
 
 #include "CommandLine.h"
 
+#include "ingest/VolumeSpace.h"
+
 #include <QTextStream>
 #include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <sys/ioctl.h>
+#include <unistd.h>
 
 namespace vantor::cli {
 
-ProgressBar::ProgressBar(const QString &label) : m_label(label), m_enabled(stderrIsTerminal()) {}
+namespace {
+
+constexpr double speedWindow = 3.0; // seconds of samples the speed is taken over
+
+double steadySeconds()
+{
+    using namespace std::chrono;
+    return duration<double>(steady_clock::now().time_since_epoch()).count();
+}
+
+int terminalWidth()
+{
+    winsize size{};
+    if (::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0)
+        return size.ws_col;
+    return 80;
+}
+
+int percentOf(double fraction)
+{
+    return int(std::clamp(fraction, 0.0, 1.0) * 100);
+}
+
+} // namespace
+
+QString durationText(double seconds)
+{
+    const qint64 total = qint64(std::ceil(std::max(seconds, 0.0)));
+    const qint64 hours = total / 3600, minutes = total / 60 % 60, rest = total % 60;
+    const QString tail = QStringLiteral("%1").arg(rest, 2, 10, QLatin1Char('0'));
+    if (hours > 0)
+        return QStringLiteral("%1:%2:%3").arg(hours).arg(minutes, 2, 10, QLatin1Char('0')).arg(tail);
+    return QStringLiteral("%1:%2").arg(minutes).arg(tail);
+}
+
+ProgressBar::ProgressBar(const QString &label) : ProgressBar(label, stderrIsTerminal(), steadySeconds) {}
+
+ProgressBar::ProgressBar(const QString &label, bool terminal, Clock clock)
+    : m_enabled(terminal), m_clock(clock ? std::move(clock) : Clock(steadySeconds))
+{
+    m_now.label = label;
+}
 
 ProgressBar::~ProgressBar()
 {
@@ -16,25 +63,122 @@ ProgressBar::~ProgressBar()
 
 void ProgressBar::update(double fraction)
 {
+    Snapshot next = m_now;
+    next.fraction = fraction;
+    update(next);
+}
+
+void ProgressBar::update(const Snapshot &snapshot)
+{
+    const double now = m_clock();
+    const bool moved = snapshot.label != m_now.label || snapshot.phase != m_now.phase;
+    if (moved || snapshot.fraction < m_now.fraction)
+        m_samples.clear();
+    m_now = snapshot;
+    m_samples.emplace_back(now, snapshot.fraction * double(snapshot.phaseBytes));
+    while (m_samples.size() > 2 && now - m_samples[1].first >= speedWindow)
+        m_samples.pop_front();
+    if (snapshot.files > 0 && !m_batchStart)
+        m_batchStart = std::pair(now, snapshot.doneBytes);
+    draw(moved);
+}
+
+std::optional<double> ProgressBar::speed() const
+{
+    if (m_now.phaseBytes <= 0 || m_samples.size() < 2)
+        return std::nullopt;
+    const double span = m_samples.back().first - m_samples.front().first;
+    if (span < 0.5)
+        return std::nullopt;
+    return (m_samples.back().second - m_samples.front().second) / span;
+}
+
+// The running phase at its own speed, the rest of the batch at the batch's average so far: a
+// fast copy does not make a slow transcode after it look short, nor the other way round.
+std::optional<double> ProgressBar::secondsLeft() const
+{
+    if (!m_batchStart || m_now.bytes <= 0)
+        return std::nullopt;
+    const double remaining = 1.0 - std::clamp(m_now.fraction, 0.0, 1.0);
+    std::optional<double> phaseLeft;
+    if (const std::optional<double> rate = speed(); rate && *rate > 0)
+        phaseLeft = remaining * double(m_now.phaseBytes) / *rate;
+    const double rest = double(m_now.bytes - m_now.doneBytes) - (phaseLeft ? remaining * double(m_now.phaseShare) : 0.0);
+    if (rest <= 0.5)
+        return phaseLeft;
+    const double elapsed = m_clock() - m_batchStart->first;
+    const double average = double(m_now.doneBytes - m_batchStart->second) / elapsed;
+    if (elapsed < 1.0 || average <= 0)
+        return std::nullopt;
+    return phaseLeft.value_or(0.0) + rest / average;
+}
+
+QString ProgressBar::line(int width) const
+{
+    const QString head = m_now.phase.isEmpty() ? QString() : m_now.phase.leftJustified(9) + QLatin1Char(' ');
+    QString tail = QStringLiteral(" %1%").arg(percentOf(m_now.fraction), 3);
+    if (const std::optional<double> rate = speed())
+        tail += QStringLiteral("  ") + VolumeSpace::byteText(qint64(*rate)) + QStringLiteral("/s");
+    if (m_now.files > 0)
+        tail += QStringLiteral("  %1/%2 files  %3 of %4")
+                    .arg(m_now.doneFiles)
+                    .arg(m_now.files)
+                    .arg(VolumeSpace::byteText(m_now.doneBytes), VolumeSpace::byteText(m_now.bytes));
+    if (const std::optional<double> left = secondsLeft())
+        tail += QStringLiteral("  ") + durationText(*left) + QStringLiteral(" left");
+
+    // The last column stays free, so the line never wraps.
+    const int room = width - 1 - int(head.size() + tail.size());
+    QString label = m_now.label;
+    const int labelRoom = std::clamp(room - 8, 8, 32); // leaves a bar of at least 5 when there is room
+    if (label.size() > labelRoom)
+        label = label.left(labelRoom - 1) + QChar(0x2026);
+    QString bar;
+    const int barRoom = room - int(label.size()) - 3;
+    if (barRoom >= 5) {
+        const int inner = std::min(barRoom, 30);
+        const int filled = percentOf(m_now.fraction) * inner / 100;
+        bar = QStringLiteral(" [") + QString(filled, QLatin1Char('#')) + QString(inner - filled, QLatin1Char(' '))
+              + QLatin1Char(']');
+    }
+    return (head + label + bar + tail).left(std::max(width - 1, 0));
+}
+
+void ProgressBar::draw(bool force)
+{
     if (!m_enabled)
         return;
-    const int percent = int(std::clamp(fraction, 0.0, 1.0) * 100);
-    if (percent == m_lastPercent)
+    const double now = m_clock();
+    const int percent = percentOf(m_now.fraction);
+    if (!force && percent == m_lastPercent && now - m_lastDraw < 0.25)
         return;
     m_lastPercent = percent;
-    constexpr int width = 30;
-    const int filled = percent * width / 100;
+    m_lastDraw = now;
+    m_drawn = true;
     QTextStream err(stderr);
-    err << '\r' << m_label.left(40) << " [" << QString(filled, QLatin1Char('#'))
-        << QString(width - filled, QLatin1Char(' ')) << "] " << percent << "%";
+    err << '\r' << line(terminalWidth()) << "\x1b[K";
     err.flush();
+}
+
+void ProgressBar::print(const QString &text)
+{
+    QTextStream err(stderr);
+    if (m_enabled && m_drawn) {
+        err << "\r\x1b[K" << text << '\n';
+        err.flush();
+        m_drawn = false;
+        draw(true);
+        return;
+    }
+    err << text << '\n';
 }
 
 void ProgressBar::finish()
 {
-    if (!m_enabled || m_lastPercent < 0)
+    if (!m_enabled || !m_drawn)
         return;
     QTextStream(stderr) << '\n';
+    m_drawn = false;
     m_lastPercent = -1;
 }
 

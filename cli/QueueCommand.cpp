@@ -3,7 +3,7 @@
 #include "CommandLine.h"
 #include "InterruptWatcher.h"
 #include "PresetLookup.h"
-#include "ProgressBar.h"
+#include "QueueProgress.h"
 
 #include "ingest/MediaIngestService.h"
 #include "ingest/NamingService.h"
@@ -214,34 +214,15 @@ int runQueue(const QStringList &arguments)
         }, Qt::QueuedConnection);
     });
     queue = openQueue();
-    int failures = 0;
 
-    ProgressBar bar(QStringLiteral("queue"));
-    // Each ending is reported once, as it happens, from the operation of the run itself.
-    QSet<QUuid> before;
-    for (const MediaJob &job : queue->state().jobs) {
-        if (job.status.final())
-            before.insert(job.id);
-    }
-    QObject::connect(queue.get(), &QueueService::jobsChanged, queue.get(), [&] {
-        for (const MediaJob &job : queue->state().jobs) {
-            if (!job.status.final() || before.contains(job.id))
-                continue;
-            before.insert(job.id);
-            bar.finish();
-            if (job.status == JobStatus::failed)
-                ++failures;
-            QTextStream(stderr) << job.status.rawValue() << ' ' << QFileInfo(job.source).fileName()
-                                << (job.error ? QStringLiteral(": ") + *job.error : QString()) << '\n';
-        }
-    });
+    QueueProgress progress(*queue);
     QObject::connect(queue.get(), &QueueService::idle, qApp, [] { QCoreApplication::exit(exitSuccess); },
                      Qt::QueuedConnection);
     queue->start();
     if (!queue->running())
         return int(exitSuccess);
     const int code = QCoreApplication::exec();
-    bar.finish();
+    progress.finish();
     queue->flush();
     if (parser.isSet(QStringLiteral("stats")))
         QTextStream(stderr) << "Deepest persistence backlog: " << queue->deepestPersistenceBacklog() << " writes\n";
@@ -249,7 +230,7 @@ int runQueue(const QStringList &arguments)
         printError(QStringLiteral("Interrupted. The running job was cancelled and the queue saved."));
         return int(exitInterrupted);
     }
-    return failures > 0 ? int(exitFailure) : int(exitSuccess);
+    return progress.failures() > 0 ? int(exitFailure) : int(exitSuccess);
 }
 
 // One action on one job (or on all of a kind, with the flag).
