@@ -4,6 +4,7 @@
 
 #include "ingest/VolumeSpace.h"
 
+#include <QStringList>
 #include <QTextStream>
 #include <algorithm>
 #include <chrono>
@@ -116,16 +117,25 @@ std::optional<double> ProgressBar::secondsLeft() const
 QString ProgressBar::line(int width) const
 {
     const QString head = m_now.phase.isEmpty() ? QString() : m_now.phase.leftJustified(9) + QLatin1Char(' ');
-    QString tail = QStringLiteral(" %1%").arg(percentOf(m_now.fraction), 3);
+    // The parts after the name, in the order they are given up when the line is too narrow:
+    // the file count, the bytes, the speed, the time left.
+    QStringList optional(4);
+    if (m_now.files > 0) {
+        optional[0] = QStringLiteral("  %1/%2 files").arg(m_now.doneFiles).arg(m_now.files);
+        optional[1] = QStringLiteral("  %1 of %2").arg(VolumeSpace::byteText(m_now.doneBytes), VolumeSpace::byteText(m_now.bytes));
+    }
     if (const std::optional<double> rate = speed())
-        tail += QStringLiteral("  ") + VolumeSpace::byteText(qint64(*rate)) + QStringLiteral("/s");
-    if (m_now.files > 0)
-        tail += QStringLiteral("  %1/%2 files  %3 of %4")
-                    .arg(m_now.doneFiles)
-                    .arg(m_now.files)
-                    .arg(VolumeSpace::byteText(m_now.doneBytes), VolumeSpace::byteText(m_now.bytes));
+        optional[2] = QStringLiteral("  ") + VolumeSpace::byteText(qint64(*rate)) + QStringLiteral("/s");
     if (const std::optional<double> left = secondsLeft())
-        tail += QStringLiteral("  ") + durationText(*left) + QStringLiteral(" left");
+        optional[3] = QStringLiteral("  ") + durationText(*left) + QStringLiteral(" left");
+    const QString percent = QStringLiteral(" %1%").arg(percentOf(m_now.fraction), 3);
+    const auto tailOf = [&] { return percent + optional[2] + optional[0] + optional[1] + optional[3]; };
+    for (QString &part : optional) {
+        if (width - 1 - int(head.size() + tailOf().size()) >= 8)
+            break;
+        part.clear();
+    }
+    const QString tail = tailOf();
 
     // The last column stays free, so the line never wraps.
     const int room = width - 1 - int(head.size() + tail.size());
