@@ -5,6 +5,7 @@
 
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QJsonObject>
 #include <QProcess>
 #include <QTest>
 #include <csignal>
@@ -41,6 +42,10 @@ TEST_F(WorkspaceCommands, QueueAddListRunAndReport)
 
     const ProcessResult ran = vantor("queue run");
     EXPECT_EQ(ran.exitCode, 0) << ran.errText().toStdString();
+    // Not a terminal: no status line, one line per ended file with the run's count and bytes.
+    EXPECT_EQ(ran.errText(), QString("[1/3, 3.0 kB of 8.0 kB] COMPLETE  %1/CLIP/one.mov\n"
+                                     "[2/3, 8.0 kB of 8.0 kB] COMPLETE  %1/CLIP/two.mov\n"
+                                     "[3/3, 8.0 kB of 8.0 kB] COMPLETE  %1/sidecar.xml\n").arg(dir.file("card/A001")));
     EXPECT_EQ(readFile(dir.file("project/02_FOOTAGE/ORIGINALS/A001/CLIP/two.mov")), readFile(dir.file("card/A001/CLIP/two.mov")));
     const QJsonArray jobs = QJsonDocument::fromJson(vantor("queue list --json").out).array();
     ASSERT_EQ(jobs.size(), 3);
@@ -118,6 +123,95 @@ TEST_F(WorkspaceCommands, IngestQueuesThePlanFromItsOptions)
         EXPECT_EQ(std::make_tuple(job.status, job.operation, job.checksum), std::make_tuple(JobStatus::waiting, JobOperation::copy, std::nullopt));
         EXPECT_EQ(QFileInfo(*job.copyDestination).path(), project + "/CARDS/Doc");
     }
+}
+
+// A card of two clips (700 and 600 kB) and a sidecar.
+QString writeCard(const TempDir &dir)
+{
+    dir.write("A001/CLIP/C1.MXF", randomBytes(700000, 1));
+    dir.write("A001/CLIP/C2.MXF", randomBytes(600000, 2));
+    dir.write("A001/C1.XML", "<clip/>");
+    return dir.file("A001");
+}
+
+TEST_F(WorkspaceCommands, IngestDryRunPrintsThePlanAndQueuesNothing)
+{
+    const QString card = writeCard(dir), project = dir.makeDir("Doc");
+    const ProcessResult text = vantor("ingest --operation copy --dry-run --project", {project, card});
+    ASSERT_EQ(text.exitCode, 0) << text.errText().toStdString();
+    const QString copies = project + "/02_FOOTAGE/ORIGINALS/A001";
+    const QStringList lines = text.outText().split('\n', Qt::SkipEmptyParts);
+    ASSERT_EQ(lines.size(), 4);
+    EXPECT_EQ(lines.mid(0, 3), (QStringList{"Copy & organize  7 bytes  " + card + "/C1.XML → " + copies + "/C1.XML",
+                                            "Copy & organize  700.0 kB  " + card + "/CLIP/C1.MXF → " + copies + "/CLIP/C1.MXF",
+                                            "Copy & organize  600.0 kB  " + card + "/CLIP/C2.MXF → " + copies + "/CLIP/C2.MXF"}));
+    EXPECT_TRUE(lines[3].contains(": 1.3 MB to copy, ")) << lines[3].toStdString();
+
+    const ProcessResult json = vantor("ingest --operation copy --dry-run --json --project", {project, card});
+    const QJsonObject plan = QJsonDocument::fromJson(json.out).object();
+    EXPECT_EQ(plan.keys(), (QStringList{"alreadyOffloaded", "jobs", "volumes"}));
+    EXPECT_EQ(plan[u"jobs"].toArray().size(), 3);
+    EXPECT_EQ(plan[u"volumes"][0][u"needed"].toInteger(), 1300007);
+    EXPECT_TRUE(stored().jobs.empty());
+    EXPECT_TRUE(QDir(project).isEmpty());
+}
+
+// A 1 MB volume mounted for the test, unmounted after it.
+struct SmallVolume {
+    QString path;
+    bool mounted = false;
+    explicit SmallVolume(const QString &folder) : path(folder)
+    {
+        mounted = QProcess::execute("mount", {"-t", "tmpfs", "-o", "size=1m", "tmpfs", path}) == 0;
+    }
+    ~SmallVolume()
+    {
+        if (mounted)
+            QProcess::execute("umount", {path});
+    }
+};
+
+TEST_F(WorkspaceCommands, AnIngestThatDoesNotFitIsRefusedBeforeAnyByteIsWritten)
+{
+    const QString card = writeCard(dir);
+    const SmallVolume volume(dir.makeDir("volume"));
+    if (!volume.mounted)
+        GTEST_SKIP() << "mounting a tmpfs needs root";
+    for (const QString &run : {"ingest --operation copy --dry-run --project", "ingest --operation copy --project"}) {
+        const ProcessResult result = vantor(run, {volume.path, card});
+        EXPECT_EQ(result.exitCode, 1) << run.toStdString();
+        EXPECT_EQ(result.errText(), "vantor: Not enough space on " + volume.path + " for this ingest: 1.3 MB needed, 1.0 MB free.\n");
+        EXPECT_TRUE(QDir(volume.path).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot));
+    }
+    EXPECT_TRUE(stored().jobs.empty());
+}
+
+// Files whose verified copies are already in the project are reported, not refused; a changed
+// file under a taken name still is.
+TEST_F(WorkspaceCommands, IngestSetsAsideWhatIsAlreadyOffloaded)
+{
+    const QString card = writeCard(dir), project = dir.makeDir("Doc"), copies = project + "/02_FOOTAGE/ORIGINALS/A001";
+    ASSERT_EQ(vantor("ingest --operation copy --project", {project, card}).exitCode, 0);
+    dir.write("A001/C2.XML", "<clip two/>");
+
+    const ProcessResult again = vantor("ingest --operation copy --project", {project, card});
+    ASSERT_EQ(again.exitCode, 0) << again.errText().toStdString();
+    EXPECT_EQ(again.outText(), copies + "/C2.XML\n");
+    QStringList expected;
+    for (const QString &file : {"C1.XML", "CLIP/C1.MXF", "CLIP/C2.MXF"})
+        expected << QString("Already offloaded: %1/%2 → %3/%2").arg(card, file, copies);
+    expected << "3 files already offloaded; their copies match the sources.";
+    EXPECT_EQ(again.errText().split('\n').mid(0, 4), expected);
+
+    QFile copy(copies + "/CLIP/C2.MXF");
+    ASSERT_TRUE(copy.open(QIODevice::ReadWrite));
+    copy.write("changed"); // same size, other bytes
+    copy.close();
+    const QByteArray before = readFile(copy.fileName());
+    const ProcessResult changed = vantor("ingest --operation copy --project", {project, card});
+    EXPECT_EQ(changed.exitCode, 1);
+    EXPECT_EQ(changed.errText(), "vantor: Destination collision: " + copies + "/CLIP/C2.MXF. Change the output pattern or folder.\n");
+    EXPECT_EQ(readFile(copy.fileName()), before);
 }
 
 TEST_F(WorkspaceCommands, WatchRulesFromTheCommandLine)
