@@ -121,6 +121,36 @@ TEST_F(MediaCommands, DryRunPrintsTheEngineArgumentsAndRunsNothing)
     EXPECT_TRUE(temporaryIsEmpty());
 }
 
+QString filterChain(const test::ProcessResult &dryRun)
+{
+    const QStringList lines = dryRun.outText().split('\n');
+    return lines.value(lines.indexOf("-vf") + 1);
+}
+
+// The picture options reach the engine, and a preset saved with them keeps them.
+TEST_F(MediaCommands, PictureOptionsAndSavedPresets)
+{
+    const QString source = clip();
+    const QStringList picture { "--crop", "0:0:40:40", "--rotate", "180", "--flip-h", "--deinterlace", "--denoise", "medium", "--sharpen", "--grayscale" };
+    const QString chain = filterChain(vantor(QStringList { "transcode", "--dry-run", "-p", "Editorial Proxy" } + picture + QStringList { source }));
+    EXPECT_TRUE(chain.startsWith("bwdif=mode=send_frame:parity=auto:deint=all,crop=240:180:40:0,hflip,vflip,hflip,scale=")) << chain.toStdString();
+    EXPECT_TRUE(chain.endsWith(",hqdn3d=3:3:6:6,unsharp=5:5:0.6:5:5:0,hue=s=0")) << chain.toStdString();
+
+    const test::ProcessResult saved = vantor(QStringList { "presets", "save", "Flat Mono", "-p", "Editorial Proxy" } + picture);
+    ASSERT_EQ(saved.exitCode, 0) << saved.errText().toStdString();
+    EXPECT_EQ(saved.outText(), "Custom preset saved\n");
+    EXPECT_EQ(filterChain(vantor({ "transcode", "--dry-run", "-p", "Flat Mono", source })), chain);
+    const test::ProcessResult twice = vantor({ "presets", "save", "Flat Mono", "-p", "Review File" });
+    EXPECT_EQ(twice.exitCode, 1);
+    EXPECT_EQ(twice.errText(), "vantor: A preset named “Flat Mono” already exists. Remove it first or choose another name.\n");
+
+    const test::ProcessResult removed = vantor({ "presets", "remove", "Flat Mono" });
+    EXPECT_EQ(removed.outText(), "Preset “Flat Mono” removed\n");
+    const AppState state = stored();
+    EXPECT_EQ(state.presets.size(), PresetService::defaults().size());
+    EXPECT_TRUE(std::none_of(state.presets.begin(), state.presets.end(), [](const TranscodePreset &preset) { return preset.name == "Flat Mono"; }));
+}
+
 // Stored presets are found and the state is only read; each source's output goes beside it, and
 // one failing source does not stop the rest.
 TEST_F(MediaCommands, StoredPresetsAndSeveralSources)
