@@ -276,3 +276,49 @@ TEST_F(WorkspaceTest, TemplatesAndPresetsAreStoredAtOnce)
     EXPECT_EQ(stored.presets.back(), ws.preset());
     EXPECT_EQ(ws.preset().name, QStringLiteral("Dailies"));
 }
+
+// A card whose clip and sidecar were offloaded before, and a clip that was not: the offloaded
+// clip still gets its proxy, the sidecar nothing; a changed copy under the same name refuses all.
+TEST_F(WorkspaceTest, CopiesAlreadyAtTheirDestinationsAreSetAside)
+{
+    const QString root = openProject(), copies = root + QStringLiteral("/02_FOOTAGE/ORIGINALS/A001/CLIP/");
+    receive({card()});
+    media.write(QStringLiteral("projects/Doc/02_FOOTAGE/ORIGINALS/A001/CLIP/C0001.MXF"), "one");
+    media.write(QStringLiteral("projects/Doc/02_FOOTAGE/ORIGINALS/A001/CLIP/C0001.XML"), "<xml/>");
+    ws.enqueue(false);
+    ASSERT_TRUE(harness.settle());
+    ASSERT_FALSE(ws.error()) << ws.error()->toStdString();
+    EXPECT_EQ(ws.notice(), QStringLiteral("2 jobs queued \u00B7 2 already offloaded"));
+    ASSERT_EQ(jobs().size(), 2u);
+    EXPECT_EQ(std::make_tuple(jobs()[0].operation, jobs()[0].copyDestination, jobs()[0].outputDestination),
+              std::make_tuple(JobOperation(JobOperation::transcode), std::optional<QString>(),
+                              std::optional(root + QStringLiteral("/02_FOOTAGE/PROXIES/A001/CLIP/C0001") + ws.preset().suffix
+                                            + QLatin1Char('.') + ws.preset().container)));
+    EXPECT_EQ(jobs()[1].copyDestination, copies + QStringLiteral("C0002.MXF"));
+    EXPECT_EQ(ws.importPlan().offloaded.size(), 2u);
+
+    receive({card()});
+    media.write(QStringLiteral("projects/Doc/02_FOOTAGE/ORIGINALS/A001/CLIP/C0001.MXF"), "uno"); // same size
+    const QStringList before = snapshot();
+    ws.enqueue(false);
+    ASSERT_TRUE(harness.settle());
+    EXPECT_EQ(ws.error(), QStringLiteral("Destination collision: ") + copies
+                              + QStringLiteral("C0001.MXF. Change the output pattern or folder."));
+    EXPECT_EQ(snapshot(), before);
+}
+
+TEST_F(WorkspaceTest, CustomPresetsAreRemovedAndBuiltInsStay)
+{
+    const std::size_t builtIns = ws.queue().state().presets.size();
+    ws.setCustomPresetName(QStringLiteral("Dailies"));
+    ws.savePreset();
+    ws.removePreset(ws.preset().id);
+    EXPECT_EQ(ws.notice(), QStringLiteral("Preset \u201cDailies\u201d removed"));
+    EXPECT_EQ(ws.queue().state().presets.size(), builtIns);
+    EXPECT_EQ(ws.preset(), ws.queue().state().presets.front()) << "the current preset falls back to the first";
+
+    const TranscodePreset builtIn = ws.queue().state().presets.back();
+    ws.removePreset(builtIn.id);
+    EXPECT_EQ(ws.error(), QStringLiteral("\u201c") + builtIn.name + QStringLiteral("\u201d is a built-in preset and cannot be removed."));
+    EXPECT_EQ(ws.queue().state().presets.size(), builtIns);
+}
