@@ -154,6 +154,15 @@ TEST_F(WorkspaceCommands, IngestDryRunPrintsThePlanAndQueuesNothing)
     EXPECT_EQ(plan[u"volumes"][0][u"needed"].toInteger(), 1300007);
     EXPECT_TRUE(stored().jobs.empty());
     EXPECT_TRUE(QDir(project).isEmpty());
+
+    // The picture options change the preset the clips are transcoded with.
+    const QJsonArray jobs = QJsonDocument::fromJson(vantor("ingest --rotate 90 --grayscale --burn-text DAY1 --dry-run --json --project",
+                                                           {project, card}).out)[u"jobs"].toArray();
+    ASSERT_EQ(jobs.size(), 3);
+    const QJsonValue preset = jobs[1][u"preset"];
+    EXPECT_EQ(std::make_tuple(preset[u"encoding"][u"rotation"].toInt(), preset[u"encoding"][u"grayscale"].toBool(),
+                              preset[u"finishing"][u"burnText"].toString()),
+              std::make_tuple(90, true, QString("DAY1")));
 }
 
 // A 1 MB volume mounted for the test, unmounted after it.
