@@ -95,7 +95,8 @@ std::optional<double> ProgressBar::speed() const
 }
 
 // The running phase at its own speed, the rest of the batch at the batch's average so far: a
-// fast copy does not make a slow transcode after it look short, nor the other way round.
+// fast copy does not make a slow transcode after it look short, nor the other way round. None
+// until the running phase's speed is known.
 std::optional<double> ProgressBar::secondsLeft() const
 {
     if (!m_batchStart || m_now.bytes <= 0)
@@ -104,6 +105,8 @@ std::optional<double> ProgressBar::secondsLeft() const
     std::optional<double> phaseLeft;
     if (const std::optional<double> rate = speed(); rate && *rate > 0)
         phaseLeft = remaining * double(m_now.phaseBytes) / *rate;
+    else if (m_now.phaseBytes > 0)
+        return std::nullopt; // a phase just begun: the average of other phases would mislead
     const double rest = double(m_now.bytes - m_now.doneBytes) - (phaseLeft ? remaining * double(m_now.phaseShare) : 0.0);
     if (rest <= 0.5)
         return phaseLeft;

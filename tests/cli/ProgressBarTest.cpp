@@ -54,10 +54,18 @@ INSTANTIATE_TEST_SUITE_P(
         LineCase{"SpeedAndTimeLeft", {{0, card("copy", 0.0, 0)}, {2, card("copy", 0.5, 50 * MB)}}, 120,
                  "copy      A001C001.MXF [###############               ]  50%  50.0 MB/s  0/3 files  50.0 MB of "
                  "400.0 MB  0:14 left"},
-        // The speed is the phase's own: a new phase starts without one, the card's average goes on.
+        // The speed is the phase's own: a new phase starts without one, and so without a time left.
         LineCase{"NewPhase",
                  {{0, card("copy", 0.0, 0)}, {4, card("copy", 1.0, 100 * MB)}, {4.2, card("verify", 0.0, 100 * MB)}},
-                 120, "verify    A001C001.MXF [                              ]   0%  0/3 files  100.0 MB of 400.0 MB  0:13 left"},
+                 120, "verify    A001C001.MXF [                              ]   0%  0/3 files  100.0 MB of 400.0 MB"},
+        // Verifying reads source and copy: 10% of a 200 MB file's verify in 1 s is 40 MB/s, and its
+        // other 360 MB take 9 s. What the card holds beyond this phase, 400 - 130 - 90 MB, goes
+        // at the card's average, 130 MB in 5.2 s: 7.2 s more.
+        LineCase{"Verify",
+                 {{0, card("copy", 0.0, 0)}, {4, card("copy", 1.0, 100 * MB)}, {4.2, card("verify", 0.0, 100 * MB)},
+                  {5.2, card("verify", 0.1, 130 * MB)}},
+                 120, "verify    A001C001.MXF [###                           ]  10%  40.0 MB/s  0/3 files  130.0 MB of "
+                      "400.0 MB  0:17 left"},
         // Only the last few seconds count: a stall shows at once.
         LineCase{"RecentSpeed",
                  {{0, card("copy", 0.0, 0)}, {1, card("copy", 0.5, 50 * MB)}, {5, card("copy", 0.5, 50 * MB)},
