@@ -176,14 +176,13 @@ void ProgressBar::draw(bool force)
 void ProgressBar::print(const QString &text)
 {
     QTextStream err(stderr);
-    if (m_enabled && m_drawn) {
-        err << "\r\x1b[K" << text << '\n';
-        err.flush();
-        m_drawn = false;
-        draw(true);
-        return;
-    }
+    // The status line is cleared, not redrawn: the next update draws the next file's.
+    if (m_enabled && m_drawn)
+        err << "\r\x1b[K";
     err << text << '\n';
+    err.flush();
+    m_drawn = false;
+    m_lastPercent = -1;
 }
 
 void ProgressBar::finish()

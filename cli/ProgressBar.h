@@ -37,7 +37,7 @@ public:
     void update(const Snapshot &snapshot);
     // The status line of the latest snapshot, fitted into `width` columns.
     QString line(int width) const;
-    // A line of its own: above the status line on a terminal, alone on a log.
+    // A line of its own, in place of the status line on a terminal, alone on a log.
     void print(const QString &text);
     // Leaves the status line as it stands and moves below it.
     void finish();
