@@ -187,6 +187,8 @@ int runIngest(const QStringList &arguments)
 
         // Comparing copies already at their destinations runs in the background.
         const auto settled = [&] {
+            if (workspace.scanning())
+                QTextStream(stderr) << "Comparing the copies already at their destinations with their sources.\n";
             return session.waitFor(&workspace, &Workspace::scanningChanged, [&] { return !workspace.scanning(); });
         };
         if (parser.isSet(QStringLiteral("dry-run"))) {
