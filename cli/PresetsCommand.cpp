@@ -4,6 +4,7 @@
 #include "PresetLookup.h"
 #include "PresetOptions.h"
 #include "ScriptedChoices.h"
+#include "ingest/NamingService.h"
 #include "model/JsonCodec.h"
 #include "model/StateStore.h"
 #include "model/VantorError.h"
@@ -94,9 +95,15 @@ int savePreset(const QStringList &arguments)
     const ChosenPreset chosen = chosenPreset(parser);
     PresetStore store;
     // Commands name presets by name, so a second preset of the same name could not be told apart.
-    if (!store.named(name).empty())
+    // The name is compared as it will be stored; an unsafe one is the workspace's to refuse.
+    QString stored = name;
+    try {
+        stored = NamingService::component(name);
+    } catch (const VantorError &) {
+    }
+    if (!store.named(stored).empty())
         throw VantorError(QStringLiteral("A preset named %1 already exists. Remove it first or choose another name.")
-                              .arg(quoted(name)));
+                              .arg(quoted(stored)));
     store.workspace().setPreset(chosen.preset);
     store.workspace().setCustomPresetName(name);
     store.workspace().savePreset();
