@@ -6,7 +6,9 @@
 #include "Sidebar.h"
 #include "Theme.h"
 #include "pages/PlaceholderPage.h"
+#include "pages/ProjectPage.h"
 #include "pages/QueuePage.h"
+#include "pages/SettingsPage.h"
 #include "queue/QueueService.h"
 #include "workspace/Workspace.h"
 
@@ -52,11 +54,8 @@ MainWindow::MainWindow(Workspace &workspace, QWidget *parent)
                                               "preset, previewed before they are queued."),
                                            m_pages));
     m_pages->addWidget(new QueuePage(workspace, m_pages));
-    m_pages->addWidget(new PlaceholderPage(tr("03 / Structure"), tr("Project"),
-                                           tr("New projects from folder templates, and the templates themselves."),
-                                           m_pages));
-    m_pages->addWidget(new PlaceholderPage(tr("05 / Preferences"), tr("Settings"),
-                                           tr("Import defaults, the media engine and folder automation."), m_pages));
+    m_pages->addWidget(new ProjectPage(workspace, m_pages));
+    m_pages->addWidget(new SettingsPage(workspace, m_pages));
 
     m_notice->setObjectName(QStringLiteral("notice"));
     statusBar()->addWidget(m_notice, 1);

@@ -6,6 +6,7 @@
 #include <QComboBox>
 #include <QDateEdit>
 #include <QLabel>
+#include <QLineEdit>
 #include <QListView>
 #include <QPlainTextEdit>
 
@@ -94,8 +95,8 @@ TEST_F(ProjectPageTest, TheTemplateEditorAddsDuplicatesSavesAndShowsRefusals)
 
     click(QStringLiteral("newTemplate"));
     click(QStringLiteral("duplicateTemplate"));
-    EXPECT_EQ(storedNames(), builtIn + QStringList{QStringLiteral("Untitled template"),
-                                                   QStringLiteral("Untitled template copy")});
+    EXPECT_EQ(storedNames(), builtIn + QStringList({QStringLiteral("Untitled template"),
+                                                    QStringLiteral("Untitled template copy")}));
     EXPECT_EQ(list->currentIndex().data().toString(), QStringLiteral("Untitled template copy"));
     EXPECT_EQ(find<QLineEdit>(QStringLiteral("templateName"))->text(), QStringLiteral("Untitled template copy"));
 

@@ -8,6 +8,7 @@
 #include <QComboBox>
 #include <QLabel>
 #include <QListView>
+#include <QPointer>
 
 using namespace vantor;
 
@@ -65,6 +66,13 @@ TEST_F(SettingsPageTest, StorageAndLogOpenOnTheDesktop)
 
 class FolderAutomationTest : public SettingsPageTest {
 protected:
+    ui::FolderAutomationSheet &openSheet()
+    {
+        click(QStringLiteral("openAutomation"));
+        auto *sheet = window->findChild<ui::FolderAutomationSheet *>();
+        EXPECT_TRUE(sheet && sheet->isVisible());
+        return *sheet;
+    }
     QStringList rows(ui::FolderAutomationSheet &sheet)
     {
         QStringList shown;
@@ -86,8 +94,7 @@ protected:
 TEST_F(FolderAutomationTest, ARuleWhoseDestinationIsInsideTheWatchedFolderIsRefused)
 {
     const QString watched = dir.makeDir(QStringLiteral("Incoming"));
-    ui::FolderAutomationSheet sheet(*workspace, window.get());
-    sheet.show();
+    ui::FolderAutomationSheet &sheet = openSheet();
     auto *error = sheet.findChild<QLabel *>(QStringLiteral("sheetError"));
     for (const QString &destination : {watched, dir.makeDir(QStringLiteral("Incoming/Proxies"))}) {
         answers.folders << watched << destination;
@@ -105,8 +112,7 @@ TEST_F(FolderAutomationTest, RulesAreAddedDisabledThenEnabledDisabledAndRemoved)
 {
     const QString watched = dir.makeDir(QStringLiteral("Incoming"));
     const QString output = dir.makeDir(QStringLiteral("Proxies"));
-    ui::FolderAutomationSheet sheet(*workspace, window.get());
-    sheet.show();
+    ui::FolderAutomationSheet &sheet = openSheet();
     auto *list = sheet.findChild<QListView *>(QStringLiteral("watchRules"));
     EXPECT_FALSE(list->isVisible());
 
@@ -130,8 +136,9 @@ TEST_F(FolderAutomationTest, RulesAreAddedDisabledThenEnabledDisabledAndRemoved)
     workspace->queue().flush();
     EXPECT_TRUE(StateStore::load(support).watches.empty());
 
+    QPointer<ui::FolderAutomationSheet> closed(&sheet);
     press(sheet, QStringLiteral("doneAutomation"));
-    EXPECT_FALSE(sheet.isVisible());
+    EXPECT_TRUE(waitUntil([&] { return closed.isNull(); }));
 }
 
 } // namespace

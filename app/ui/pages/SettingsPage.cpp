@@ -3,6 +3,7 @@
 #include "Desktop.h"
 #include "Theme.h"
 #include "model/ChecksumAlgorithm.h"
+#include "pages/FolderAutomationSheet.h"
 #include "queue/QueueService.h"
 #include "widgets/PanelSurface.h"
 #include "widgets/QuietButton.h"
@@ -114,6 +115,17 @@ SettingsPage::SettingsPage(Workspace &workspace, QWidget *parent) : QWidget(pare
     logActions->addStretch(1);
     static_cast<QVBoxLayout *>(log->layout())->addLayout(logActions);
 
+    PanelSurface *automation = section(QStringLiteral("Folder Automation"), layout, this);
+    automation->layout()->addWidget(helpText(
+        QStringLiteral("Automatically transcode video added to a selected folder. Each rule starts disabled."),
+        automation));
+    m_automation = new QuietButton(QStringLiteral("Folder Automation\u2026"), automation);
+    m_automation->setObjectName(QStringLiteral("openAutomation"));
+    auto *automationActions = new QHBoxLayout;
+    automationActions->addWidget(m_automation);
+    automationActions->addStretch(1);
+    static_cast<QVBoxLayout *>(automation->layout())->addLayout(automationActions);
+
     layout->addStretch(1);
     auto *footer = new QHBoxLayout;
     footer->addWidget(helpText(QStringLiteral("Vantor 1.0"), this));
@@ -125,6 +137,7 @@ SettingsPage::SettingsPage(Workspace &workspace, QWidget *parent) : QWidget(pare
     QWidget::setTabOrder(m_checksum, m_hierarchy);
     QWidget::setTabOrder(m_hierarchy, m_showStorage);
     QWidget::setTabOrder(m_showStorage, m_openLog);
+    QWidget::setTabOrder(m_openLog, m_automation);
 
     connect(m_verify, &QCheckBox::toggled, this, [this](bool on) {
         storeDefault("import.verify", on);
@@ -147,6 +160,11 @@ SettingsPage::SettingsPage(Workspace &workspace, QWidget *parent) : QWidget(pare
     connect(m_openLog, &QPushButton::clicked, this, [this, directory] {
         open(QDir(directory).filePath(QStringLiteral("operations.log")),
              QStringLiteral("The operation log does not exist yet: "));
+    });
+    connect(m_automation, &QPushButton::clicked, this, [this] {
+        auto *sheet = new FolderAutomationSheet(m_workspace, window());
+        connect(sheet, &QDialog::finished, sheet, &QObject::deleteLater);
+        sheet->open();
     });
     connect(&workspace, &Workspace::planChanged, this, &SettingsPage::refresh);
     refresh();

@@ -16,7 +16,7 @@ class QuietButton;
 
 // The Settings page: the import defaults, stored in the user's settings ("import.verify",
 // "import.hierarchy", "import.checksum") and copied into the workspace at once; where the data
-// lives; the operation log.
+// lives; the operation log; the folder-automation rules.
 class SettingsPage : public QWidget {
     Q_OBJECT
 public:
@@ -33,6 +33,7 @@ private:
     QLabel *m_storagePath;
     QuietButton *m_showStorage;
     QuietButton *m_openLog;
+    QuietButton *m_automation;
 };
 
 } // namespace vantor::ui
