@@ -72,7 +72,7 @@ MainWindow::MainWindow(Workspace &workspace, QWidget *parent)
     showPage();
     showTitle();
     watchForNotifications();
-    resize(Theme::lineHeight() * 68, Theme::lineHeight() * 44);
+    resize(Theme::lineHeight() * 80, Theme::lineHeight() * 52);
 }
 
 void MainWindow::setPage(int which, QWidget *page)

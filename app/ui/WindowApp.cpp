@@ -3,6 +3,7 @@
 #include "AppIcon.h"
 #include "DialogChoices.h"
 #include "MainWindow.h"
+#include "ScreenshotTour.h"
 #include "model/StateStore.h"
 #include "model/VantorError.h"
 #include "queue/JobPhases.h"
@@ -32,6 +33,11 @@ int runWindow(const QStringList &received)
     if (!received.isEmpty())
         workspace->receive(received, Page::ingest);
     window.show();
+    const QString pictures = qEnvironmentVariable("VANTOR_SCREENSHOT_DIR");
+    if (!pictures.isEmpty()) {
+        takeScreenshots(window, *workspace, pictures);
+        return 0;
+    }
     return QApplication::exec();
 }
 

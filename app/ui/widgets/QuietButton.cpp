@@ -29,7 +29,8 @@ void QuietButton::setLabel(const QString &text)
 void QuietButton::changeEvent(QEvent *event)
 {
     QPushButton::changeEvent(event);
-    if (event->type() == QEvent::PaletteChange || event->type() == QEvent::StyleChange)
+    // Only the desktop's palette: the style sheet set here changes the own palette too.
+    if (event->type() == QEvent::ApplicationPaletteChange)
         applyStyle();
 }
 
