@@ -103,7 +103,10 @@ TEST_F(ProjectPageTest, TheTemplateEditorAddsDuplicatesSavesAndShowsRefusals)
     type(QStringLiteral("templateName"), QStringLiteral("Shorts"));
     text->selectAll();
     QTest::keyClick(text, Qt::Key_Backspace);
-    QTest::keyClicks(text, QStringLiteral("  {CLIENT}/BRIEF\n\n02_FOOTAGE\t"));
+    for (const QString &line : {QStringLiteral("  {CLIENT}/BRIEF"), QString(), QStringLiteral("02_FOOTAGE ")}) {
+        QTest::keyClicks(text, line);
+        QTest::keyClick(text, Qt::Key_Return);
+    }
     click(QStringLiteral("saveTemplate"));
     const ProjectTemplate saved = workspace->queue().state().templates.back();
     EXPECT_EQ(saved.name, QStringLiteral("Shorts"));

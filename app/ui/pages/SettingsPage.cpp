@@ -69,7 +69,7 @@ SettingsPage::SettingsPage(Workspace &workspace, QWidget *parent) : QWidget(pare
     m_verify = new QCheckBox(QStringLiteral("Verify Copies"), defaults);
     m_verify->setObjectName(QStringLiteral("verifyCopies"));
     m_verify->setAccessibleName(m_verify->text());
-    defaultsLayout->addWidget(m_verify);
+    defaultsLayout->addWidget(m_verify, 0, Qt::AlignLeft);
     defaultsLayout->addWidget(helpText(QStringLiteral("Check copied media against the originals."), defaults));
 
     auto *methodRow = new QHBoxLayout;
@@ -89,7 +89,7 @@ SettingsPage::SettingsPage(Workspace &workspace, QWidget *parent) : QWidget(pare
     m_hierarchy = new QCheckBox(QStringLiteral("Preserve Folder Structure"), defaults);
     m_hierarchy->setObjectName(QStringLiteral("preserveFolders"));
     m_hierarchy->setAccessibleName(m_hierarchy->text());
-    defaultsLayout->addWidget(m_hierarchy);
+    defaultsLayout->addWidget(m_hierarchy, 0, Qt::AlignLeft);
     defaultsLayout->addWidget(helpText(QStringLiteral("Keep source folders together during import."), defaults));
 
     const QString directory = workspace.queue().directory();
