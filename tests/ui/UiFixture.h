@@ -58,7 +58,7 @@ struct RecordingDesktop : ui::Desktop {
 // A real workspace and window on a private support folder. The jobs' phases do no file work; a
 // source named "wait…" runs until released or cancelled, "fail…" fails, any other completes.
 class UiTest : public ::testing::Test {
-protected:
+public: // the table-driven cases reach the fixture from lambdas
     TempDir dir, settings;
     const QString support = dir.file(QStringLiteral("support"));
     ScriptedAnswers answers;

@@ -75,6 +75,16 @@ QueuePage::QueuePage(Workspace &workspace, QWidget *parent)
     m_body->addWidget(buildJobs());
     layout->addWidget(m_body, 1);
 
+    // Reading order: the main action, the queue's controls, then the list and the selected job.
+    QWidget *previous = m_run;
+    for (const char *name : {"queue-retry-failed", "queue-export", "queue-remove-completed", "queue-clear"}) {
+        QWidget *next = m_toolbar->findChild<QWidget *>(QLatin1String(name));
+        setTabOrder(previous, next);
+        previous = next;
+    }
+    setTabOrder(previous, m_list);
+    setTabOrder(m_list, m_details->findChild<QWidget *>(QStringLiteral("job-move-earlier")));
+
     connect(&queue, &QueueService::jobsChanged, this, &QueuePage::refresh);
     connect(&queue, &QueueService::runningChanged, this, &QueuePage::refresh);
     connect(&queue, &QueueService::pausedChanged, this, &QueuePage::refresh);
