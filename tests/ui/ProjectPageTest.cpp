@@ -1,4 +1,4 @@
-#include "UiFixture.h"
+#include "RefusalCheck.h"
 
 #include "model/StateStore.h"
 #include "projects/ProjectTemplate.h"
@@ -45,7 +45,7 @@ TEST_F(ProjectPageTest, CreatingAProjectMakesItsTreeAndRefusesASecondOfTheSameNa
 {
     const QString parent = dir.makeDir(QStringLiteral("projects"));
     click(QStringLiteral("createProject"));
-    EXPECT_EQ(workspace->error(), QStringLiteral("Choose a project location."));
+    test::expectRefusal(*this, QStringLiteral("Choose a project location."));
 
     QTest::keyClicks(find<QComboBox>(QStringLiteral("projectTemplate")), QStringLiteral("Doc"));
     type(QStringLiteral("projectName"), QStringLiteral(" Doc "));
@@ -70,8 +70,8 @@ TEST_F(ProjectPageTest, CreatingAProjectMakesItsTreeAndRefusesASecondOfTheSameNa
     EXPECT_TRUE(find<QLabel>(QStringLiteral("currentProject"))->text().contains(root));
     click(QStringLiteral("createProject"));
     ASSERT_TRUE(settled());
-    EXPECT_EQ(workspace->error(),
-              QStringLiteral("A project named \u201CDoc\u201D already exists. Use Open Project or choose another name."));
+    test::expectRefusal(
+        *this, QStringLiteral("A project named \u201CDoc\u201D already exists. Use Open Project or choose another name."));
     EXPECT_EQ(test::listTree(parent).filter(QStringLiteral(".vantor-")), QStringList());
 }
 
@@ -122,7 +122,7 @@ TEST_F(ProjectPageTest, TheTemplateEditorAddsDuplicatesSavesAndShowsRefusals)
                                            QStringLiteral("Add at least one folder to the template.")}}) {
         text->setPlainText(refusal.text);
         click(QStringLiteral("saveTemplate"));
-        EXPECT_EQ(workspace->error(), refusal.message);
+        test::expectRefusal(*this, refusal.message);
         EXPECT_EQ(workspace->queue().state().templates.back(), saved);
     }
 

@@ -1,4 +1,4 @@
-#include "UiFixture.h"
+#include "RefusalCheck.h"
 
 #include "automation/WatchFolderService.h"
 #include "model/StateStore.h"
@@ -53,7 +53,8 @@ TEST_F(SettingsPageTest, ImportDefaultsReachTheWorkspaceAndSurviveARestart)
 TEST_F(SettingsPageTest, StorageAndLogOpenOnTheDesktop)
 {
     click(QStringLiteral("openLog"));
-    EXPECT_EQ(workspace->error(), QStringLiteral("The operation log does not exist yet: ") + support + QStringLiteral("/operations.log"));
+    test::expectRefusal(*this, QStringLiteral("The operation log does not exist yet: ") + support
+                                   + QStringLiteral("/operations.log"));
     EXPECT_TRUE(desktop.opened.isEmpty());
 
     click(QStringLiteral("showStorage"));
@@ -99,7 +100,7 @@ TEST_F(FolderAutomationTest, ARuleWhoseDestinationIsInsideTheWatchedFolderIsRefu
     for (const QString &destination : {watched, dir.makeDir(QStringLiteral("Incoming/Proxies"))}) {
         answers.folders << watched << destination;
         press(sheet, QStringLiteral("addWatchFolder"));
-        EXPECT_EQ(workspace->error(), QStringLiteral("Choose a destination outside the watched folder."));
+        test::expectRefusal(*this, QStringLiteral("Choose a destination outside the watched folder."));
         EXPECT_TRUE(error->isVisible());
         EXPECT_EQ(error->text(), *workspace->error());
         EXPECT_TRUE(workspace->queue().state().watches.empty());
