@@ -97,6 +97,7 @@ FolderAutomationSheet::FolderAutomationSheet(Workspace &workspace, QWidget *pare
     connect(m_rules, &QAbstractItemModel::modelReset, this, &FolderAutomationSheet::refresh);
     connect(&workspace, &Workspace::errorChanged, this, &FolderAutomationSheet::refresh);
     refresh();
+    resize(Theme::lineHeight() * 34, Theme::lineHeight() * 24);
 }
 
 void FolderAutomationSheet::refresh()
