@@ -3,7 +3,7 @@
 BUILD ?= build
 JOBS ?= $(shell nproc)
 
-.PHONY: all setup build run test test-asan bench fuzz clean format
+.PHONY: all setup build run screenshots test test-asan bench fuzz clean format
 
 all: build
 
@@ -18,6 +18,9 @@ build: setup $(BUILD)/build.ninja
 
 run: build
 	@$(BUILD)/cli/vantor $(ARGS)
+
+screenshots: build
+	@scripts/screenshots $(BUILD)/cli/vantor docs/images
 
 test: build
 	@cd $(BUILD) && ctest --output-on-failure -j $(JOBS)

@@ -1,15 +1,37 @@
 #include "Commands.h"
 
+#include "WindowApp.h"
 #include "model/FileIo.h"
 
+#include <QApplication>
 #include <QCoreApplication>
+#include <memory>
 
-int main(int argc, char *argv[])
+namespace {
+
+void describe()
 {
-    QCoreApplication application(argc, argv);
     QCoreApplication::setOrganizationName(QStringLiteral("Vantor"));
     QCoreApplication::setApplicationName(QStringLiteral("Vantor"));
     QCoreApplication::setApplicationVersion(QStringLiteral(VANTOR_VERSION));
     vantor::FileIo::Faults::loadFromEnvironment();
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QStringList arguments;
+    for (int i = 1; i < argc; ++i)
+        arguments << QString::fromLocal8Bit(argv[i]);
+    QStringList received;
+    // Headless commands never touch the display; only the window makes a QApplication.
+    if (vantor::cli::opensWindow(arguments, &received)) {
+        QApplication application(argc, argv);
+        describe();
+        return vantor::ui::runWindow(received);
+    }
+    QCoreApplication application(argc, argv);
+    describe();
     return vantor::cli::dispatch(QCoreApplication::arguments().mid(1));
 }

@@ -4,7 +4,9 @@
 #include "PresetsCommand.h"
 #include "ProbeCommand.h"
 
+#include <QFileInfo>
 #include <QTextStream>
+#include <QUrl>
 
 namespace vantor::cli {
 
@@ -42,10 +44,11 @@ namespace {
 void printHelp()
 {
     QTextStream out(stdout);
-    out << "Usage: vantor [--self-test] [COMMAND [OPTIONS] [ARGUMENTS]]\n\n"
+    out << "Usage: vantor [--self-test] [COMMAND [OPTIONS] [ARGUMENTS]]\n"
+           "       vantor [PATH | FILE-URL]...\n\n"
            "Copies camera media into a project with checksum verification and makes proxies\n"
-           "and deliverables from it. Without a command it will open the window, which is not\n"
-           "built yet; the commands below do the work headless.\n\n"
+           "and deliverables from it. Without a command it opens the window; files and folders\n"
+           "given instead arrive on its Import page. The commands below do the work headless.\n\n"
            "Options:\n"
            "  -h, --help      Show this help and exit.\n"
            "  -v, --version   Show the version and exit.\n"
@@ -58,10 +61,30 @@ void printHelp()
 
 } // namespace
 
+bool opensWindow(const QStringList &arguments, QStringList *received)
+{
+    QStringList paths;
+    for (const QString &argument : arguments) {
+        const bool isCommand = std::any_of(commands().begin(), commands().end(), [&](const Command &command) {
+            return argument == QLatin1String(command.name);
+        });
+        if (isCommand || argument.startsWith(u'-'))
+            return false;
+        const QUrl url(argument);
+        const QString path = url.isLocalFile() ? url.toLocalFile() : argument;
+        if (!QFileInfo::exists(path))
+            return false;
+        paths << QFileInfo(path).absoluteFilePath();
+    }
+    if (received)
+        *received = paths;
+    return true;
+}
+
 int dispatch(const QStringList &arguments)
 {
     if (arguments.isEmpty()) {
-        printError(QStringLiteral("The window is not built yet. Run 'vantor --help' for the commands."));
+        printError(QStringLiteral("The window needs a display. Run 'vantor --help' for the commands."));
         return exitFailure;
     }
     const QString first = arguments.first();

@@ -20,4 +20,8 @@ const std::vector<Command> &commands();
 
 int dispatch(const QStringList &arguments); // arguments without the program name
 
+// The window opens for no arguments, and for arguments that are all existing paths or file URLs
+// (as a launcher passes them); `received` then holds them as local paths.
+bool opensWindow(const QStringList &arguments, QStringList *received = nullptr);
+
 } // namespace vantor::cli

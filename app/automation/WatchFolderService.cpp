@@ -173,6 +173,7 @@ QUuid WatchFolderService::addRule(const QString &source, const QString &destinat
     QueueService &queue = m_workspace->queue();
     queue.mutableState().watches.push_back(rule);
     queue.save();
+    Q_EMIT rulesChanged();
     return rule.id;
 }
 
@@ -180,16 +181,21 @@ void WatchFolderService::setEnabled(const QUuid &id, bool enabled)
 {
     QueueService &queue = m_workspace->queue();
     if (WatchFolder *rule = findRule(queue.mutableState(), id)) {
+        if (rule->enabled == enabled)
+            return;
         rule->enabled = enabled;
         queue.save();
+        Q_EMIT rulesChanged();
     }
 }
 
 void WatchFolderService::removeRule(const QUuid &id)
 {
     QueueService &queue = m_workspace->queue();
-    std::erase_if(queue.mutableState().watches, [&](const WatchFolder &rule) { return rule.id == id; });
+    if (std::erase_if(queue.mutableState().watches, [&](const WatchFolder &rule) { return rule.id == id; }) == 0)
+        return;
     queue.save();
+    Q_EMIT rulesChanged();
 }
 
 } // namespace vantor

@@ -43,6 +43,7 @@ public:
 
 Q_SIGNALS:
     void pollFinished();
+    void rulesChanged(); // a rule was added, enabled, disabled or removed
 
 private:
     struct Version {

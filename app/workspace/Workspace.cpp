@@ -133,6 +133,14 @@ void Workspace::setShot(const QString &value) { assign(m_shot, value, &Workspace
 void Workspace::setTake(const QString &value) { assign(m_take, value, &Workspace::planChanged); }
 void Workspace::setPreset(const TranscodePreset &preset) { assign(m_preset, preset, &Workspace::planChanged); }
 void Workspace::setTemplateText(const QString &text) { assign(m_templateText, text, &Workspace::templateChanged); }
+void Workspace::setTemplateName(const QString &name)
+{
+    if (m_templateDraft.name == name)
+        return;
+    m_templateDraft.name = name;
+    Q_EMIT templateChanged();
+}
+
 void Workspace::setCustomPresetName(const QString &name) { assign(m_customPresetName, name, &Workspace::planChanged); }
 void Workspace::setError(const std::optional<QString> &error) { assign(m_error, error, &Workspace::errorChanged); }
 void Workspace::setNotice(const QString &notice) { assign(m_notice, notice, &Workspace::noticeChanged); }

@@ -98,6 +98,7 @@ public:
     void setTake(const QString &value);
     void setPreset(const TranscodePreset &preset);
     void setTemplateText(const QString &text);
+    void setTemplateName(const QString &name); // the draft's name; stored by saveTemplate()
     void setCustomPresetName(const QString &name);
     void setError(const std::optional<QString> &error);
     void setNotice(const QString &notice);

@@ -1,0 +1,44 @@
+#include "WindowApp.h"
+
+#include "AppIcon.h"
+#include "DialogChoices.h"
+#include "MainWindow.h"
+#include "ScreenshotTour.h"
+#include "model/StateStore.h"
+#include "model/VantorError.h"
+#include "queue/JobPhases.h"
+#include "workspace/Workspace.h"
+
+#include <QApplication>
+#include <QMessageBox>
+#include <memory>
+
+namespace vantor::ui {
+
+int runWindow(const QStringList &received)
+{
+    QGuiApplication::setApplicationDisplayName(QStringLiteral("Vantor"));
+    QGuiApplication::setDesktopFileName(QStringLiteral("com.quillory.Vantor"));
+    QApplication::setWindowIcon(appIcon());
+    DialogChoices choices;
+    std::unique_ptr<Workspace> workspace;
+    try {
+        workspace = std::make_unique<Workspace>(StateStore::directory(), runJobPhases, &choices);
+    } catch (const VantorError &error) {
+        QMessageBox::critical(nullptr, QStringLiteral("Vantor"), error.message());
+        return 1;
+    }
+    MainWindow window(*workspace);
+    choices.setParent(&window);
+    if (!received.isEmpty())
+        workspace->receive(received, Page::ingest);
+    window.show();
+    const QString pictures = qEnvironmentVariable("VANTOR_SCREENSHOT_DIR");
+    if (!pictures.isEmpty()) {
+        takeScreenshots(window, *workspace, pictures);
+        return 0;
+    }
+    return QApplication::exec();
+}
+
+} // namespace vantor::ui

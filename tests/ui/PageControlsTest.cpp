@@ -1,0 +1,78 @@
+#include "UiFixture.h"
+
+#include "automation/WatchFolderService.h"
+#include "pages/FolderAutomationSheet.h"
+#include "pages/ProjectPage.h"
+#include "pages/SettingsPage.h"
+#include "transcode/PresetService.h"
+
+#include <QAbstractItemView>
+
+using namespace vantor;
+
+namespace {
+
+// The controls that Tab reaches inside `root`, in order, each as "objectName=accessible name".
+QStringList tabChain(QWidget *root)
+{
+    QStringList chain;
+    for (QWidget *widget = root->nextInFocusChain(); widget != root; widget = widget->nextInFocusChain()) {
+        if (root->isAncestorOf(widget) && widget->isVisible() && widget->isEnabled()
+            && (widget->focusPolicy() & Qt::TabFocus) && !widget->objectName().startsWith(QStringLiteral("qt_")))
+            chain << widget->objectName() + u'=' + widget->accessibleName();
+    }
+    return chain;
+}
+
+class PageControlsTest : public test::UiTest {
+protected:
+    void SetUp() override { open(); }
+};
+
+TEST_F(PageControlsTest, EveryControlIsNamedAfterItsLabelAndTabbedInReadingOrder)
+{
+    workspace->watcher()->addRule(dir.makeDir(QStringLiteral("in")), dir.makeDir(QStringLiteral("out")),
+                                  PresetService::defaults().first());
+    struct Surface {
+        std::function<QWidget *()> show;
+        QStringList chain;
+    };
+    const Surface surfaces[] = {
+        {[&] {
+             workspace->setPage(Page::project);
+             return window->findChild<ui::ProjectPage *>();
+         },
+         {"projectTemplate=Template", "projectName=Name", "projectClient=Client", "projectDate=Date",
+          "chooseLocation=Choose\u2026", "createProject=Create Project", "openProject=Open Project\u2026",
+          "editTemplates=Edit Templates\u2026"}},
+        {[&] {
+             workspace->setEditingTemplates(true);
+             return window->findChild<ui::ProjectPage *>();
+         },
+         {"templateList=Templates", "newTemplate=New Template", "duplicateTemplate=Duplicate", "templateName=Name",
+          "templateText=Folders", "doneTemplates=Done", "saveTemplate=Save Template"}},
+        {[&] {
+             workspace->setPage(Page::settings);
+             return window->findChild<ui::SettingsPage *>();
+         },
+         {"verifyCopies=Verify Copies", "verificationMethod=Verification Method",
+          "preserveFolders=Preserve Folder Structure", "showStorage=Show In File Manager", "openLog=Open Log",
+          "openAutomation=Folder Automation\u2026"}},
+        {[&] {
+             click(QStringLiteral("openAutomation"));
+             auto *sheet = window->findChild<ui::FolderAutomationSheet *>();
+             auto *rules = sheet->findChild<QAbstractItemView *>(QStringLiteral("watchRules"));
+             rules->setCurrentIndex(rules->model()->index(0, 0));
+             return sheet;
+         },
+         {"watchRules=Rules", "addWatchFolder=Add Folder\u2026", "removeWatchFolder=Remove",
+          "doneAutomation=Done"}},
+    };
+    for (const Surface &surface : surfaces) {
+        QWidget *root = surface.show();
+        ASSERT_NE(root, nullptr);
+        EXPECT_EQ(tabChain(root), surface.chain);
+    }
+}
+
+} // namespace

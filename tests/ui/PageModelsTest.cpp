@@ -1,0 +1,78 @@
+#include "UiFixture.h"
+
+#include "automation/WatchFolderService.h"
+#include "models/TemplateListModel.h"
+#include "models/WatchRuleModel.h"
+#include "transcode/PresetService.h"
+
+#include <QAbstractItemModelTester>
+#include <QSignalSpy>
+
+using namespace vantor;
+
+namespace {
+
+class PageModelsTest : public test::UiTest {
+protected:
+    void SetUp() override { open(); }
+};
+
+// Rows changed since the spy started, as "first-last" per dataChanged.
+QStringList changedRows(const QSignalSpy &spy)
+{
+    QStringList rows;
+    for (const QList<QVariant> &signal : spy)
+        rows << QString::number(signal[0].toModelIndex().row()) + u'-' + QString::number(signal[1].toModelIndex().row());
+    return rows;
+}
+
+TEST_F(PageModelsTest, TemplateRowsFollowTheStoredTemplates)
+{
+    ui::TemplateListModel model(*workspace);
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::Fatal);
+    const int builtIn = model.rowCount();
+    QSignalSpy inserted(&model, &QAbstractItemModel::rowsInserted);
+    QSignalSpy reset(&model, &QAbstractItemModel::modelReset);
+
+    workspace->newTemplate(false);
+    ASSERT_EQ(model.rowCount(), builtIn + 1);
+    EXPECT_EQ(inserted.size(), 1);
+    EXPECT_EQ(model.index(builtIn, 0).data().toString(), QStringLiteral("Untitled template"));
+    EXPECT_EQ(model.rowOf(workspace->templateDraft().id), builtIn);
+
+    QSignalSpy changed(&model, &QAbstractItemModel::dataChanged);
+    workspace->setTemplateName(QStringLiteral("Renamed"));
+    workspace->saveTemplate();
+    EXPECT_EQ(changedRows(changed), QStringList{QString::number(builtIn) + u'-' + QString::number(builtIn)});
+    EXPECT_EQ(model.index(builtIn, 0).data().toString(), QStringLiteral("Renamed"));
+    EXPECT_EQ(reset.size(), 0);
+}
+
+TEST_F(PageModelsTest, RuleRowsFollowTheRulesOneRowAtATime)
+{
+    ui::WatchRuleModel model(*workspace);
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::Fatal);
+    WatchFolderService &watcher = *workspace->watcher();
+    const TranscodePreset preset = PresetService::defaults().first();
+    std::vector<QUuid> ids;
+    for (const char *name : {"A", "B", "C"})
+        ids.push_back(watcher.addRule(dir.makeDir(QLatin1String(name)), dir.makeDir(QStringLiteral("out/") + QLatin1String(name)), preset));
+    ASSERT_EQ(model.rowCount(), 3);
+    QSignalSpy changed(&model, &QAbstractItemModel::dataChanged);
+    QSignalSpy removed(&model, &QAbstractItemModel::rowsRemoved);
+    QSignalSpy reset(&model, &QAbstractItemModel::modelReset);
+
+    EXPECT_TRUE(model.setData(model.index(1, 0), Qt::Checked, Qt::CheckStateRole));
+    EXPECT_EQ(changedRows(changed), QStringList{QStringLiteral("1-1")});
+    EXPECT_TRUE(workspace->queue().state().watches[1].enabled);
+    EXPECT_EQ(model.index(1, 0).data(ui::WatchRuleModel::EnabledRole), true);
+
+    watcher.removeRule(ids[0]);
+    ASSERT_EQ(removed.size(), 1);
+    EXPECT_EQ(removed[0][1].toInt(), 0);
+    EXPECT_EQ(model.index(0, 0).data(ui::WatchRuleModel::IdRole).toUuid(), ids[1]);
+    EXPECT_EQ(model.index(0, 0).data(Qt::CheckStateRole).toInt(), Qt::Checked);
+    EXPECT_EQ(reset.size(), 0);
+}
+
+} // namespace

@@ -1,0 +1,214 @@
+#include "UiFixture.h"
+
+#include "model/JobReport.h"
+#include "models/JobListModel.h"
+
+#include <QFileDialog>
+#include <QLabel>
+#include <QListView>
+
+using namespace vantor;
+
+namespace {
+
+class QueuePageTest : public test::UiTest {
+public:
+    ui::MainWindow &openQueue()
+    {
+        open();
+        workspace->setPage(Page::queue);
+        return *window;
+    }
+    QListView *list() { return find<QListView>(QStringLiteral("queue-jobs")); }
+    void select(int row)
+    {
+        QListView *view = list();
+        const QRect cell = view->visualRect(view->model()->index(row, 0));
+        QTest::mouseClick(view->viewport(), Qt::LeftButton, {}, cell.center());
+    }
+    QStringList order()
+    {
+        QStringList names;
+        for (const MediaJob &job : queue().state().jobs)
+            names << job.source.section(u'/', -1) + u' ' + job.status.rawValue();
+        return names;
+    }
+    bool runToEnd()
+    {
+        queue().start();
+        return waitUntil([&] { return !queue().running(); });
+    }
+    // Chooses `path` in the next file dialog.
+    static void answerFileDialog(const QString &path)
+    {
+        auto *timer = new QTimer;
+        timer->setInterval(20);
+        QObject::connect(timer, &QTimer::timeout, [timer, path] {
+            if (auto *dialog = qobject_cast<QFileDialog *>(QApplication::activeModalWidget())) {
+                dialog->selectFile(path);
+                QMetaObject::invokeMethod(dialog, "accept");
+                timer->deleteLater();
+            }
+        });
+        timer->start();
+    }
+};
+
+TEST_F(QueuePageTest, EmptyQueueShowsOnlyTheEmptyTextsAndGoesToImport)
+{
+    openQueue();
+    EXPECT_TRUE(find(QStringLiteral("queue-empty"))->isVisible());
+    for (const char *hidden : {"queue-run", "queue-clear", "queue-jobs", "queue-count-waiting"})
+        EXPECT_FALSE(find(QLatin1String(hidden))->isVisible()) << hidden;
+    QStringList texts;
+    for (QLabel *label : find(QStringLiteral("queue-empty"))->findChildren<QLabel *>())
+        texts << label->text();
+    EXPECT_EQ(texts, QStringList({QStringLiteral("No queued jobs"),
+                                  QStringLiteral("Add media to build your first ingest or proxy job.")}));
+    click(QStringLiteral("queue-go-to-import"));
+    EXPECT_EQ(workspace->page(), Page::ingest);
+
+    enqueue({QStringLiteral("a.MOV")});
+    workspace->setPage(Page::queue);
+    EXPECT_FALSE(find(QStringLiteral("queue-empty"))->isVisible());
+    EXPECT_TRUE(find(QStringLiteral("queue-jobs"))->isVisible());
+}
+
+// The main button starts, pauses and resumes, and its label says which it will do.
+TEST_F(QueuePageTest, RunButtonFollowsTheQueue)
+{
+    openQueue();
+    enqueue({QStringLiteral("wait.MOV")});
+    auto *run = find<QAbstractButton>(QStringLiteral("queue-run"));
+    const std::vector<std::pair<QString, std::function<bool()>>> steps = {
+        {QStringLiteral("Start queue"), [&] { return queue().running() && !queue().paused(); }},
+        {QStringLiteral("Pause"), [&] { return queue().paused(); }},
+        {QStringLiteral("Resume"), [&] { return queue().running() && !queue().paused(); }},
+        {QStringLiteral("Pause"), [&] { return queue().paused(); }},
+    };
+    for (const auto &[label, after] : steps) {
+        EXPECT_EQ(run->text(), label);
+        EXPECT_EQ(run->accessibleName(), label);
+        click(QStringLiteral("queue-run"));
+        EXPECT_TRUE(waitUntil(after)) << label.toStdString();
+    }
+}
+
+TEST_F(QueuePageTest, QueueButtonsAndCounts)
+{
+    openQueue();
+    enqueue({QStringLiteral("a.MOV"), QStringLiteral("fail.MOV"), QStringLiteral("wait.MOV")});
+    release = true;
+    ASSERT_TRUE(runToEnd());
+    EXPECT_EQ(find<QLabel>(QStringLiteral("queue-count-complete"))->text(), QStringLiteral("2"));
+    EXPECT_EQ(find<QLabel>(QStringLiteral("queue-count-failed"))->text(), QStringLiteral("1"));
+
+    click(QStringLiteral("queue-retry-failed"));
+    EXPECT_EQ(order(), QStringList({QStringLiteral("a.MOV COMPLETE"), QStringLiteral("fail.MOV WAITING"),
+                                    QStringLiteral("wait.MOV COMPLETE")}));
+    EXPECT_EQ(find<QLabel>(QStringLiteral("queue-count-waiting"))->text(), QStringLiteral("1"));
+    click(QStringLiteral("queue-remove-completed"));
+    EXPECT_EQ(order(), QStringList{QStringLiteral("fail.MOV WAITING")});
+}
+
+// Clearing asks first; cancelling keeps everything, confirming removes the finished jobs and no
+// file on disk.
+TEST_F(QueuePageTest, ClearAsksFirstAndDeletesNoMedia)
+{
+    dir.write(QStringLiteral("card/a.MOV"), "original");
+    openQueue();
+    enqueue({QStringLiteral("a.MOV"), QStringLiteral("fail.MOV")});
+    ASSERT_TRUE(runToEnd());
+    dir.write(QStringLiteral("project/a.MOV"), "copy"); // what the copy left
+    enqueue({QStringLiteral("b.MOV")});
+    const auto media = [&] {
+        return test::listTree(dir.file(QStringLiteral("card"))) + test::listTree(dir.file(QStringLiteral("project")));
+    };
+    const QStringList files = media();
+
+    answerDialog(QStringLiteral("clear-cancel"));
+    click(QStringLiteral("queue-clear"));
+    EXPECT_EQ(queue().state().jobs.size(), 3u);
+
+    answerDialog(QStringLiteral("clear-confirm"));
+    click(QStringLiteral("queue-clear"));
+    EXPECT_EQ(order(), QStringList{QStringLiteral("b.MOV WAITING")});
+    queue().flush();
+    EXPECT_EQ(media(), files);
+    EXPECT_EQ(test::readFile(dir.file(QStringLiteral("project/a.MOV"))), "copy");
+}
+
+TEST_F(QueuePageTest, ExportWritesTheQueueReport)
+{
+    openQueue();
+    enqueue({QStringLiteral("a.MOV"), QStringLiteral("fail.MOV")});
+    ASSERT_TRUE(runToEnd());
+    const QString path = dir.file(QStringLiteral("reports/Vantor-queue-report.json"));
+    QDir().mkpath(dir.file(QStringLiteral("reports")));
+    answerFileDialog(path);
+    click(QStringLiteral("queue-export"));
+    EXPECT_EQ(test::readFile(path), JobReport::encodeQueue(queue().state().jobs));
+    EXPECT_EQ(workspace->notice(), QStringLiteral("Queue report saved: ") + path);
+}
+
+// Each row action works on the selected job, and only when its state allows it.
+TEST_F(QueuePageTest, RowActionsOnTheSelectedJob)
+{
+    openQueue();
+    enqueue({QStringLiteral("fail.MOV")});
+    ASSERT_TRUE(runToEnd());
+    enqueue({QStringLiteral("a.MOV"), QStringLiteral("b.MOV"), QStringLiteral("c.MOV")});
+
+    struct Case {
+        int row;
+        const char *button;
+        QStringList expected;
+    };
+    const auto names = [](std::initializer_list<const char *> list) {
+        QStringList out;
+        for (const char *name : list)
+            out << QString::fromUtf8(name);
+        return out;
+    };
+    const std::vector<Case> cases = {
+        {1, "job-move-later", names({"fail.MOV FAILED", "b.MOV WAITING", "a.MOV WAITING", "c.MOV WAITING"})},
+        {2, "job-move-earlier", names({"fail.MOV FAILED", "a.MOV WAITING", "b.MOV WAITING", "c.MOV WAITING"})},
+        {0, "job-retry", names({"fail.MOV WAITING", "a.MOV WAITING", "b.MOV WAITING", "c.MOV WAITING"})},
+        {3, "job-cancel", names({"fail.MOV WAITING", "a.MOV WAITING", "b.MOV WAITING", "c.MOV CANCELLED"})},
+        {2, "job-remove", names({"fail.MOV WAITING", "a.MOV WAITING", "c.MOV CANCELLED"})},
+    };
+    for (const Case &test : cases) {
+        SCOPED_TRACE(test.button);
+        select(test.row);
+        click(QLatin1String(test.button));
+        EXPECT_EQ(order(), test.expected);
+    }
+    // What a state does not allow is not offered.
+    select(2);
+    EXPECT_FALSE(find(QStringLiteral("job-move-later"))->isEnabled());
+    EXPECT_FALSE(find(QStringLiteral("job-cancel"))->isEnabled());
+    select(0);
+    EXPECT_FALSE(find(QStringLiteral("job-move-earlier"))->isEnabled());
+    EXPECT_FALSE(find(QStringLiteral("job-retry"))->isEnabled());
+
+    click(QStringLiteral("job-reveal"));
+    EXPECT_EQ(desktop.revealed, QStringList{dir.file(QStringLiteral("card/fail.MOV"))});
+}
+
+TEST_F(QueuePageTest, FileDetailsOfTheSelectedJob)
+{
+    openQueue();
+    enqueue({QStringLiteral("a.MOV")});
+    ASSERT_TRUE(runToEnd());
+    select(0);
+    EXPECT_EQ(find<QLabel>(QStringLiteral("details-from"))->text(), QStringLiteral("FROM  ") + dir.file(QStringLiteral("card/a.MOV")));
+    EXPECT_EQ(find<QLabel>(QStringLiteral("details-to"))->text(), QStringLiteral("TO    ") + dir.file(QStringLiteral("project/a.MOV")));
+    EXPECT_EQ(find<QLabel>(QStringLiteral("details-hash"))->text(), QStringLiteral("Hash  aaaa  aaaa"));
+    const QModelIndex row = list()->model()->index(0, 0);
+    EXPECT_EQ(row.data(ui::JobListModel::ElapsedRole).toString().left(8), QStringLiteral("Elapsed "));
+    EXPECT_EQ(row.data(ui::JobListModel::RemainingRole).toString(), QStringLiteral("Remaining ~00:00:00"));
+    EXPECT_EQ(row.data(ui::JobListModel::ChecksumRole).toString(), QStringLiteral("xxHash64"));
+    EXPECT_EQ(row.data(ui::JobListModel::OperationRole).toString(), QStringLiteral("Copy & organize"));
+}
+
+} // namespace
