@@ -2,8 +2,9 @@
 # nothing is), then builds with CMake and Ninja.
 BUILD ?= build
 JOBS ?= $(shell nproc)
+PACKAGE_BUILD ?= build-package
 
-.PHONY: all setup build run screenshots test test-asan bench fuzz clean format
+.PHONY: all setup build run screenshots test test-asan bench fuzz deb package-test clean format
 
 all: build
 
@@ -43,8 +44,25 @@ fuzz: setup
 	@cmake --build build-fuzz -j $(JOBS)
 	@scripts/fuzz build-fuzz
 
+# The Debian package: a Release build without tests or fault points, with Debian's hardening flags.
+deb:
+	@scripts/setup package
+	@export DEB_BUILD_MAINT_OPTIONS=hardening=+all; \
+	cmake -S . -B $(PACKAGE_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX=/usr \
+		-DVANTOR_TESTS=OFF -DVANTOR_FAULT_POINTS=OFF -DVANTOR_PACKAGE=ON \
+		-DCMAKE_CXX_FLAGS="$$(dpkg-buildflags --get CXXFLAGS) $$(dpkg-buildflags --get CPPFLAGS)" \
+		-DCMAKE_EXE_LINKER_FLAGS="$$(dpkg-buildflags --get LDFLAGS)" >/dev/null
+	@cmake --build $(PACKAGE_BUILD) -j $(JOBS)
+	@rm -f $(PACKAGE_BUILD)/vantor_*.deb
+	@cd $(PACKAGE_BUILD) && cpack >/dev/null
+	@ls $(PACKAGE_BUILD)/vantor_*.deb
+
+# Checks the package and installs, runs and purges it in a fresh Debian 12 root.
+package-test: deb
+	@scripts/package-test $(PACKAGE_BUILD)/vantor_*.deb
+
 format:
 	@git ls-files '*.cpp' '*.h' | xargs clang-format -i
 
 clean:
-	@rm -rf $(BUILD) build-asan build-bench build-fuzz
+	@rm -rf $(BUILD) build-asan build-bench build-fuzz $(PACKAGE_BUILD)
