@@ -62,6 +62,7 @@ int HeadlessSession::quit(Workspace &workspace)
     if (m_bar)
         m_bar->finish();
     workspace.queue().prepareToQuit();
+    workspace.queue().flushSaves();
     printError(QStringLiteral("Interrupted. The queue was saved; unfinished jobs can be retried."));
     return exitInterrupted;
 }
