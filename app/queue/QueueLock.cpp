@@ -89,8 +89,7 @@ int lockFile(int folder, const QString &directory, bool create)
                 [[maybe_unused]] ssize_t written = ::pwrite(fd, pid.constData(), std::size_t(pid.size()), 0);
             return fd;
         }
-        ::close(fd);
-        create = false;
+        ::close(fd); // with `create`, the next open finds the other file and gives up
     }
     throw VantorError(QStringLiteral("The queue lock kept changing while Vantor took it. Try again: ")
                       + lockPath(directory));
