@@ -28,6 +28,7 @@ int HeadlessSession::quit(Workspace &workspace)
     if (m_progress)
         m_progress->finish();
     workspace.queue().prepareToQuit();
+    workspace.queue().flushSaves();
     printError(QStringLiteral("Interrupted. The queue was saved; unfinished jobs can be retried."));
     return exitInterrupted;
 }

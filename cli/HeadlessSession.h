@@ -44,7 +44,8 @@ public:
 
     // Shows the running job's progress on stderr and a line for each job that ends.
     void reportProgress(Workspace &workspace);
-    // The quit sequence after an interrupt: cancel, save, flush. Returns the exit code.
+    // The quit sequence after an interrupt: cancel, save, flush. Returns the exit code; throws
+    // the save's failure when the queue could not be saved.
     int quit(Workspace &workspace);
 
 private:

@@ -217,7 +217,7 @@ int runIngest(const QStringList &arguments)
         }
         QueueService &queue = workspace.queue();
         if (!start) {
-            queue.flush();
+            queue.flushSaves();
             printLine(workspace.notice());
             return int(exitSuccess);
         }
@@ -225,7 +225,7 @@ int runIngest(const QStringList &arguments)
         session.reportProgress(workspace);
         if (!session.waitFor(&queue, &QueueService::idle, [&] { return !queue.running(); }))
             return session.quit(workspace);
-        queue.flush();
+        queue.flushSaves();
 
         int failed = 0;
         for (const MediaJob &job : queue.state().jobs) {

@@ -188,7 +188,7 @@ int addJobs(const QStringList &arguments)
         throw VantorError(QStringLiteral("No files were found to queue."));
     auto queue = openQueue();
     queue->enqueue(jobs);
-    queue->flush();
+    queue->flushSaves();
     for (const MediaJob &job : jobs)
         printLine(idText(job.id));
     return exitSuccess;
@@ -219,13 +219,16 @@ int runQueue(const QStringList &arguments)
     QObject::connect(queue.get(), &QueueService::idle, qApp, [] { QCoreApplication::exit(exitSuccess); },
                      Qt::QueuedConnection);
     queue->start();
-    if (!queue->running())
+    if (!queue->running()) {
+        queue->flushSaves();
         return int(exitSuccess);
+    }
     const int code = QCoreApplication::exec();
     progress.finish();
     queue->flush();
     if (parser.isSet(QStringLiteral("stats")))
         QTextStream(stderr) << "Deepest persistence backlog: " << queue->deepestPersistenceBacklog() << " writes\n";
+    queue->flushSaves();
     if (interrupted || code == exitInterrupted) {
         printError(QStringLiteral("Interrupted. The running job was cancelled and the queue saved."));
         return int(exitInterrupted);
@@ -253,7 +256,7 @@ int changeJobs(const QString &name, const QStringList &arguments, const QString 
         all(*queue);
     else
         one(*queue, findJob(queue->state(), parser.positional().first()));
-    queue->flush();
+    queue->flushSaves();
     return exitSuccess;
 }
 
@@ -270,7 +273,7 @@ int moveJob(const QStringList &arguments)
     const int by = int(parser.integerValue(QStringLiteral("by")));
     auto queue = openQueue();
     queue->moveWaiting(findJob(queue->state(), parser.positional().first()), by);
-    queue->flush();
+    queue->flushSaves();
     return exitSuccess;
 }
 

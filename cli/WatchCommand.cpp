@@ -69,7 +69,7 @@ int add(const QStringList &arguments)
     workspace.addWatchFolder();
     if (workspace.error())
         throw VantorError(*workspace.error());
-    workspace.queue().flush();
+    workspace.queue().flushSaves();
     if (workspace.queue().state().watches.size() > before)
         printLine(idText(workspace.queue().state().watches.back().id));
     return exitSuccess;
@@ -118,7 +118,7 @@ int change(const QString &command, const QStringList &arguments)
         workspace.watcher()->removeRule(id);
     else
         workspace.watcher()->setEnabled(id, command == QLatin1String("enable"));
-    workspace.queue().flush();
+    workspace.queue().flushSaves();
     return exitSuccess;
 }
 

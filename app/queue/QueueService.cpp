@@ -422,10 +422,11 @@ void QueueService::save()
     ++m_savesRequested;
     m_persistence.post([this, snapshot = m_state, directory = m_directory] {
         try {
+            // Never over a state another process may have written since.
+            m_lock.confirm();
             StateStore::save(snapshot, directory);
         } catch (const std::exception &error) {
-            const QString message = QStringLiteral("Queue could not be saved: ") + errorText(error);
-            QMetaObject::invokeMethod(this, [this, message] { setPersistenceError(message); }, Qt::QueuedConnection);
+            reportFailure(QStringLiteral("Queue could not be saved: ") + errorText(error), true);
         }
     });
 }
@@ -436,8 +437,7 @@ void QueueService::log(const QString &message)
         try {
             OperationLog::append(directory, line);
         } catch (const std::exception &error) {
-            const QString text = QStringLiteral("Operation log could not be written: ") + errorText(error);
-            QMetaObject::invokeMethod(this, [this, text] { setPersistenceError(text); }, Qt::QueuedConnection);
+            reportFailure(QStringLiteral("Operation log could not be written: ") + errorText(error), false);
         }
     });
 }
@@ -445,6 +445,37 @@ void QueueService::log(const QString &message)
 void QueueService::flush()
 {
     m_persistence.flush();
+}
+
+void QueueService::reportFailure(const QString &message, bool save)
+{
+    {
+        std::lock_guard lock(m_failuresMutex);
+        m_undelivered.push_back(message);
+        if (save && !m_saveFailure)
+            m_saveFailure = message;
+    }
+    QMetaObject::invokeMethod(this, [this] { deliverFailures(); }, Qt::QueuedConnection);
+}
+
+void QueueService::deliverFailures()
+{
+    std::vector<QString> messages;
+    {
+        std::lock_guard lock(m_failuresMutex);
+        messages.swap(m_undelivered);
+    }
+    for (const QString &message : messages)
+        setPersistenceError(message);
+}
+
+void QueueService::flushSaves()
+{
+    flush();
+    deliverFailures(); // at once, not only when the event loop turns next
+    std::lock_guard lock(m_failuresMutex);
+    if (m_saveFailure)
+        throw VantorError(*m_saveFailure);
 }
 
 void QueueService::prepareToQuit()

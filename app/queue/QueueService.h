@@ -10,6 +10,7 @@
 #include <QUuid>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 
 namespace vantor {
@@ -55,6 +56,9 @@ public:
     void save();
     void log(const QString &message);
     void flush(); // returns once every save and log line asked for so far is on disk
+    // On the main thread: flush(), then throws a VantorError ("Queue could not be saved: " + the
+    // reason) when any save of this service failed. persistenceError() holds every failure by then.
+    void flushSaves();
     void prepareToQuit(); // cancel the running job, save, flush
 
     void handleSystemSleep();
@@ -76,6 +80,8 @@ private:
     void setRunning(bool running);
     void setPaused(bool paused);
     void setPersistenceError(const QString &message);
+    void reportFailure(const QString &message, bool save); // from the persistence thread
+    void deliverFailures();
     void scheduleNext();
     void process();
     void startJob(std::size_t position);
@@ -100,6 +106,9 @@ private:
     bool m_loopScheduled = false;
     double m_lastSave;
     std::size_t m_savesRequested = 0;
+    std::mutex m_failuresMutex; // guards the two below, written on the persistence thread
+    std::vector<QString> m_undelivered;
+    std::optional<QString> m_saveFailure;
     Clock m_clock;
     PersistenceQueue m_persistence;
     PowerPolicy *m_power;

@@ -1,6 +1,7 @@
 #include "model/AppState.h"
 
 #include "model/JsonCodec.h"
+#include "model/VantorError.h"
 #include "projects/ProjectTemplateService.h"
 #include "transcode/PresetService.h"
 
@@ -61,6 +62,12 @@ AppState AppState::fromJson(const QJsonValue &value)
     const JsonReader reader(value, "AppState");
     AppState state;
     state.version = reader.integer("version");
+    // Its other keys may mean what this build does not know: it is neither read nor written over.
+    if (state.version > currentVersion)
+        throw DecodingError(QStringLiteral("The state file was written by a newer version of Vantor (state version "
+                                           "%1; this version reads up to %2). Use the newer version.")
+                                .arg(state.version)
+                                .arg(currentVersion));
     state.templates = decodeList<ProjectTemplate>(reader, "templates");
     state.presets = decodeList<TranscodePreset>(reader, "presets");
     state.jobs = decodeList<MediaJob>(reader, "jobs");

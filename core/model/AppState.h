@@ -15,7 +15,8 @@ namespace vantor {
 
 // Everything the application remembers between launches: the content of state.json.
 struct AppState {
-    qint64 version = 1; // the only version written; not checked on reading
+    static constexpr qint64 currentVersion = 1; // the only version written
+    qint64 version = currentVersion; // a file of a later version is refused on reading
     std::vector<ProjectTemplate> templates;
     std::vector<TranscodePreset> presets;
     std::vector<MediaJob> jobs; // queue order, history included

@@ -6,6 +6,7 @@
 #include "model/JsonText.h"
 #include "model/VantorError.h"
 
+#include <QSet>
 #include <QStandardPaths>
 #include <algorithm>
 #include <cerrno>
@@ -404,6 +405,19 @@ std::vector<QByteArray> encodeInPieces(const AppState &state)
     return pieces;
 }
 
+// The queue finds a job by its id: two jobs with one id would be one job to it.
+void refuseDuplicateJobs(const AppState &state)
+{
+    QSet<QUuid> seen;
+    seen.reserve(qsizetype(state.jobs.size()));
+    for (const MediaJob &job : state.jobs) {
+        if (seen.contains(job.id))
+            throw DecodingError(QStringLiteral("More than one job has the id %1.")
+                                    .arg(job.id.toString(QUuid::WithoutBraces).toUpper()));
+        seen.insert(job.id);
+    }
+}
+
 } // namespace
 
 QString directory()
@@ -416,14 +430,21 @@ QString directory()
 
 AppState load(const QString &directory)
 {
+    const QString path = statePath(directory);
     FileIo::UniqueFd file;
     try {
-        file = FileIo::open(statePath(directory), O_RDONLY);
+        // A link would be replaced by the next save's rename: it is refused, dangling or not.
+        file = FileIo::open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
     } catch (const std::system_error &error) {
         if (error.code().value() == ENOENT)
             return AppState::fresh();
+        if (error.code().value() == ELOOP)
+            throw VantorError(QStringLiteral("The state file is a symbolic link, which Vantor neither follows nor "
+                                             "replaces: ") + path);
         throw;
     }
+    if (!S_ISREG(FileIo::fstat(file.get()).st_mode))
+        throw VantorError(QStringLiteral("The state file is not a regular file: ") + path);
     return decode(readWhole(file.get()));
 }
 
@@ -451,12 +472,15 @@ AppState decode(const QByteArray &data)
 {
     // The quick path reads the job list in parts; whatever it refuses is read again whole, so
     // the error reported is always the one the whole document gives.
+    std::optional<AppState> state;
     try {
-        if (std::optional<AppState> state = decodeInParts(data))
-            return std::move(*state);
+        state = decodeInParts(data);
     } catch (const std::exception &) {
     }
-    return AppState::fromJson(JsonCodec::parse(data));
+    if (!state)
+        state = AppState::fromJson(JsonCodec::parse(data));
+    refuseDuplicateJobs(*state);
+    return std::move(*state);
 }
 
 } // namespace vantor::StateStore

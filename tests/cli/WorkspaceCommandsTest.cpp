@@ -241,6 +241,31 @@ TEST_F(WorkspaceCommands, WatchRulesFromTheCommandLine)
     EXPECT_TRUE(stored().watches.empty());
 }
 
+// A save the disk refuses fails the command that asked for it, even when the work went on.
+TEST_F(WorkspaceCommands, ASaveThatFailsFailsTheCommand)
+{
+    ASSERT_EQ(addCard({"--no-verify"}).exitCode, 0);
+    environment.insert("VANTOR_FAULT_ERRNO", "ENOSPC");
+    dir.write("card2/x.mov", "x");
+    // The launch's save of three jobs takes eight file operations (three pieces are written);
+    // the command's own save begins with an open and a write.
+    for (const auto &[command, failAt] : {std::pair{QString("queue add copy --root %1 %2").arg(dir.makeDir("p2"), dir.file("card2")), "10"},
+                                          {"queue cancel --all", "10"}, {"queue run", "2"}}) {
+        environment.insert("VANTOR_FAULT_FAIL_AT", failAt);
+        const ProcessResult result = vantor(command);
+        EXPECT_EQ(result.exitCode, 1) << command.toStdString();
+        EXPECT_EQ(result.errText().trimmed().section('\n', -1), "vantor: Queue could not be saved: No space left on device")
+            << command.toStdString();
+        if (command.startsWith("queue add"))
+            EXPECT_EQ(result.outText(), "") << "no id of a job that was not saved";
+    }
+    environment.remove("VANTOR_FAULT_FAIL_AT");
+    QStringList statuses;
+    for (const MediaJob &job : stored().jobs)
+        statuses << job.status.rawValue();
+    EXPECT_EQ(statuses, QStringList({"COMPLETE", "COMPLETE", "COMPLETE"})) << "run's later saves went through";
+}
+
 // A second process that would change the queue is refused while the first holds it, and goes on
 // once the first is stopped (SIGTERM ends it with 130).
 TEST_F(WorkspaceCommands, OneProcessHoldsTheQueue)
@@ -258,6 +283,10 @@ TEST_F(WorkspaceCommands, OneProcessHoldsTheQueue)
     EXPECT_TRUE(second.errText().startsWith(QString("vantor: Another Vantor process (pid %1) is using the queue").arg(runner.processId())))
         << second.errText().toStdString();
     EXPECT_EQ(vantor("queue list").exitCode, 0) << "reading needs no lock";
+    QFile::remove(support + "/queue.lock");
+    const ProcessResult third = vantor("ingest --no-start --project", ingest);
+    EXPECT_EQ(third.exitCode, 1) << "a deleted lock file lets no second writer in";
+    EXPECT_TRUE(third.errText().startsWith("vantor: Another Vantor process")) << third.errText().toStdString();
 
     ::kill(pid_t(runner.processId()), SIGTERM);
     ASSERT_TRUE(runner.waitForFinished(10000));

@@ -1,12 +1,19 @@
 #include "TempDir.h"
+#include "model/FileIo.h"
+#include "model/JsonCodec.h"
 #include "model/StateStore.h"
 #include "model/VantorError.h"
 #include "queue/OperationLog.h"
 #include "queue/QueueService.h"
 
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QJsonObject>
 #include <QSignalSpy>
 #include <QTest>
 #include <atomic>
+#include <functional>
 #include <gtest/gtest.h>
 
 using namespace vantor;
@@ -168,22 +175,88 @@ TEST_F(QueueServiceTest, LaunchTurnsRunningJobsIntoInterruptedFailures)
     EXPECT_EQ(StateStore::encode(StateStore::load(support)), StateStore::encode(queue.state())) << "saved at once";
 }
 
+// Whatever state.json is unreadable for, the queue reports why, runs nothing and leaves it as it was.
 TEST_F(QueueServiceTest, UnreadableStateIsNeverWrittenOver)
 {
-    const QByteArray broken = "{\"version\": 1, \"jobs\": [";
-    dir.write(QStringLiteral("support/state.json"), broken);
-    {
-        QueueService queue(support, phases());
-        EXPECT_TRUE(queue.storageBlocked());
-        EXPECT_TRUE(queue.persistenceError()->startsWith(
-            QStringLiteral("Saved state could not be read. The original state.json has been preserved. ")));
-        EXPECT_EQ(refusalOf(queue, {job(QStringLiteral("a.mov"))}), QStringLiteral("Resolve the saved-state error before adding jobs."));
-        queue.save();
-        queue.start();
-        EXPECT_FALSE(queue.running());
-        queue.prepareToQuit();
+    const QString path = support + QStringLiteral("/state.json");
+    AppState twins = AppState::fresh();
+    twins.jobs = {job(QStringLiteral("a.mov")), job(QStringLiteral("b.mov"))};
+    twins.jobs[1].id = twins.jobs[0].id;
+    QJsonObject newer = AppState::fresh().toJson();
+    newer.insert(QStringLiteral("version"), 2);
+    const QString elsewhere = dir.write(QStringLiteral("elsewhere.json"), StateStore::encode(AppState::fresh()));
+    const std::vector<std::tuple<const char *, std::function<void()>, QString>> cases{
+        {"broken", [&] { dir.write(QStringLiteral("support/state.json"), "{\"version\": 1, \"jobs\": ["); },
+         QStringLiteral("The data is not valid JSON")},
+        {"twins", [&] { dir.write(QStringLiteral("support/state.json"), StateStore::encode(twins)); },
+         QStringLiteral("More than one job has the id ") + twins.jobs[0].id.toString(QUuid::WithoutBraces).toUpper()},
+        {"newer", [&] { dir.write(QStringLiteral("support/state.json"), JsonCodec::pretty(newer)); },
+         QStringLiteral("The state file was written by a newer version of Vantor")},
+        {"link", [&] { QFile::link(elsewhere, path); }, QStringLiteral("The state file is a symbolic link")},
+        {"dangling link", [&] { QFile::link(dir.file(QStringLiteral("missing.json")), path); },
+         QStringLiteral("The state file is a symbolic link")},
+    };
+    for (const auto &[label, make, reason] : cases) {
+        QDir(support).removeRecursively();
+        QDir().mkpath(support);
+        make();
+        const QFileInfo before(path);
+        const QByteArray bytes = before.isSymLink() ? before.symLinkTarget().toUtf8() : test::readFile(path);
+        {
+            QueueService queue(support, phases());
+            EXPECT_TRUE(queue.persistenceError()->startsWith(
+                QStringLiteral("Saved state could not be read. The original state.json has been preserved. ") + reason))
+                << label << ": " << queue.persistenceError()->toStdString();
+            EXPECT_EQ(refusalOf(queue, {job(QStringLiteral("a.mov"))}),
+                      QStringLiteral("Resolve the saved-state error before adding jobs."));
+            queue.save();
+            queue.start();
+            EXPECT_FALSE(queue.running()) << label;
+            queue.prepareToQuit();
+        }
+        const QFileInfo after(path);
+        EXPECT_EQ(after.isSymLink() ? after.symLinkTarget().toUtf8() : test::readFile(path), bytes) << label;
+        EXPECT_EQ(after.isSymLink(), before.isSymLink()) << label;
+        EXPECT_FALSE(QFileInfo::exists(dir.file(QStringLiteral("missing.json")))) << label;
     }
-    EXPECT_EQ(test::readFile(support + QStringLiteral("/state.json")), broken);
+}
+
+// A failed save reaches the caller that waits for it and the window's signal, once; a queue
+// whose folder was replaced under it no longer writes, as another process may own the new one.
+TEST_F(QueueServiceTest, FailedSavesAreReportedAndNeverWriteOverAnotherOwner)
+{
+    ASSERT_TRUE(FileIo::Faults::available());
+    const auto failureOf = [](QueueService &queue) {
+        try {
+            queue.flushSaves();
+        } catch (const VantorError &error) {
+            return error.message();
+        }
+        return QString();
+    };
+    QueueService queue(support, phases());
+    EXPECT_EQ(failureOf(queue), QString());
+    QSignalSpy errors(&queue, &QueueService::persistenceErrorChanged);
+    FileIo::Faults::set({.failAt = 2, .error = ENOSPC}); // the save's first write
+    queue.enqueue({job(QStringLiteral("a.mov"))});
+    const QString full = failureOf(queue);
+    FileIo::Faults::clear();
+    EXPECT_EQ(full, QStringLiteral("Queue could not be saved: No space left on device"));
+    EXPECT_EQ(queue.persistenceError(), full);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(errors.count(), 1);
+    EXPECT_TRUE(StateStore::load(support).jobs.empty());
+
+    QDir().rename(support, dir.file(QStringLiteral("moved")));
+    AppState other = AppState::fresh();
+    other.ffmpeg = QStringLiteral("/opt/other/ffmpeg");
+    StateStore::save(other, support);
+    queue.enqueue({job(QStringLiteral("b.mov"))});
+    EXPECT_EQ(failureOf(queue), full) << "the first failure is the one reported";
+    EXPECT_EQ(queue.persistenceError(),
+              QStringLiteral("Queue could not be saved: The support folder was moved or replaced while this process used "
+                             "it, so this process no longer saves the queue: ") + support);
+    EXPECT_EQ(test::readFile(support + QStringLiteral("/state.json")), StateStore::encode(other));
 }
 
 TEST_F(QueueServiceTest, SleepPausesARunningQueueWakeNeverResumesAndCancelEndsTheJob)

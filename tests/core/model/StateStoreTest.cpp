@@ -8,11 +8,15 @@
 #include "TempDir.h"
 
 #include <QCoreApplication>
+#include <QFile>
+#include <QJsonArray>
 #include <QProcess>
 #include <QRandomGenerator>
 #include <QThread>
 #include <cstdio>
+#include <functional>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 using namespace vantor;
 using namespace vantor::test;
@@ -118,6 +122,48 @@ TEST_F(StateStoreTest, UnreadableOrTruncatedFilesNeverLoadNorAreWrittenOver)
         EXPECT_THROW(StateStore::decode(data.left(length)), DecodingError) << "cut at " << length;
     for (qsizetype length = 0; length < end; length += 97)
         expectRefused(data.left(length));
+}
+
+// Files the queue must neither run from nor write over, each refused with its reason. Duplicate
+// ids are looked for on both the whole-file path and the long history's part-wise one.
+TEST_F(StateStoreTest, FilesTheQueueMustNotUseAreRefusedWithTheirReason)
+{
+    const QString path = dir.file("state.json");
+    const auto twins = [](AppState state) {
+        state.jobs.back().id = state.jobs.front().id;
+        return state;
+    };
+    const AppState shortTwins = twins(fullState()), longTwins = twins(stateWithJobs(200));
+    ASSERT_GT(StateStore::encode(longTwins).size(), 65536);
+    QJsonObject newer = fullState().toJson();
+    newer.insert("version", 2);
+    newer.insert("cameraProfiles", QJsonArray());
+    const QString elsewhere = dir.write("elsewhere.json", StateStore::encode(fullState()));
+    const QString link = "The state file is a symbolic link, which Vantor neither follows nor replaces: " + path;
+    const auto twinMessage = [](const AppState &state) {
+        return "More than one job has the id " + state.jobs.front().id.toString(QUuid::WithoutBraces).toUpper() + '.';
+    };
+    const std::vector<std::tuple<const char *, std::function<void()>, QString>> cases{
+        {"twins", [&] { dir.write("state.json", StateStore::encode(shortTwins)); }, twinMessage(shortTwins)},
+        {"twins in a long history", [&] { dir.write("state.json", StateStore::encode(longTwins)); }, twinMessage(longTwins)},
+        {"newer version", [&] { dir.write("state.json", JsonCodec::pretty(newer)); },
+         "The state file was written by a newer version of Vantor (state version 2; this version reads up to 1). "
+         "Use the newer version."},
+        {"link", [&] { QFile::link(elsewhere, path); }, link},
+        {"dangling link", [&] { QFile::link(dir.file("missing.json"), path); }, link},
+        {"fifo", [&] { ::mkfifo(QFile::encodeName(path).constData(), 0600); }, "The state file is not a regular file: " + path},
+    };
+    for (const auto &[label, make, message] : cases) {
+        QFile::remove(path);
+        make();
+        QString error;
+        try {
+            StateStore::load(dir.path());
+        } catch (const std::exception &refusal) {
+            error = errorText(refusal);
+        }
+        EXPECT_EQ(error, message) << label;
+    }
 }
 
 TEST_F(StateStoreTest, AFailedSaveLeavesThePreviousFileWhole)
