@@ -4,6 +4,7 @@
 #include "ingest/FileGrant.h"
 #include "ingest/FolderListing.h"
 #include "ingest/SafeFiles.h"
+#include "ingest/StagingFiles.h"
 #include "model/FileIo.h"
 #include "model/VantorError.h"
 
@@ -150,10 +151,10 @@ void assertUnchanged(const MediaJob &job)
 
 QString stagingName(const MediaJob &job)
 {
-    return QStringLiteral(".vantor-") + job.id.toString(QUuid::WithoutBraces).toUpper() + QStringLiteral(".partial");
+    return StagingFiles::copyName(job.id);
 }
 
-CopyResult copy(const MediaJob &job, JobControl &control, const Update &update)
+CopyResult copy(const MediaJob &job, JobControl &control, const Update &update, const BeforePublish &beforePublish)
 {
     const auto report = [&](JobStatus phase, double fraction) {
         if (update)
@@ -162,8 +163,10 @@ CopyResult copy(const MediaJob &job, JobControl &control, const Update &update)
     if (!job.copyDestination)
         throw VantorError(QStringLiteral("Copy destination is missing."));
     unchangedSource(job);
-    const SafeFiles::ParentFolder parent = SafeFiles::prepareParent(*job.copyDestination, job.destinationRoot);
+    const SafeFiles::ParentFolder parent = SafeFiles::prepareParent(
+        *job.copyDestination, SafeFiles::grantedRoot(*job.copyDestination, job.destinationRoot, job.destinationGrant));
     const int folder = parent.folder.get();
+    StagingFiles::holdFolder(folder);
 
     const struct statvfs volume = FileIo::fstatvfs(folder);
     const auto available = qint64(volume.f_bavail) * qint64(volume.f_frsize);
@@ -248,6 +251,17 @@ CopyResult copy(const MediaJob &job, JobControl &control, const Update &update)
     FileIo::futimens(output.get(), times);
     FileIo::fsync(output.get());
     FileIo::closeChecked(output);
+    if (beforePublish) {
+        PublishRecord record;
+        if (job.checksum) {
+            record = {job.bytes, *job.checksum, *result.destinationHash};
+        } else {
+            const FileIo::UniqueFd written = FileIo::openAt(folder, staging, O_RDONLY | O_NOFOLLOW);
+            record = StagingFiles::record(written.get(), ChecksumAlgorithm::xxHash, control);
+        }
+        beforePublish(record);
+        control.checkpoint();
+    }
     SafeFiles::publish(parent, staging);
     cleanup.disarm();
     return result;
