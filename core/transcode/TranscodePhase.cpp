@@ -97,7 +97,11 @@ void transcode(const MediaJob &job, const QString &custom, JobControl &control,
     // The engine opens its output by path: one through the folder descriptor opened by the walk,
     // so a folder swapped for a link afterwards is never followed, and the clean-up below, which
     // works through the same descriptor, finds whatever the engine wrote.
-    const QString stagingPath = pinnedPath(folder, stagingText);
+    // Without a /proc (some sandboxes), the folder's path is the only way left to name it.
+    const QString pinnedFolder = pinnedPath(folder, {});
+    const QString stagingPath = ::access(FileIo::encodeName(pinnedFolder).constData(), W_OK | X_OK) == 0
+                                    ? pinnedFolder + stagingText
+                                    : parent.path + QLatin1Char('/') + stagingText;
     BurnInAssets assets;
     const PhaseCleanup cleanup{folder, staging, assets};
 
