@@ -16,6 +16,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <sys/file.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -175,14 +176,21 @@ CopyResult copy(const MediaJob &job, JobControl &control, const Update &update, 
 
     // Named after the job alone, so a retry finds and replaces what a crashed attempt left.
     const QByteArray staging = FileIo::encodeName(stagingName(job));
-    if (FileIo::existsAt(folder, staging))
+    if (FileIo::existsAt(folder, staging)) {
+        // A staging file whose writer still holds it is another process's copy to this very
+        // target (`vantor copy` names its job after the target), not a leftover.
+        const FileIo::UniqueFd existing = FileIo::openAt(folder, staging, O_RDONLY | O_NOFOLLOW);
+        if (::flock(existing.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
+            throw VantorError(QStringLiteral("Another copy to this target is running: ") + *job.copyDestination);
         FileIo::unlinkAt(folder, staging);
+    }
     FileIo::UniqueFd output;
     try {
         output = FileIo::openAt(folder, staging, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0644);
     } catch (const std::system_error &) {
         throw VantorError(QStringLiteral("Could not create a staging file. Check drive access."));
     }
+    ::flock(output.get(), LOCK_EX | LOCK_NB); // advisory: marks the file as being written
     StagingCleanup cleanup(folder, staging);
 
     const FileIo::UniqueFd input = ChecksumService::openForReading(job.source, O_NOFOLLOW);
