@@ -12,6 +12,10 @@
 
 namespace vantor::cli {
 
+namespace {
+const QUuid copyNamespace(QStringLiteral("{5C0B7E8A-3D1F-4E52-9A86-2F4C1D7B9E03}"));
+} // namespace
+
 int runCopy(const QStringList &arguments)
 {
     return runGuarded(QStringLiteral("copy"), [&] {
@@ -49,6 +53,9 @@ int runCopy(const QStringList &arguments)
 
         MediaJob job = MediaJob::make(source.url, source.grant, root, FileGrant(root), target, std::nullopt,
                                       JobOperation::copy, std::nullopt, checksum, source.size, source.modified);
+        // The id, and with it the staging file's name, follows from the target: a later copy to
+        // the same target finds and removes what a killed one left.
+        job.id = QUuid::createUuidV5(copyNamespace, target);
         JobControl control;
         InterruptWatcher watcher([&] { control.cancel(); });
         ProgressBar bar(QFileInfo(source.url).fileName());

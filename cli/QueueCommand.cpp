@@ -7,6 +7,7 @@
 
 #include "ingest/MediaIngestService.h"
 #include "ingest/NamingService.h"
+#include "ingest/StagingFiles.h"
 #include "model/JobReport.h"
 #include "model/JsonCodec.h"
 #include "model/StateStore.h"
@@ -290,6 +291,30 @@ int writeReport(const QStringList &arguments)
     return exitSuccess;
 }
 
+int cleanStaging(const QStringList &arguments)
+{
+    CommandParser parser(QStringLiteral("queue clean"),
+                         QStringLiteral("Removes the hidden staging files (.vantor-*.partial) that killed runs left in "
+                                        "the destination folders of the stored jobs, and prints each path. Nothing "
+                                        "else is touched, and a folder where a copy or transcode is running is skipped."));
+    parser.addFlag({QStringLiteral("n"), QStringLiteral("dry-run")}, QStringLiteral("Only list what would be removed."));
+    if (!parser.parse(arguments))
+        return exitSuccess;
+    if (!parser.positional().isEmpty())
+        throw UsageError(QStringLiteral("queue clean takes no arguments"));
+    // Holding the queue means no job of it runs meanwhile.
+    auto queue = openQueue();
+    const bool remove = !parser.isSet(QStringLiteral("dry-run"));
+    const QStringList found = StagingFiles::orphans(queue->state().jobs, remove);
+    for (const QString &path : found) {
+        printLine(path);
+        if (remove)
+            queue->log(QStringLiteral("REMOVED staging file ") + path);
+    }
+    queue->flush();
+    return exitSuccess;
+}
+
 void printQueueHelp()
 {
     QTextStream(stdout) << "Usage: vantor queue SUBCOMMAND [OPTIONS]\n\n"
@@ -302,7 +327,8 @@ void printQueueHelp()
                            "  cancel ID | --all                 cancel a job, or every waiting one\n"
                            "  remove ID | --completed           remove a job, or the finished history\n"
                            "  move ID --by N                    move a waiting job\n"
-                           "  report FILE                       write the JSON report\n";
+                           "  report FILE                       write the JSON report\n"
+                           "  clean [--dry-run]                 remove staging files killed runs left\n";
 }
 
 } // namespace
@@ -328,6 +354,8 @@ int queueCommand(const QStringList &arguments)
             return moveJob(rest);
         if (sub == QLatin1String("report"))
             return writeReport(rest);
+        if (sub == QLatin1String("clean"))
+            return cleanStaging(rest);
         if (sub == QLatin1String("retry"))
             return changeJobs(sub, rest, QStringLiteral("failed"), QStringLiteral("Returns a failed or cancelled job to the queue."),
                               [](QueueService &queue, const QUuid &id) { queue.retry(id); },

@@ -3,6 +3,7 @@
 #include "ingest/ChecksumService.h"
 #include "ingest/MediaIngestService.h"
 #include "ingest/SafeFiles.h"
+#include "ingest/StagingFiles.h"
 #include "model/VantorError.h"
 #include "transcode/TranscodePhase.h"
 #include "transcode/TranscodeService.h"
@@ -34,50 +35,28 @@ JobPhaseResult recheckCommittedCopy(const MediaJob &job, JobControl &control, co
     return {sourceDigest, copyDigest};
 }
 
-bool existsNoFollow(const QString &path)
+// A run killed after a publish but before its commit was saved leaves the result at its final
+// name. It is the job's own only when it still matches what the job recorded just before that
+// publish; any other file there, even one identical to the source, belongs to someone else and
+// the phase fails on it as on any existing file.
+bool publishedByJob(const std::optional<QString> &path, const std::optional<PublishRecord> &record,
+                    JobControl &control)
 {
-    const QFileInfo info(path);
-    return info.exists() || info.isSymLink();
+    return path && record && StagingFiles::matches(*path, *record, control);
 }
 
-// A run killed after publishing a copy but before its commit was saved leaves the copy at its
-// final name. It is adopted only when it is a regular file identical to the source; anything
-// else is left alone and the copy fails as it would for any existing file.
-std::optional<JobPhaseResult> adoptPublishedCopy(const MediaJob &job, JobControl &control,
-                                                 const JobPhaseCallbacks &callbacks)
+JobPhaseResult adoptCopy(const MediaJob &job, JobControl &control)
 {
-    const QString copy = job.copyDestination.value_or(QString());
-    const QFileInfo info(copy);
-    if (copy.isEmpty() || !info.exists() || info.isSymLink() || !info.isFile() || info.size() != job.bytes)
-        return std::nullopt;
-    const ChecksumAlgorithm algorithm = job.checksum.value_or(ChecksumAlgorithm(ChecksumAlgorithm::sha256));
-    const QString sourceDigest = ChecksumService::digest(job.source, algorithm, control);
-    const QString copyDigest = ChecksumService::digest(copy, algorithm, control);
+    if (!job.checksum)
+        return {};
+    if (job.copyPublish->algorithm == *job.checksum)
+        return {job.copyPublish->digest, job.copyPublish->digest};
+    // A record made with another algorithm than the job names now: both files are hashed again.
+    const QString sourceDigest = ChecksumService::digest(job.source, *job.checksum, control);
+    const QString copyDigest = ChecksumService::digest(*job.copyDestination, *job.checksum, control);
     if (sourceDigest != copyDigest)
-        return std::nullopt;
-    JobPhaseResult result;
-    if (job.checksum)
-        result = {sourceDigest, copyDigest};
-    callbacks.copyCommitted(result);
-    return result;
-}
-
-// Likewise for an output published just before a kill: adopted when it validates against the
-// input exactly as a fresh encode would.
-bool adoptPublishedOutput(const MediaJob &job, const QString &engine, JobControl &control)
-{
-    const QString output = job.outputDestination.value_or(QString());
-    const QFileInfo info(output);
-    if (output.isEmpty() || !info.exists() || info.isSymLink() || !info.isFile())
-        return false;
-    try {
-        const QString input = job.copyDestination.value_or(job.source);
-        const MediaInfo source = TranscodeService::probe(input, engine, control);
-        TranscodeService::validateOutput(TranscodeService::probe(output, engine, control), source.duration);
-        return true;
-    } catch (const VantorError &) {
-        return false;
-    }
+        throw VantorError(QStringLiteral("The previously completed copy no longer matches its source."));
+    return {sourceDigest, copyDigest};
 }
 
 } // namespace
@@ -90,27 +69,32 @@ JobPhaseResult runJobPhases(const MediaJob &job, JobControl &control, const QStr
     MediaIngestService::assertUnchanged(job);
 
     JobPhaseResult result{job.sourceHash, job.destinationHash};
+    const auto beforePublish = [&](bool output) {
+        return [&callbacks, output](const PublishRecord &record) {
+            if (callbacks.beforePublish)
+                callbacks.beforePublish(record, output);
+        };
+    };
     if (job.operation.copies()) {
-        if (!job.copyCommitted && existsNoFollow(*job.copyDestination)) {
-            if (const auto adopted = adoptPublishedCopy(job, control, callbacks))
-                result = *adopted;
-            else
-                MediaIngestService::copy(job, control); // refuses the existing file with its message
+        if (!job.copyCommitted && publishedByJob(job.copyDestination, job.copyPublish, control)) {
+            result = adoptCopy(job, control);
+            callbacks.copyCommitted(result);
         } else if (!job.copyCommitted) {
-            const MediaIngestService::CopyResult copied =
-                MediaIngestService::copy(job, control, [&](JobStatus phase, double fraction) {
-                    callbacks.progress(phase, fraction);
-                });
+            const MediaIngestService::CopyResult copied = MediaIngestService::copy(
+                job, control,
+                [&](JobStatus phase, double fraction) { callbacks.progress(phase, fraction); },
+                beforePublish(false));
             result = {copied.sourceHash, copied.destinationHash};
             callbacks.copyCommitted(result);
         } else {
             result = recheckCommittedCopy(job, control, callbacks);
         }
     }
-    if (job.operation.transcodes() && !adoptPublishedOutput(job, engine, control)) {
-        TranscodeService::transcode(job, engine, control, [&](double fraction) {
-            callbacks.progress(JobStatus::transcoding, fraction);
-        });
+    if (job.operation.transcodes() && !publishedByJob(job.outputDestination, job.outputPublish, control)) {
+        TranscodeService::transcode(
+            job, engine, control,
+            [&](double fraction) { callbacks.progress(JobStatus::transcoding, fraction); },
+            beforePublish(true));
     }
     return result;
 }

@@ -3,6 +3,7 @@
 #include "model/JobControl.h"
 #include "model/JobStatus.h"
 #include "model/MediaJob.h"
+#include "model/PublishRecord.h"
 
 #include <QString>
 #include <functional>
@@ -20,6 +21,9 @@ struct JobPhaseCallbacks {
     std::function<void(JobStatus phase, double fraction)> progress;
     // The copy is published: recorded and saved at once, so a crash after it never copies again.
     std::function<void(const JobPhaseResult &digests)> copyCommitted;
+    // The copy (output false) or the transcode's output (true) is about to be published: the
+    // record is saved before this returns, so a later run adopts only what this job published.
+    std::function<void(const PublishRecord &record, bool output)> beforePublish;
 };
 
 // Runs every phase of one job on the calling (worker) thread; throws VantorError, the system's

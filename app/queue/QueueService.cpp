@@ -1,6 +1,7 @@
 #include "queue/QueueService.h"
 
 #include "AppInfo.h"
+#include "ingest/StagingFiles.h"
 #include "model/StateStore.h"
 #include "model/VantorError.h"
 #include "queue/JobWorker.h"
@@ -11,6 +12,7 @@
 #include <QSet>
 #include <QTimer>
 #include <chrono>
+#include <future>
 
 namespace vantor {
 
@@ -55,6 +57,8 @@ QueueService::QueueService(const QString &directory, JobPhases phases, QObject *
         if (job.status.active() || job.status == JobStatus::paused) {
             job.status = JobStatus::failed;
             job.error = interruptedMessage;
+            // Nothing runs while this process holds the lock: what the killed run staged is waste.
+            removeStaging(job);
         }
     }
     if (!m_storageBlocked)
@@ -209,6 +213,16 @@ void QueueService::startJob(std::size_t position)
                 commitCopy(id, digests.sourceHash, digests.destinationHash);
             }, Qt::QueuedConnection);
         };
+        callbacks.beforePublish = [this, id, control](const PublishRecord &record, bool output) {
+            // Waits until the record is on disk; a cancel or the queue's end stops the wait.
+            auto saved = std::make_shared<std::promise<void>>();
+            std::future<void> done = saved->get_future();
+            QMetaObject::invokeMethod(this, [this, id, record, output, saved] {
+                recordPublish(id, record, output, [saved] { saved->set_value(); });
+            }, Qt::QueuedConnection);
+            while (done.wait_for(std::chrono::milliseconds(20)) != std::future_status::ready)
+                control->checkpoint();
+        };
         try {
             const JobPhaseResult result = phases(job, *control, engine, callbacks);
             QMetaObject::invokeMethod(this, [this, id, start, result] { finishJob(id, start, &result, {}, false); },
@@ -253,6 +267,24 @@ void QueueService::commitCopy(const QUuid &id, const std::optional<QString> &sou
     job.destinationHash = destinationHash;
     Q_EMIT jobsChanged();
     save();
+}
+
+void QueueService::recordPublish(const QUuid &id, const PublishRecord &record, bool output,
+                                 const std::function<void()> &saved)
+{
+    if (const auto position = index(id)) {
+        MediaJob &job = m_state.jobs[*position];
+        (output ? job.outputPublish : job.copyPublish) = record;
+        save();
+    }
+    // Saves run in request order, so this runs once the save above is written.
+    m_persistence.post(saved);
+}
+
+void QueueService::removeStaging(const MediaJob &job)
+{
+    for (const QString &path : StagingFiles::removeForJob(job))
+        log(QStringLiteral("REMOVED staging file ") + path);
 }
 
 void QueueService::finishJob(const QUuid &id, double start, const JobPhaseResult *result, const QString &error,
@@ -329,6 +361,7 @@ void QueueService::cancel(const QUuid &id)
     if (!position || m_state.jobs[*position].status == JobStatus::complete)
         return;
     m_state.jobs[*position].status = JobStatus::cancelled;
+    removeStaging(m_state.jobs[*position]);
     Q_EMIT jobsChanged();
     save();
 }
@@ -338,8 +371,10 @@ void QueueService::cancelAll()
     if (m_control)
         m_control->cancel();
     for (MediaJob &job : m_state.jobs) {
-        if (job.status == JobStatus::waiting)
+        if (job.status == JobStatus::waiting) {
             job.status = JobStatus::cancelled;
+            removeStaging(job);
+        }
     }
     Q_EMIT jobsChanged();
     save();
@@ -354,6 +389,7 @@ void QueueService::retry(const QUuid &id)
     if (job.status != JobStatus::failed && job.status != JobStatus::cancelled)
         return;
     // Digests and copyCommitted stay: a committed copy is re-checked, not copied again.
+    removeStaging(job);
     job.status = JobStatus::waiting;
     job.error.reset();
     job.progress = 0;
@@ -366,6 +402,7 @@ void QueueService::retryFailed()
 {
     for (MediaJob &job : m_state.jobs) {
         if (job.status == JobStatus::failed) {
+            removeStaging(job);
             job.status = JobStatus::waiting;
             job.error.reset();
             job.progress = 0;
@@ -402,6 +439,7 @@ void QueueService::remove(const QUuid &id)
     const auto position = index(id);
     if (!position)
         return;
+    removeStaging(m_state.jobs[*position]);
     m_state.jobs.erase(m_state.jobs.begin() + long(*position));
     Q_EMIT jobsChanged();
     save();
@@ -409,7 +447,11 @@ void QueueService::remove(const QUuid &id)
 
 void QueueService::removeCompleted()
 {
-    std::erase_if(m_state.jobs, [](const MediaJob &job) { return job.status.final(); });
+    std::erase_if(m_state.jobs, [this](const MediaJob &job) {
+        if (job.status.final())
+            removeStaging(job);
+        return job.status.final();
+    });
     Q_EMIT jobsChanged();
     save();
 }

@@ -88,6 +88,8 @@ private:
     void progress(const QUuid &id, JobStatus phase, double value, double start);
     void commitCopy(const QUuid &id, const std::optional<QString> &sourceHash,
                     const std::optional<QString> &destinationHash);
+    void recordPublish(const QUuid &id, const PublishRecord &record, bool output, const std::function<void()> &saved);
+    void removeStaging(const MediaJob &job);
     void finishJob(const QUuid &id, double start, const JobPhaseResult *result, const QString &error,
                    bool cancelled);
     void endLoop();

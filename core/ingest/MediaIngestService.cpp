@@ -4,6 +4,7 @@
 #include "ingest/FileGrant.h"
 #include "ingest/FolderListing.h"
 #include "ingest/SafeFiles.h"
+#include "ingest/StagingFiles.h"
 #include "model/FileIo.h"
 #include "model/VantorError.h"
 
@@ -15,6 +16,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <sys/file.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -150,10 +152,10 @@ void assertUnchanged(const MediaJob &job)
 
 QString stagingName(const MediaJob &job)
 {
-    return QStringLiteral(".vantor-") + job.id.toString(QUuid::WithoutBraces).toUpper() + QStringLiteral(".partial");
+    return StagingFiles::copyName(job.id);
 }
 
-CopyResult copy(const MediaJob &job, JobControl &control, const Update &update)
+CopyResult copy(const MediaJob &job, JobControl &control, const Update &update, const BeforePublish &beforePublish)
 {
     const auto report = [&](JobStatus phase, double fraction) {
         if (update)
@@ -162,8 +164,10 @@ CopyResult copy(const MediaJob &job, JobControl &control, const Update &update)
     if (!job.copyDestination)
         throw VantorError(QStringLiteral("Copy destination is missing."));
     unchangedSource(job);
-    const SafeFiles::ParentFolder parent = SafeFiles::prepareParent(*job.copyDestination, job.destinationRoot);
+    const SafeFiles::ParentFolder parent = SafeFiles::prepareParent(
+        *job.copyDestination, SafeFiles::grantedRoot(*job.copyDestination, job.destinationRoot, job.destinationGrant));
     const int folder = parent.folder.get();
+    StagingFiles::holdFolder(folder);
 
     const struct statvfs volume = FileIo::fstatvfs(folder);
     const auto available = qint64(volume.f_bavail) * qint64(volume.f_frsize);
@@ -172,14 +176,21 @@ CopyResult copy(const MediaJob &job, JobControl &control, const Update &update)
 
     // Named after the job alone, so a retry finds and replaces what a crashed attempt left.
     const QByteArray staging = FileIo::encodeName(stagingName(job));
-    if (FileIo::existsAt(folder, staging))
+    if (FileIo::existsAt(folder, staging)) {
+        // A staging file whose writer still holds it is another process's copy to this very
+        // target (`vantor copy` names its job after the target), not a leftover.
+        const FileIo::UniqueFd existing = FileIo::openAt(folder, staging, O_RDONLY | O_NOFOLLOW);
+        if (::flock(existing.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
+            throw VantorError(QStringLiteral("Another copy to this target is running: ") + *job.copyDestination);
         FileIo::unlinkAt(folder, staging);
+    }
     FileIo::UniqueFd output;
     try {
         output = FileIo::openAt(folder, staging, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0644);
     } catch (const std::system_error &) {
         throw VantorError(QStringLiteral("Could not create a staging file. Check drive access."));
     }
+    ::flock(output.get(), LOCK_EX | LOCK_NB); // advisory: marks the file as being written
     StagingCleanup cleanup(folder, staging);
 
     const FileIo::UniqueFd input = ChecksumService::openForReading(job.source, O_NOFOLLOW);
@@ -248,6 +259,17 @@ CopyResult copy(const MediaJob &job, JobControl &control, const Update &update)
     FileIo::futimens(output.get(), times);
     FileIo::fsync(output.get());
     FileIo::closeChecked(output);
+    if (beforePublish) {
+        PublishRecord record;
+        if (job.checksum) {
+            record = {job.bytes, *job.checksum, *result.destinationHash};
+        } else {
+            const FileIo::UniqueFd written = FileIo::openAt(folder, staging, O_RDONLY | O_NOFOLLOW);
+            record = StagingFiles::record(written.get(), ChecksumAlgorithm::xxHash, control);
+        }
+        beforePublish(record);
+        control.checkpoint();
+    }
     SafeFiles::publish(parent, staging);
     cleanup.disarm();
     return result;

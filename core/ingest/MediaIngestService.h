@@ -3,6 +3,7 @@
 #include "model/JobControl.h"
 #include "model/JobStatus.h"
 #include "model/MediaJob.h"
+#include "model/PublishRecord.h"
 #include "model/SourceFile.h"
 
 #include <QString>
@@ -19,6 +20,9 @@ namespace MediaIngestService {
 
 // Called with the running phase (copying or verifying) and that phase's fraction.
 using Update = std::function<void(JobStatus phase, double fraction)>;
+// Called with what is about to be published, before the publish; the job record keeps it so a
+// later run adopts only its own result. A throw (a cancel included) publishes nothing.
+using BeforePublish = std::function<void(const PublishRecord &record)>;
 
 struct CopyResult {
     std::optional<QString> sourceHash;      // both absent when the job names no algorithm
@@ -39,8 +43,9 @@ void assertUnchanged(const MediaJob &job);
 // Copies job.source to job.copyDestination through a hidden staging file beside it, verifies it
 // when the job names an algorithm, carries the modification time over and publishes it without
 // replacing anything. Any failure or cancel removes the staging file and leaves the source as
-// it was.
-CopyResult copy(const MediaJob &job, JobControl &control, const Update &update = {});
+// it was. The target must lie inside the job's grant as well as its root.
+CopyResult copy(const MediaJob &job, JobControl &control, const Update &update = {},
+                const BeforePublish &beforePublish = {});
 
 // The staging file's name for a job: ".vantor-" + the job's UUID + ".partial".
 QString stagingName(const MediaJob &job);

@@ -176,6 +176,16 @@ void publish(const ParentFolder &parent, const QByteArray &stagingName, bool isD
     }
 }
 
+QString grantedRoot(const QString &target, const QString &root, const FileGrant &grant)
+{
+    const QString granted = grant.resolve();
+    if (!descendant(target, granted))
+        throw VantorError(QStringLiteral("The destination lies outside the folder granted to this job (")
+                          + lexicalPath(lexicalComponents(granted)) + QStringLiteral("): ") + target);
+    // Both contain the target, so one contains the other; the deeper one bounds the walk.
+    return lexicalComponents(granted).size() > lexicalComponents(root).size() ? granted : root;
+}
+
 QByteArray stagingName(const QString &suffix)
 {
     return FileIo::encodeName(QStringLiteral(".vantor-") + QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper()

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ingest/FileGrant.h"
 #include "model/FileIo.h"
 
 #include <QByteArray>
@@ -34,6 +35,11 @@ ParentFolder prepareParent(const QString &target, const QString &root);
 // Moves `stagingName` (inside the parent folder) to the target name without replacing anything,
 // then makes the parent folder's new entry durable. The staging entry stays put on failure.
 void publish(const ParentFolder &parent, const QByteArray &stagingName, bool isDirectory = false);
+
+// The folder a job's write to `target` is walked from: the deeper of `root` and the grant's
+// folder. A target outside the grant is refused with a message naming both; one outside the
+// root is left to prepareParent, whose message says so.
+QString grantedRoot(const QString &target, const QString &root, const FileGrant &grant);
 
 // A hidden name beside the target for work in progress: ".vantor-" + UUID + suffix.
 QByteArray stagingName(const QString &suffix);

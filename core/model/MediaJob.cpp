@@ -92,6 +92,10 @@ QJsonObject MediaJob::toJson() const
         object.insert(QStringLiteral("sourceHash"), *sourceHash);
     if (destinationHash)
         object.insert(QStringLiteral("destinationHash"), *destinationHash);
+    if (copyPublish)
+        object.insert(QStringLiteral("copyPublish"), copyPublish->toJson());
+    if (outputPublish)
+        object.insert(QStringLiteral("outputPublish"), outputPublish->toJson());
     return object;
 }
 
@@ -122,6 +126,10 @@ MediaJob MediaJob::fromJson(const QJsonValue &value)
     job.created = reader.date("created");
     job.bytes = reader.integer("bytes");
     job.modified = reader.date("modified");
+    if (reader.has("copyPublish"))
+        job.copyPublish = PublishRecord::fromJson(reader.value("copyPublish"));
+    if (reader.has("outputPublish"))
+        job.outputPublish = PublishRecord::fromJson(reader.value("outputPublish"));
     return job;
 }
 

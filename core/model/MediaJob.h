@@ -3,6 +3,7 @@
 #include "ingest/FileGrant.h"
 #include "model/ChecksumAlgorithm.h"
 #include "model/JobStatus.h"
+#include "model/PublishRecord.h"
 #include "model/Timestamp.h"
 #include "transcode/TranscodePreset.h"
 
@@ -37,6 +38,9 @@ struct MediaJob {
     Timestamp created;
     qint64 bytes = 0;
     Timestamp modified; // with `bytes`, the fingerprint a source must still match
+    // Saved just before the copy or the output is published; absent in older state files.
+    std::optional<PublishRecord> copyPublish;
+    std::optional<PublishRecord> outputPublish;
 
     // A new waiting job with a fresh id, made now.
     static MediaJob make(const QString &source, const FileGrant &sourceGrant, const QString &destinationRoot,

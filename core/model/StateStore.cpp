@@ -144,6 +144,16 @@ void writeJob(JsonText::Object &object, const MediaJob &job)
     object.number("created", JsonCodec::date(job.created).toDouble());
     object.integer("bytes", job.bytes);
     object.number("modified", JsonCodec::date(job.modified).toDouble());
+    const auto writeRecord = [&](const char *key, const std::optional<PublishRecord> &record) {
+        if (record)
+            object.object(key, [&](JsonText::Object &inner) {
+                inner.integer("bytes", record->bytes);
+                inner.string("algorithm", record->algorithm.rawValue());
+                inner.string("digest", record->digest);
+            });
+    };
+    writeRecord("copyPublish", job.copyPublish);
+    writeRecord("outputPublish", job.outputPublish);
 }
 
 std::size_t partCount(std::size_t count)

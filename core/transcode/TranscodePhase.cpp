@@ -2,6 +2,7 @@
 
 #include "ingest/MediaIngestService.h"
 #include "ingest/SafeFiles.h"
+#include "ingest/StagingFiles.h"
 #include "model/FileIo.h"
 #include "model/VantorError.h"
 #include "transcode/BurnInService.h"
@@ -10,6 +11,7 @@
 #include <QFile>
 #include <algorithm>
 #include <cmath>
+#include <unistd.h>
 
 namespace vantor::TranscodeService {
 
@@ -64,8 +66,14 @@ void validateOutput(const MediaInfo &output, double sourceDuration)
     }
 }
 
+QString pinnedPath(int folder, const QString &name)
+{
+    return QStringLiteral("/proc/%1/fd/%2/").arg(::getpid()).arg(folder) + name;
+}
+
 void transcode(const MediaJob &job, const QString &custom, JobControl &control,
-               const std::function<void(double)> &progress)
+               const std::function<void(double)> &progress,
+               const std::function<void(const PublishRecord &)> &beforePublish)
 {
     const auto report = [&](double fraction) {
         if (progress)
@@ -76,17 +84,24 @@ void transcode(const MediaJob &job, const QString &custom, JobControl &control,
     const TranscodePreset &preset = *job.preset;
     const QString input = job.copyDestination.value_or(job.source);
 
-    const SafeFiles::ParentFolder parent = SafeFiles::prepareParent(*job.outputDestination, job.destinationRoot);
+    const SafeFiles::ParentFolder parent = SafeFiles::prepareParent(
+        *job.outputDestination,
+        SafeFiles::grantedRoot(*job.outputDestination, job.destinationRoot, job.destinationGrant));
     const int folder = parent.folder.get();
+    StagingFiles::holdFolder(folder);
     // Named after the job, so a retry after a crash finds and replaces what the killed attempt
     // left. No extension: the container is fixed by "-f", and nothing mistakes it for a result.
-    const QByteArray staging = FileIo::encodeName(QStringLiteral(".vantor-")
-                                                  + job.id.toString(QUuid::WithoutBraces).toUpper()
-                                                  + QStringLiteral("-encode.partial"));
+    const QString stagingText = StagingFiles::encodeName(job.id);
+    const QByteArray staging = FileIo::encodeName(stagingText);
     removeIfPresent(folder, staging);
-    // The engine writes by path; validation and the publish go through the folder's descriptor,
-    // so a folder swapped after the walk yields a missing output, never a followed link.
-    const QString stagingPath = parent.path + QLatin1Char('/') + QFile::decodeName(staging);
+    // The engine opens its output by path: one through the folder descriptor opened by the walk,
+    // so a folder swapped for a link afterwards is never followed, and the clean-up below, which
+    // works through the same descriptor, finds whatever the engine wrote.
+    // Without a /proc (some sandboxes), the folder's path is the only way left to name it.
+    const QString pinnedFolder = pinnedPath(folder, {});
+    const QString stagingPath = ::access(FileIo::encodeName(pinnedFolder).constData(), W_OK | X_OK) == 0
+                                    ? pinnedFolder + stagingText
+                                    : parent.path + QLatin1Char('/') + stagingText;
     BurnInAssets assets;
     const PhaseCleanup cleanup{folder, staging, assets};
 
@@ -104,11 +119,14 @@ void transcode(const MediaJob &job, const QString &custom, JobControl &control,
     control.checkpoint();
 
     MediaInfo output;
+    std::optional<PublishRecord> record;
     try {
         // The engine does not sync; the file must be on the device before its name is published.
         FileIo::UniqueFd written = FileIo::openAt(folder, staging, O_RDONLY | O_NOFOLLOW);
         FileIo::fsync(written.get());
         output = probe(stagingPath, custom, control);
+        if (beforePublish)
+            record = StagingFiles::record(written.get(), ChecksumAlgorithm::xxHash, control);
     } catch (const CancellationError &) {
         throw;
     } catch (const VantorError &) {
@@ -125,6 +143,10 @@ void transcode(const MediaJob &job, const QString &custom, JobControl &control,
     if (!job.copyDestination)
         MediaIngestService::assertUnchanged(job);
     control.checkpoint();
+    if (record) {
+        beforePublish(*record);
+        control.checkpoint();
+    }
     SafeFiles::publish(parent, staging);
     report(1.0);
 }
