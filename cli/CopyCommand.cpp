@@ -34,6 +34,11 @@ int runCopy(const QStringList &arguments)
             throw UsageError(QStringLiteral("--algorithm and --no-verify exclude each other"));
         const std::optional<ChecksumAlgorithm> checksum = verify ? std::optional(algorithmOption(parser)) : std::nullopt;
 
+        for (const auto &[index, name] : {std::pair(0, "SOURCE"), std::pair(1, "TARGET")}) {
+            if (parser.positional().at(index).isEmpty())
+                throw UsageError(QStringLiteral("The %1 is an empty path.").arg(QLatin1String(name)));
+        }
+
         const auto absolute = [](const QString &path) { return QDir::cleanPath(QFileInfo(path).absoluteFilePath()); };
         const QString target = absolute(parser.positional().at(1));
         const QString root = parser.isSet(QStringLiteral("root")) ? absolute(parser.value(QStringLiteral("root")))
@@ -52,10 +57,23 @@ int runCopy(const QStringList &arguments)
         JobControl control;
         InterruptWatcher watcher([&] { control.cancel(); });
         ProgressBar bar(QFileInfo(source.url).fileName());
-        const auto result = MediaIngestService::copy(job, control, [&](JobStatus phase, double fraction) {
-            job.reportPhaseProgress(phase, fraction);
-            bar.update(job.progress);
-        });
+        const auto result = [&] {
+            try {
+                return MediaIngestService::copy(job, control, [&](JobStatus phase, double fraction) {
+                    job.reportPhaseProgress(phase, fraction);
+                    bar.update(job.progress);
+                });
+            } catch (const VantorError &) {
+                // The copy's own words for a source that changed, not the queue's.
+                try {
+                    MediaIngestService::assertUnchanged(job);
+                } catch (const VantorError &) {
+                    throw VantorError(QStringLiteral("The source changed during the copy. Nothing was published: ")
+                                      + source.url);
+                }
+                throw;
+            }
+        }();
         bar.finish();
         if (result.sourceHash && result.destinationHash)
             printLine(*result.sourceHash + QStringLiteral("  ") + *result.destinationHash);

@@ -38,17 +38,18 @@ QueueLock QueueLock::acquire(const QString &directory)
 {
     if (!QDir().mkpath(directory))
         throw VantorError(QStringLiteral("The support folder could not be created: ") + directory);
-    const QByteArray path = QFile::encodeName(QDir(directory).filePath(QStringLiteral("queue.lock")));
+    const QString lockPath = QDir(directory).filePath(QStringLiteral("queue.lock"));
+    const QByteArray path = QFile::encodeName(lockPath);
     const int fd = ::open(path.constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
     if (fd < 0)
-        throwSystemError(errno);
+        throwSystemError(errno, lockPath);
     if (::flock(fd, LOCK_EX | LOCK_NB) != 0) {
         const int error = errno;
         char owner[32] = {};
         [[maybe_unused]] ssize_t got = ::pread(fd, owner, sizeof owner - 1, 0);
         ::close(fd);
         if (error != EWOULDBLOCK)
-            throwSystemError(error);
+            throwSystemError(error, lockPath);
         const QString pid = QString::fromLatin1(owner).trimmed();
         throw VantorError(QStringLiteral("Another Vantor process%1 is using the queue in %2. "
                                          "Quit it or wait until it ends, then try again.")

@@ -2,6 +2,8 @@
 
 #include "model/VantorError.h"
 
+#include <QFileInfo>
+
 namespace vantor::NamingService {
 
 namespace {
@@ -79,6 +81,18 @@ const QStringList &tokens()
 QString component(const QString &name)
 {
     return checkedName(name, name);
+}
+
+QString original(const QString &path)
+{
+    const QString name = QFileInfo(path).completeBaseName();
+    try {
+        checkedName(name, name);
+    } catch (const VantorError &) {
+        throw UnusableNameError(
+            QStringLiteral("This file's name cannot be part of a file name in the project: ") + path);
+    }
+    return name;
 }
 
 QString expand(const QString &pattern, const NamingValues &values)

@@ -422,7 +422,7 @@ AppState load(const QString &directory)
     } catch (const std::system_error &error) {
         if (error.code().value() == ENOENT)
             return AppState::fresh();
-        throw;
+        throwSystemError(error.code().value(), statePath(directory));
     }
     return decode(readWhole(file.get()));
 }
