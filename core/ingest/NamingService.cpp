@@ -89,8 +89,16 @@ QString original(const QString &path)
     try {
         checkedName(name, name);
     } catch (const VantorError &) {
+        // Shown on one line: a control character in the name is spelled out.
+        QString shown;
+        for (const QChar character : path) {
+            if (character.category() == QChar::Other_Control)
+                shown += QStringLiteral("\\x%1").arg(character.unicode(), 2, 16, QLatin1Char('0'));
+            else
+                shown += character;
+        }
         throw UnusableNameError(
-            QStringLiteral("This file's name cannot be part of a file name in the project: ") + path);
+            QStringLiteral("This file's name cannot be part of a file name in the project: ") + shown);
     }
     return name;
 }
