@@ -4,8 +4,8 @@
 #include "PresetLookup.h"
 #include "ScriptedChoices.h"
 
-#include "model/StateStore.h"
 #include "ingest/NamingService.h"
+#include "model/StateStore.h"
 #include "model/VantorError.h"
 #include "queue/QueueService.h"
 #include "workspace/Workspace.h"

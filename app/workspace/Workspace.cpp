@@ -252,7 +252,7 @@ QString Workspace::stem(const SourceFile &source, int index) const
 {
     const QString pattern = m_rename ? m_pattern : QStringLiteral("{ORIGINAL}");
     if (pattern.contains(QLatin1String("{ORIGINAL}")))
-        NamingService::original(source.url); // a name the user cannot fix in the pattern is named as the file's
+        NamingService::original(source.url); // refused naming the file: the pattern is not at fault
     return NamingService::expand(pattern, values(source, index));
 }
 
