@@ -146,6 +146,16 @@ TEST_F(WorkspaceCommands, IngestSkipsFilesWhoseNamesCannotBeUsed)
     EXPECT_EQ(stored().jobs.size(), 1u);
 }
 
+TEST_F(WorkspaceCommands, ASourceThatVanishedAfterQueueingIsNamed)
+{
+    ASSERT_EQ(addCard({"--no-verify"}).exitCode, 0);
+    const QString gone = dir.file("card/A001/sidecar.xml");
+    ASSERT_TRUE(QFile::remove(gone));
+    const ProcessResult ran = vantor("queue run");
+    EXPECT_EQ(ran.exitCode, 1);
+    EXPECT_TRUE(ran.errText().contains(": " + gone + ": No such file or directory\n")) << ran.errText().toStdString();
+}
+
 // The support folder's files are named when the system refuses them.
 TEST_F(WorkspaceCommands, ASupportFolderThatCannotBeUsedIsNamed)
 {
