@@ -38,6 +38,11 @@ int runCopy(const QStringList &arguments)
             throw UsageError(QStringLiteral("--algorithm and --no-verify exclude each other"));
         const std::optional<ChecksumAlgorithm> checksum = verify ? std::optional(algorithmOption(parser)) : std::nullopt;
 
+        for (const auto &[index, name] : {std::pair(0, "SOURCE"), std::pair(1, "TARGET")}) {
+            if (parser.positional().at(index).isEmpty())
+                throw UsageError(QStringLiteral("The %1 is an empty path.").arg(QLatin1String(name)));
+        }
+
         const auto absolute = [](const QString &path) { return QDir::cleanPath(QFileInfo(path).absoluteFilePath()); };
         const QString target = absolute(parser.positional().at(1));
         const QString root = parser.isSet(QStringLiteral("root")) ? absolute(parser.value(QStringLiteral("root")))
@@ -59,16 +64,29 @@ int runCopy(const QStringList &arguments)
         JobControl control;
         InterruptWatcher watcher([&] { control.cancel(); });
         ProgressBar bar(QFileInfo(source.url).fileName());
-        const auto result = MediaIngestService::copy(job, control, [&](JobStatus phase, double fraction) {
-            job.reportPhaseProgress(phase, fraction);
-            // Verifying reads the source and the copy.
-            const bool verifying = phase == JobStatus::verifying;
-            bar.update(ProgressBar::Snapshot{QFileInfo(source.url).fileName(),
-                                             verifying ? QStringLiteral("verify") : QStringLiteral("copy"), fraction,
-                                             (verifying ? 2 : 1) * source.size, 0, 1,
-                                             qint64(job.progress * double(source.size)), source.size,
-                                             source.size / qint64(job.phases().size())});
-        });
+        const auto result = [&] {
+            try {
+                return MediaIngestService::copy(job, control, [&](JobStatus phase, double fraction) {
+                    job.reportPhaseProgress(phase, fraction);
+                    // Verifying reads the source and the copy.
+                    const bool verifying = phase == JobStatus::verifying;
+                    bar.update(ProgressBar::Snapshot{QFileInfo(source.url).fileName(),
+                                                     verifying ? QStringLiteral("verify") : QStringLiteral("copy"), fraction,
+                                                     (verifying ? 2 : 1) * source.size, 0, 1,
+                                                     qint64(job.progress * double(source.size)), source.size,
+                                                     source.size / qint64(job.phases().size())});
+                });
+            } catch (const VantorError &) {
+                // The copy's own words for a source that changed, not the queue's.
+                try {
+                    MediaIngestService::assertUnchanged(job);
+                } catch (const VantorError &) {
+                    throw VantorError(QStringLiteral("The source changed during the copy. Nothing was published: ")
+                                      + source.url);
+                }
+                throw;
+            }
+        }();
         bar.finish();
         if (result.sourceHash && result.destinationHash)
             printLine(*result.sourceHash + QStringLiteral("  ") + *result.destinationHash);

@@ -7,6 +7,7 @@
 
 #include "ingest/VolumeSpace.h"
 #include "model/JsonCodec.h"
+#include "ingest/NamingService.h"
 #include "model/StateStore.h"
 #include "model/VantorError.h"
 #include "queue/QueueService.h"
@@ -87,7 +88,9 @@ int runIngest(const QStringList &arguments)
     return runGuarded(QStringLiteral("ingest"), [&] {
         CommandParser parser(QStringLiteral("ingest"),
                              QStringLiteral("Opens DIR as the project, scans the sources and queues them as the Import "
-                                            "page does, then runs the queue until it is done."));
+                                            "page does, then runs the queue until it is done. A source whose name "
+                                            "cannot be used in the project is named on stderr and left out; the "
+                                            "others are imported and the exit status is then 1."));
         parser.addValue({QStringLiteral("project")}, QStringLiteral("The project folder."), QStringLiteral("DIR"));
         parser.addValue({QStringLiteral("operation")},
                         QStringLiteral("copy, copy-transcode or transcode (default: copy-transcode)."),
@@ -185,6 +188,28 @@ int runIngest(const QStringList &arguments)
             return session.quit(workspace);
         failOnError(workspace);
 
+        // A file whose name cannot be used is named and left out; the rest are imported.
+        std::vector<SourceFile> usable;
+        const std::vector<SourceFile> &scanned = workspace.sources();
+        for (std::size_t index = 0; index < scanned.size(); ++index) {
+            try {
+                workspace.stem(scanned[index], int(index));
+                usable.push_back(scanned[index]);
+            } catch (const UnusableNameError &error) {
+                printError(QStringLiteral("Skipped. ") + error.message());
+            }
+        }
+        const std::size_t skipped = scanned.size() - usable.size();
+        if (skipped > 0) {
+            if (usable.empty())
+                throw VantorError(QStringLiteral("Nothing was queued: no source can be imported."));
+            workspace.setSources(usable);
+        }
+        const auto skippedNote = [&] {
+            if (skipped > 0)
+                printError(QStringLiteral("%1 of the sources were skipped; see the lines above.").arg(skipped));
+        };
+
         // Comparing copies already at their destinations runs in the background.
         const auto settled = [&] {
             if (workspace.scanning())
@@ -219,7 +244,8 @@ int runIngest(const QStringList &arguments)
         if (!start) {
             queue.flushSaves();
             printLine(workspace.notice());
-            return int(exitSuccess);
+            skippedNote();
+            return int(skipped > 0 ? exitFailure : exitSuccess);
         }
 
         session.reportProgress(workspace);
@@ -240,11 +266,10 @@ int runIngest(const QStringList &arguments)
                     printLine(*path);
             }
         }
-        if (failed > 0) {
+        if (failed > 0)
             printError(QStringLiteral("%1 of the queued jobs did not complete; see the lines above.").arg(failed));
-            return int(exitFailure);
-        }
-        return int(exitSuccess);
+        skippedNote();
+        return int(failed > 0 || skipped > 0 ? exitFailure : exitSuccess);
     });
 }
 

@@ -1,4 +1,5 @@
 #include "PresetLookup.h"
+#include "CommandLine.h"
 #include "SavedState.h"
 
 #include "model/StateStore.h"
@@ -33,7 +34,7 @@ TranscodePreset findPreset(const QString &name)
     QStringList names;
     for (const TranscodePreset &preset : presets)
         names << preset.name;
-    throw VantorError(QStringLiteral("No preset is named “%1”. The presets are: %2.").arg(name, names.join(QStringLiteral(", "))));
+    throw UsageError(QStringLiteral("--preset names no preset “%1”. The presets are: %2.").arg(name, names.join(QStringLiteral(", "))));
 }
 
 } // namespace vantor::cli

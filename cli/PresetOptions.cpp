@@ -18,6 +18,37 @@ QString name(const char *text)
     return QString::fromLatin1(text);
 }
 
+// A whole number inside the range the preset rules allow, else a UsageError naming the option.
+qint64 boundedValue(const CommandParser &parser, const char *option, qint64 low, qint64 high)
+{
+    const qint64 number = parser.integerValue(name(option));
+    if (number < low || number > high)
+        throw UsageError(QStringLiteral("--%1 takes a whole number from %2 to %3, not \"%4\".")
+                             .arg(name(option)).arg(low).arg(high).arg(parser.value(name(option))));
+    return number;
+}
+
+// A pixel limit: 0 for none, else 16 to 16384.
+qint64 limitValue(const CommandParser &parser, const char *option)
+{
+    const qint64 number = parser.integerValue(name(option));
+    if (number != 0 && (number < 16 || number > 16384))
+        throw UsageError(QStringLiteral("--%1 takes 0 (no limit) or a whole number from 16 to 16384, not \"%2\".")
+                             .arg(name(option), parser.value(name(option))));
+    return number;
+}
+
+// One of a fixed list of words, else a UsageError listing them.
+QString choiceValue(const CommandParser &parser, const char *option, const QStringList &choices)
+{
+    const QString text = parser.value(name(option));
+    if (!choices.contains(text))
+        throw UsageError(QStringLiteral("--%1 takes %2 or %3, not \"%4\".")
+                             .arg(name(option), choices.mid(0, choices.size() - 1).join(QStringLiteral(", ")),
+                                  choices.last(), text));
+    return text;
+}
+
 } // namespace
 
 void addPresetOptions(CommandParser &parser)
@@ -60,8 +91,8 @@ ChosenPreset chosenPreset(const CommandParser &parser)
     const auto found = std::find_if(candidates.begin(), candidates.end(),
                                     [&](const TranscodePreset &preset) { return preset.name == wanted; });
     if (found == candidates.end())
-        throw VantorError(QString::fromUtf8("No preset is named \u201c") + wanted
-                          + QString::fromUtf8("\u201d. Run 'vantor presets' to list them."));
+        throw UsageError(QString::fromUtf8("--preset names no preset \u201c") + wanted
+                         + QString::fromUtf8("\u201d. Run 'vantor presets' to list them."));
 
     TranscodePreset preset = *found;
     EncodingOptions tuning = preset.tuning();
@@ -69,25 +100,26 @@ ChosenPreset chosenPreset(const CommandParser &parser)
     bool tuned = false;
     bool finished = false;
     if (parser.isSet(name("width")))
-        preset.maxWidth = parser.integerValue(name("width"));
+        preset.maxWidth = limitValue(parser, "width");
     if (parser.isSet(name("height"))) {
-        tuning.maxHeight = parser.integerValue(name("height"));
+        tuning.maxHeight = limitValue(parser, "height");
         tuned = true;
     }
     if (parser.isSet(name("scale")))
-        preset.scalePercent = parser.integerValue(name("scale"));
+        preset.scalePercent = boundedValue(parser, "scale", 1, 100);
     if (parser.isSet(name("quality")))
-        preset.quality = parser.integerValue(name("quality"));
+        preset.quality = boundedValue(parser, "quality", 0, 51);
     if (parser.isSet(name("bitrate")))
-        preset.bitrateMbps = parser.integerValue(name("bitrate"));
+        preset.bitrateMbps = boundedValue(parser, "bitrate", 0, 1000);
     if (parser.isSet(name("codec"))) {
         const std::optional<Codec> codec = Codec::fromRawValue(parser.value(name("codec")));
         if (!codec)
-            throw UsageError(name("Unknown codec: ") + parser.value(name("codec")));
+            throw UsageError(QStringLiteral("--codec takes a codec such as \"ProRes 422\" or \"H.264\", not \"%1\".")
+                                 .arg(parser.value(name("codec"))));
         preset.codec = *codec;
     }
     if (parser.isSet(name("container")))
-        preset.container = parser.value(name("container"));
+        preset.container = choiceValue(parser, "container", {name("mov"), name("mxf"), name("mp4")});
     if (parser.isSet(name("audio"))) {
         const QString text = parser.value(name("audio"));
         std::optional<AudioMode> mode;
@@ -96,17 +128,23 @@ ChosenPreset chosenPreset(const CommandParser &parser)
                 mode = AudioMode(candidate);
         }
         if (!mode)
-            throw UsageError(name("Unknown audio mode: ") + text);
+            throw UsageError(QStringLiteral("--audio takes PCM, AAC, Passthrough or \"No audio\", not \"%1\".").arg(text));
         preset.audio = *mode;
     }
-    if (parser.isSet(name("suffix")))
+    if (parser.isSet(name("suffix"))) {
         preset.suffix = parser.value(name("suffix"));
+        if (!PresetService::safeSuffix(preset.suffix))
+            throw UsageError(QString::fromUtf8("--suffix is part of a file name: use no \u201c/\u201d, "
+                                               "\u201c..\u201d or control characters."));
+    }
     if (parser.isSet(name("speed"))) {
-        tuning.speed = parser.value(name("speed"));
+        tuning.speed = choiceValue(parser, "speed", {name("ultrafast"), name("fast"), name("medium"), name("slow"), name("veryslow")});
         tuned = true;
     }
     if (parser.isSet(name("frame-rate"))) {
-        tuning.frameRate = parser.value(name("frame-rate"));
+        tuning.frameRate = choiceValue(parser, "frame-rate",
+                                       {name("Source"), name("23.976"), name("24"), name("25"), name("29.97"),
+                                        name("30"), name("50"), name("59.94"), name("60")});
         tuned = true;
     }
     if (parser.isSet(name("burn-filename"))) {
@@ -122,11 +160,13 @@ ChosenPreset chosenPreset(const CommandParser &parser)
         finished = true;
     }
     if (parser.isSet(name("burn-position"))) {
-        finish.burnPosition = parser.value(name("burn-position"));
+        finish.burnPosition = choiceValue(parser, "burn-position",
+                                           {name("Top Left"), name("Top Center"), name("Top Right"), name("Center"),
+                                            name("Bottom Left"), name("Bottom Center"), name("Bottom Right")});
         finished = true;
     }
     if (parser.isSet(name("burn-size"))) {
-        finish.burnSize = parser.integerValue(name("burn-size"));
+        finish.burnSize = boundedValue(parser, "burn-size", 12, 120);
         finished = true;
     }
     if (tuned)

@@ -7,6 +7,7 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <cmath>
 
 namespace vantor::cli {
 
@@ -28,11 +29,18 @@ int runPreview(const QStringList &arguments)
             throw UsageError(QStringLiteral("preview takes one SOURCE."));
         const ChosenPreset chosen = chosenPreset(parser);
         const double at = parser.isSet(QStringLiteral("at")) ? parser.numberValue(QStringLiteral("at")) : 0.0;
+        if (!std::isfinite(at) || at < 0)
+            throw UsageError(QStringLiteral("--at takes a position in seconds from 0, not \"%1\".")
+                                 .arg(parser.value(QStringLiteral("at"))));
         const QString source = QDir::cleanPath(QFileInfo(parser.positional().first()).absoluteFilePath());
 
         JobControl control;
         InterruptWatcher watcher([&] { control.cancel(); });
         const MediaInfo info = TranscodeService::probe(source, chosen.engine, control);
+        // Never moved into the clip silently: the frame shown would not be the one asked for.
+        if (info.duration > 0 && at >= info.duration)
+            throw UsageError(QStringLiteral("--at is past the end of the clip, which runs %1 seconds.")
+                                 .arg(QString::number(info.duration, 'f', 2)));
         const QString rendered = PreviewService::render(source, chosen.preset, at, parser.isSet(QStringLiteral("clip")),
                                                         chosen.engine, control);
         printLine(rendered);

@@ -42,7 +42,7 @@ ProjectTemplate findTemplate(const QString &name)
     }
     if (match)
         return *match;
-    throw VantorError(QStringLiteral("No template named \u201C") + name
+    throw UsageError(QStringLiteral("--template names no template \u201C") + name
         + QStringLiteral("\u201D. Run 'vantor project templates' for the list."));
 }
 

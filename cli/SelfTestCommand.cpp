@@ -17,7 +17,13 @@ int runSelfTest()
     try {
         smoke.run();
     } catch (const std::exception &failure) {
-        printLine(QStringLiteral("FAIL Native queue integration: ") + errorText(failure));
+        // One verdict line: an engine's lines are folded into it.
+        QStringList reason;
+        for (const QString &line : errorText(failure).split(QLatin1Char('\n'))) {
+            if (!line.trimmed().isEmpty())
+                reason << line.trimmed();
+        }
+        printLine(QStringLiteral("FAIL Native queue integration: ") + reason.join(QLatin1Char(' ')));
         return exitFailure;
     }
     printLine(QStringLiteral("PASS Native queue integration"));

@@ -6,6 +6,7 @@
 #include "model/VantorError.h"
 #include "projects/WatchFolder.h"
 #include "queue/QueueService.h"
+#include "transcode/PresetService.h"
 #include "workspace/Workspace.h"
 
 #include <QDir>
@@ -79,20 +80,22 @@ void WatchFolderService::pollRule(std::vector<QUuid> rules, std::size_t position
     }
     m_scans.post([this, source = rule->source, destination = rule->destination, id, rules, position] {
         std::vector<SourceFile> files;
+        QStringList skipped;
         QString failure;
         try {
             const QString folder = QDir::cleanPath(source.resolve());
             const QString output = QDir::cleanPath(destination.resolve());
             if (output == folder || SafeFiles::descendant(output, folder))
                 throw VantorError(QStringLiteral("Watch output must be outside the watched folder."));
-            files = MediaIngestService::scan({folder});
+            files = MediaIngestService::scan({folder}, &skipped); // one bad entry must not hold back the rest
         } catch (const std::exception &error) {
             failure = errorText(error);
         }
-        QMetaObject::invokeMethod(this, [this, id, files = std::move(files), failure, rules, position] {
-            if (failure.isEmpty())
+        QMetaObject::invokeMethod(this, [this, id, files = std::move(files), skipped, failure, rules, position] {
+            if (failure.isEmpty()) {
+                reportSkipped(id, skipped);
                 applyScan(id, files);
-            else
+            } else
                 report(failure);
             pollRule(rules, position + 1);
         }, Qt::QueuedConnection);
@@ -148,6 +151,20 @@ void WatchFolderService::applyScan(const QUuid &id, const std::vector<SourceFile
     }
 }
 
+void WatchFolderService::reportSkipped(const QUuid &id, const QStringList &paths)
+{
+    const QString prefix = uuidText(id) + QLatin1Char('/');
+    QSet<QString> current;
+    for (const QString &path : paths) {
+        current.insert(prefix + path);
+        if (!m_skipped.contains(prefix + path))
+            report(QStringLiteral("A symbolic link was skipped: ") + path);
+    }
+    // An entry that went away is reported again should it come back.
+    m_skipped.removeIf([&](const QString &key) { return key.startsWith(prefix) && !current.contains(key); });
+    m_skipped.unite(current);
+}
+
 void WatchFolderService::report(const QString &message)
 {
     const QString text = QStringLiteral("Watch folder: ") + message;
@@ -169,6 +186,7 @@ QUuid WatchFolderService::addRule(const QString &source, const QString &destinat
     const QString output = QDir::cleanPath(QFileInfo(destination).absoluteFilePath());
     if (output == folder || SafeFiles::descendant(output, folder))
         throw VantorError(QStringLiteral("Choose a destination outside the watched folder."));
+    PresetService::validate(preset);
     const WatchFolder rule = WatchFolder::make(FileGrant(folder), FileGrant(output), preset);
     QueueService &queue = m_workspace->queue();
     queue.mutableState().watches.push_back(rule);

@@ -7,6 +7,7 @@
 #include <QHash>
 #include <QObject>
 #include <QPointer>
+#include <QSet>
 #include <QTimer>
 #include <QUuid>
 #include <functional>
@@ -52,6 +53,7 @@ private:
     };
     void pollRule(std::vector<QUuid> rules, std::size_t position);
     void applyScan(const QUuid &rule, const std::vector<SourceFile> &files);
+    void reportSkipped(const QUuid &rule, const QStringList &paths);
     void report(const QString &message);
     void finishPass();
 
@@ -59,6 +61,7 @@ private:
     QTimer m_timer;
     bool m_polling = false;
     QHash<QString, Version> m_stability; // rule id + "/" + path
+    QSet<QString> m_skipped;             // rule id + "/" + path, reported once while it stays
     Clock m_clock;
     PersistenceQueue m_scans; // the per-rule scans, one at a time
 };

@@ -65,7 +65,7 @@ int lockFile(int folder, const QString &directory, bool create)
                 return -1;
             if (error == ELOOP || error == EISDIR || error == ENXIO)
                 refuseLockFile(directory);
-            throwSystemError(error);
+            throwSystemError(error, lockPath(directory));
         }
         struct stat opened { };
         // More than one name would let the pid overwrite a file somewhere else.
@@ -79,7 +79,7 @@ int lockFile(int folder, const QString &directory, bool create)
             ::close(fd);
             if (error == EWOULDBLOCK)
                 return -1;
-            throwSystemError(error);
+            throwSystemError(error, lockPath(directory));
         }
         struct stat named { };
         if (::fstatat(folder, lockName, &named, AT_SYMLINK_NOFOLLOW) == 0 && sameFile(opened, named)) {
@@ -138,7 +138,7 @@ QueueLock QueueLock::acquire(const QString &directory)
     lock.m_directory = directory;
     lock.m_folder = ::open(QFile::encodeName(directory).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (lock.m_folder < 0)
-        throwSystemError(errno);
+        throwSystemError(errno, directory);
     if (::flock(lock.m_folder, LOCK_EX | LOCK_NB) == 0)
         lock.m_folderLocked = true;
     else if (errno == EWOULDBLOCK)

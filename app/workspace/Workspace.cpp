@@ -263,7 +263,10 @@ QMap<QString, QString> Workspace::values(const SourceFile &source, int index) co
 
 QString Workspace::stem(const SourceFile &source, int index) const
 {
-    return NamingService::expand(m_rename ? m_pattern : QStringLiteral("{ORIGINAL}"), values(source, index));
+    const QString pattern = m_rename ? m_pattern : QStringLiteral("{ORIGINAL}");
+    if (pattern.contains(QLatin1String("{ORIGINAL}")))
+        NamingService::original(source.url); // refused naming the file: the pattern is not at fault
+    return NamingService::expand(pattern, values(source, index));
 }
 
 bool Workspace::transcodes(const SourceFile &source) const
@@ -538,6 +541,12 @@ void Workspace::openProject()
 void Workspace::openProjectFolder(const QString &chosen)
 {
     const QString folder = QDir::cleanPath(QFileInfo(chosen).absoluteFilePath());
+    if (!QFileInfo(folder).isDir()) {
+        setError((QFileInfo::exists(folder) ? QStringLiteral("The project must be a folder: ")
+                                            : QStringLiteral("The project folder does not exist: "))
+                 + folder);
+        return;
+    }
     const QString folderName = QFileInfo(folder).fileName();
     ProjectContext project;
     const QString marker = folder + QLatin1Char('/') + QString::fromLatin1(ProjectCreationService::markerName);

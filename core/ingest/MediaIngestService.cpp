@@ -31,10 +31,20 @@ QString fileName(const QString &path)
     return QFileInfo(path).fileName();
 }
 
+// The entry itself, not what a link points to; a failure names the path.
+struct stat statOf(const QString &path)
+{
+    try {
+        return FileIo::fstatAt(AT_FDCWD, FileIo::encodeName(path));
+    } catch (const std::system_error &error) {
+        throwSystemError(error.code().value(), path);
+    }
+}
+
 // The source's own values, refused unless they still match the job's record.
 struct stat unchangedSource(const MediaJob &job)
 {
-    const struct stat info = FileIo::fstatAt(AT_FDCWD, FileIo::encodeName(job.source));
+    const struct stat info = statOf(job.source);
     const bool unchanged = !S_ISLNK(info.st_mode) && qint64(info.st_size) == job.bytes
                            && Timestamp::fromTimespec(info.st_mtim) == job.modified;
     if (!unchanged)
@@ -83,16 +93,18 @@ bool isVideo(const QString &path)
     return std::find(extensions.begin(), extensions.end(), extension) != extensions.end();
 }
 
-std::vector<SourceFile> scan(const QStringList &paths)
+std::vector<SourceFile> scan(const QStringList &paths, QStringList *skipped)
 {
     std::vector<SourceFile> result;
     // Only a later selection can repeat a path, so a single one needs no lookups.
     QSet<QString> listed;
     for (const QString &selected : paths) {
+        if (selected.isEmpty())
+            throw VantorError(QStringLiteral("An empty path was given as a source."));
         const QString selectedPath = QDir::cleanPath(QFileInfo(selected).absoluteFilePath());
         const FileGrant grant(selectedPath);
         const QByteArray encoded = FileIo::encodeName(selectedPath);
-        const struct stat info = FileIo::fstatAt(AT_FDCWD, encoded);
+        const struct stat info = statOf(selectedPath);
         if (S_ISLNK(info.st_mode))
             throw VantorError(QStringLiteral("Symbolic links are not ingested: ") + selectedPath);
 
@@ -118,6 +130,10 @@ std::vector<SourceFile> scan(const QStringList &paths)
         result.reserve(result.size() + candidates.size());
         for (const FolderListing::Entry &candidate : candidates) {
             const QString path = QFile::decodeName(candidate.path);
+            if (S_ISLNK(candidate.type) && skipped) {
+                skipped->append(path);
+                continue;
+            }
             if (S_ISLNK(candidate.type))
                 throw VantorError(QStringLiteral("A symbolic link was found in the source. Remove it from the selection: ") + path);
             if (!S_ISREG(candidate.type))

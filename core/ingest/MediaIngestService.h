@@ -33,8 +33,9 @@ struct CopyResult {
 bool isVideo(const QString &path);
 
 // Expands selected files and folders into regular files: hidden entries inside folders skipped,
-// links refused, each folder's files in path order, each file listed once.
-std::vector<SourceFile> scan(const QStringList &paths);
+// links refused, each folder's files in path order, each file listed once. With `skipped`, a link
+// inside a folder is added there and left out instead of refusing the whole selection.
+std::vector<SourceFile> scan(const QStringList &paths, QStringList *skipped = nullptr);
 
 // Refuses a source whose size or modification time differs from the job's record, or that is
 // now a link.

@@ -2,6 +2,8 @@
 
 #include "model/VantorError.h"
 
+#include <QFileInfo>
+
 namespace vantor::NamingService {
 
 namespace {
@@ -79,6 +81,26 @@ const QStringList &tokens()
 QString component(const QString &name)
 {
     return checkedName(name, name);
+}
+
+QString original(const QString &path)
+{
+    const QString name = QFileInfo(path).completeBaseName();
+    try {
+        checkedName(name, name);
+    } catch (const VantorError &) {
+        // Shown on one line: a control character in the name is spelled out.
+        QString shown;
+        for (const QChar character : path) {
+            if (character.category() == QChar::Other_Control)
+                shown += QStringLiteral("\\x%1").arg(character.unicode(), 2, 16, QLatin1Char('0'));
+            else
+                shown += character;
+        }
+        throw UnusableNameError(
+            QStringLiteral("This file's name cannot be part of a file name in the project: ") + shown);
+    }
+    return name;
 }
 
 QString expand(const QString &pattern, const NamingValues &values)

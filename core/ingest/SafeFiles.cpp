@@ -76,7 +76,13 @@ bool descendant(const QString &child, const QString &root)
 
 void existingDirectory(const QString &path)
 {
-    const struct stat info = FileIo::fstatAt(AT_FDCWD, FileIo::encodeName(path));
+    const struct stat info = [&] {
+        try {
+            return FileIo::fstatAt(AT_FDCWD, FileIo::encodeName(path));
+        } catch (const std::system_error &error) {
+            throwSystemError(error.code().value(), path);
+        }
+    }();
     if (!S_ISDIR(info.st_mode))
         throw VantorError(QStringLiteral("Select an available, real destination folder: ") + path);
     // A folder with every write bit cleared is treated as read-only even for root: whoever

@@ -2,8 +2,10 @@
 
 #include "model/AtomicFile.h"
 #include "model/JsonCodec.h"
+#include "model/VantorError.h"
 
 #include <QFileInfo>
+#include <system_error>
 
 namespace vantor {
 
@@ -80,7 +82,11 @@ QByteArray JobReport::encodeQueue(const std::vector<MediaJob> &jobs)
 
 void JobReport::exportQueue(const std::vector<MediaJob> &jobs, const QString &path)
 {
-    AtomicFile::replace(path, encodeQueue(jobs));
+    try {
+        AtomicFile::replace(path, encodeQueue(jobs));
+    } catch (const std::system_error &error) {
+        throwSystemError(error.code().value(), path);
+    }
 }
 
 } // namespace vantor

@@ -451,7 +451,7 @@ AppState load(const QString &directory)
         if (error.code().value() == ELOOP)
             throw VantorError(QStringLiteral("The state file is a symbolic link, which Vantor neither follows nor "
                                              "replaces: ") + path);
-        throw;
+        throwSystemError(error.code().value(), path);
     }
     if (!S_ISREG(FileIo::fstat(file.get()).st_mode))
         throw VantorError(QStringLiteral("The state file is not a regular file: ") + path);

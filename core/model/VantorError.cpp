@@ -16,6 +16,11 @@ void throwSystemError(int errorNumber)
     throw std::system_error(errorNumber, std::generic_category());
 }
 
+void throwSystemError(int errorNumber, const QString &path)
+{
+    throw std::system_error(errorNumber, std::generic_category(), path.toStdString());
+}
+
 QString errorText(const std::exception &error)
 {
     if (const auto *vantorError = dynamic_cast<const VantorError *>(&error))

@@ -32,6 +32,8 @@ public:
 // The system's text for an error number ("No space left on device"), as std::system_error
 // carries it, without any prefix.
 [[noreturn]] void throwSystemError(int errorNumber);
+// The same, naming the path it is about: "PATH: No such file or directory".
+[[noreturn]] void throwSystemError(int errorNumber, const QString &path);
 
 // The text of any exception the user should read, whatever its type.
 QString errorText(const std::exception &error);

@@ -94,6 +94,12 @@ QList<TranscodePreset> defaults()
     };
 }
 
+bool safeSuffix(const QString &suffix)
+{
+    return !suffix.contains(QLatin1Char('/')) && !suffix.contains(QLatin1String(".."))
+        && std::none_of(suffix.begin(), suffix.end(), [](QChar c) { return c.category() == QChar::Other_Control; });
+}
+
 QList<int> channelMapping(const QString &text)
 {
     const QStringList pieces = text.split(QLatin1Char(','));
@@ -119,6 +125,8 @@ void validate(const TranscodePreset &preset)
     if (!preset.codec.containers().contains(container))
         throw VantorError(preset.codec.rawValue() + QStringLiteral(" is not supported in ")
             + container.toUpper() + QStringLiteral("."));
+    if (!safeSuffix(preset.suffix))
+        refuse("Use a suffix without \u201C/\u201D, \u201C..\u201D or control characters.");
     if (!validLimit(preset.maxWidth) || !within(preset.scalePercent, 1, 100) || !within(preset.quality, 0, 51)
         || !within(preset.bitrateMbps, 0, 1000))
         refuse("Invalid resolution, scale, quality or bitrate.");

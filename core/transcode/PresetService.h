@@ -14,6 +14,9 @@ namespace PresetService {
 // Each call makes fresh identities.
 QList<TranscodePreset> defaults();
 
+// Whether a suffix can be part of a file name: no "/", no "..", no control characters.
+bool safeSuffix(const QString &suffix);
+
 // Throws VantorError with the first rule the preset breaks.
 void validate(const TranscodePreset &preset);
 

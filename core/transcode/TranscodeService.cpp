@@ -6,6 +6,7 @@
 
 #include <QFile>
 #include <QFileInfo>
+#include <QRegularExpression>
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
@@ -51,6 +52,29 @@ QString tail(const QString &text, qsizetype count)
             --start;
     }
     return text.mid(start);
+}
+
+// The engine's last meaningful lines within `count` characters, whole lines only: blank lines,
+// the -progress key=value stream and the probe's bare JSON brackets say nothing about a failure.
+QString lastLines(const QString &text, qsizetype count)
+{
+    static const QRegularExpression progress(QStringLiteral("^([a-z][a-z0-9_]*=\\s*\\S*|[\\[\\]{},]+)$"));
+    QStringList kept;
+    qsizetype size = 0;
+    const QStringList lines = text.split(QLatin1Char('\n'));
+    for (auto line = lines.crbegin(); line != lines.crend(); ++line) {
+        const QString trimmed = line->trimmed();
+        if (trimmed.isEmpty() || progress.match(trimmed).hasMatch())
+            continue;
+        if (size + trimmed.size() > count) {
+            if (kept.isEmpty()) // one line longer than the whole allowance: its end
+                kept.prepend(tail(trimmed, count));
+            break;
+        }
+        kept.prepend(trimmed);
+        size += trimmed.size() + 1;
+    }
+    return kept.join(QLatin1Char('\n'));
 }
 
 class Pipe {
@@ -208,8 +232,9 @@ QString run(const QString &executable, const QStringList &arguments, JobControl 
     const QString text = QString::fromUtf8(output);
     if (status == 0)
         return text;
-    throw VantorError(QStringLiteral("Media engine failed (") + QString::number(status)
-        + QStringLiteral(").\n") + tail(text, 3500));
+    const QString reason = lastLines(text, 3500);
+    throw VantorError(QStringLiteral("Media engine failed (") + QString::number(status) + QStringLiteral(").")
+        + (reason.isEmpty() ? QString() : QLatin1Char('\n') + reason));
 }
 
 } // namespace vantor::TranscodeService

@@ -59,6 +59,8 @@ TEST_P(Refusals, SayWhyOnStderrAndWriteNothing)
 }
 
 const QStringList create{"project", "create", "-t", "Commercial"};
+const QStringList review{"transcode", "-p", "Review File"};
+const QString suffix = "vantor: --suffix is part of a file name: use no “/”, “..” or control characters.";
 const QString unreadable = "vantor: Saved state could not be read. The original state.json has been preserved. "
                            "AppState.version: missing required key";
 INSTANTIATE_TEST_SUITE_P(Calls, Refusals, testing::Values(
@@ -70,7 +72,31 @@ INSTANTIATE_TEST_SUITE_P(Calls, Refusals, testing::Values(
     Call{{"copy", "--no-verify", "-a", "MD5", "%D/a", "%D/b"}, 2, "vantor: --algorithm and --no-verify exclude each other"},
     Call{{"probe"}, 2, "vantor: Name at least one file to probe."},
     Call{{"presets", "extra"}, 2, "vantor: presets takes no arguments."},
-    Call{{"transcode", "-p", "Dailies", "%D/x.mov"}, 1, "vantor: No preset is named “Dailies”. Run 'vantor presets' to list them."},
+    Call{{"transcode", "-p", "Dailies", "%D/x.mov"}, 2, "vantor: --preset names no preset “Dailies”. Run 'vantor presets' to list them."},
+    Call{review + QStringList{"--scale", "-5", "%D/x.mov"}, 2, "vantor: --scale takes a whole number from 1 to 100, not \"-5\"."},
+    Call{review + QStringList{"--width", "1", "%D/x.mov"}, 2,
+         "vantor: --width takes 0 (no limit) or a whole number from 16 to 16384, not \"1\"."},
+    Call{review + QStringList{"--speed", "x", "%D/x.mov"}, 2,
+         "vantor: --speed takes ultrafast, fast, medium, slow or veryslow, not \"x\"."},
+    Call{review + QStringList{"--suffix", "/sub", "%D/x.mov"}, 2, suffix},
+    Call{review + QStringList{"--suffix", "_..", "%D/x.mov"}, 2, suffix},
+    Call{review + QStringList{"--suffix", "_\t", "%D/x.mov"}, 2, suffix},
+    Call{{"preview", "-p", "Review File", "--at", "nan", "%D/x.mov"}, 2, "vantor: --at takes a position in seconds from 0, not \"nan\"."},
+    Call{{"preview", "-p", "Review File", "--at", "-1", "%D/x.mov"}, 2, "vantor: --at takes a position in seconds from 0, not \"-1\"."},
+    Call{{"preview", "-p", "Review File", "--at", "inf", "%D/x.mov"}, 2, "vantor: --at takes a position in seconds from 0, not \"inf\"."},
+    Call{{"ingest", "-p", "Dailies", "--project", "%D/existing", "%D"}, 2,
+         "vantor: --preset names no preset “Dailies”. The presets are: Editorial Proxy, Review File, Client Review, "
+         "YouTube Master, Festival Screener, ProRes Master, Archive Master."},
+    Call{{"ingest", "--project", "%D/missing", "%D/existing"}, 1, "vantor: The project folder does not exist: %D/missing"},
+    Call{{"copy", "%D/existing/Project.vantor", "%D/missing/x.mov"}, 1, "vantor: %D/missing: No such file or directory"},
+    Call{{"copy", "%D/gone.mov", "%D/x.mov"}, 1, "vantor: %D/gone.mov: No such file or directory"},
+    Call{{"copy", "", "%D/x.mov"}, 2, "vantor: The SOURCE is an empty path."},
+    Call{{"copy", "%D/existing/Project.vantor", ""}, 2, "vantor: The TARGET is an empty path."},
+    Call{{"scan", "%D/missing"}, 1, "vantor: %D/missing: No such file or directory"},
+    Call{{"queue", "report", "%D/existing"}, 1, "vantor: %D/existing: Is a directory"},
+    Call{create + QStringList{"-n", "Doc", "%D/missing"}, 1, "vantor: %D/missing: No such file or directory"},
+    Call{{"project", "create", "-t", "Nope", "-n", "Doc", "%D"}, 2,
+         "vantor: --template names no template “Nope”. Run 'vantor project templates' for the list."},
     Call{{"transcode", "-p", "Review File", "-o", "%D/none", "%D/existing/Project.vantor"}, 1,
          "vantor: Select an available, real destination folder: %D/none"},
     Call{{"preview"}, 2, "vantor: preview takes one SOURCE."},

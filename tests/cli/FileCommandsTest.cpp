@@ -87,8 +87,30 @@ TEST_F(FileCommands, CopyVerifiesKeepsTheTimeAndRefusesWithoutHarm)
     }
     dir.write("project/taken.mov", "keep");
     expectFailure(vantor({"copy", source, project + "/taken.mov"}), "File already exists. Choose a different name or destination: taken.mov");
-    expectFailure(vantor({"copy", source, dir.file("missing/clip.mov")}), "No such file or directory");
+    expectFailure(vantor({"copy", source, dir.file("missing/clip.mov")}), dir.file("missing") + ": No such file or directory");
     EXPECT_EQ(readFile(project + "/taken.mov"), "keep");
+}
+
+// The source's time moves while it is copied: the copy is refused in its own words.
+TEST_F(FileCommands, CopyOfASourceThatChangesIsRefused)
+{
+    const QString source = dir.file("clip.mov"), project = dir.makeDir("project"), trace = dir.file("trace.txt");
+    {
+        QFile sparse(source);
+        ASSERT_TRUE(sparse.open(QIODevice::WriteOnly) && sparse.resize(qint64(512) << 20));
+    }
+    environment.insert("VANTOR_FAULT_TRACE", trace);
+    QProcess process;
+    process.setProcessEnvironment(environment);
+    process.start(vantorPath(), {"copy", "--no-verify", source, project + "/clip.mov"});
+    for (int i = 0; i < 6000 && !readFile(trace).contains(" write\n") && process.state() != QProcess::NotRunning; ++i)
+        QThread::msleep(10);
+    QFile touched(source);
+    ASSERT_TRUE(touched.open(QIODevice::ReadWrite) && touched.setFileTime(QDateTime::currentDateTime().addDays(-1), QFileDevice::FileModificationTime));
+    ASSERT_TRUE(process.waitForFinished(60000));
+    EXPECT_EQ(process.exitCode(), 1);
+    EXPECT_EQ(QString(process.readAllStandardError()), "vantor: The source changed during the copy. Nothing was published: " + source + '\n');
+    EXPECT_EQ(listTree(project), QStringList());
 }
 
 TEST_F(FileCommands, CopyInterruptedCancelsAndPublishesNothing)

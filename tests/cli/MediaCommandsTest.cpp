@@ -91,7 +91,9 @@ TEST_F(MediaCommands, TranscodeFailuresLeaveNothing)
 {
     const QString source = clip();
     const std::tuple<QByteArray, QString, QString> cases[] = { // engine script, file in the way, message
-        { "printf partial > \"${@: -1}\"\necho 'Conversion failed!'\nexit 3\n", {}, "Media engine failed (3).\nConversion failed!\n\n" },
+        // The error lines stay, the -progress stream around them does not.
+        { "printf partial > \"${@: -1}\"\nprintf 'frame=1\\nbitrate= 12.5kbits/s\\nError while encoding\\n\\nConversion failed!\\n"
+          "progress=end\\n'\nexit 3\n", {}, "Media engine failed (3).\nError while encoding\nConversion failed!\n" },
         { "exec /usr/bin/ffmpeg \"$@\"\n", "clip_REVIEW.mp4", "File already exists. Choose a different name or destination: clip_REVIEW.mp4\n" },
         { "/usr/bin/ffmpeg \"$@\" || exit\ntruncate -s 100 \"${@: -1}\"\n", {}, "Output validation failed. The incomplete transcode was discarded.\n" },
     };
@@ -170,6 +172,20 @@ TEST_F(MediaCommands, StoredPresetsAndSeveralSources)
     EXPECT_EQ(test::readFile(support + "/state.json"), saved);
 }
 
+// A stored preset whose suffix would reach into a folder is refused, not followed.
+TEST_F(MediaCommands, StoredPresetWithAFolderInItsSuffixIsRefused)
+{
+    AppState state = AppState::fresh();
+    TranscodePreset nested = PresetService::defaults().first();
+    nested.name = "Nested", nested.suffix = "/sub";
+    state.presets.push_back(nested);
+    StateStore::save(state, support);
+    const test::ProcessResult result = vantor({ "transcode", "-p", "Nested", "-o", out, clip() });
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(result.errText(), "vantor: Use a suffix without “/”, “..” or control characters.\n");
+    EXPECT_TRUE(outputs().isEmpty());
+}
+
 TEST_F(MediaCommands, TranscodeInterruptedCancelsAndPublishesNothing)
 {
     // The engine reads in real time, so the encode is surely running when the signal comes.
@@ -194,6 +210,12 @@ TEST_F(MediaCommands, PreviewPrintsTheFrameOrClipAndTheEstimate)
     EXPECT_EQ(QFileInfo(testClip[0]).fileName(), "Test Clip.mp4");
     EXPECT_NEAR(probe(testClip[0]).duration, 1.0, 0.1);
     EXPECT_EQ(testClip[1], "Variable · Encode A Test Clip");
+
+    const test::ProcessResult beyond = vantor({ "preview", "-p", "Review File", "--at", "1.5", source });
+    EXPECT_EQ(beyond.exitCode, 2);
+    EXPECT_TRUE(beyond.errText().startsWith(QString("vantor: --at is past the end of the clip, which runs %1 seconds.\n")
+                                                .arg(probe(source).duration, 0, 'f', 2))) << beyond.errText().toStdString();
+    EXPECT_TRUE(beyond.out.isEmpty());
 }
 
 } // namespace

@@ -9,6 +9,7 @@
 #include <QProcess>
 #include <QTest>
 #include <csignal>
+#include <sys/stat.h>
 
 using namespace vantor;
 using namespace vantor::test;
@@ -222,6 +223,60 @@ TEST_F(WorkspaceCommands, IngestSetsAsideWhatIsAlreadyOffloaded)
     EXPECT_EQ(changed.errText(), "Comparing the copies already at their destinations with their sources.\n"
                                  "vantor: Destination collision: " + copies + "/CLIP/C2.MXF. Change the output pattern or folder.\n");
     EXPECT_EQ(readFile(copy.fileName()), before);
+
+// A card holding files whose names cannot be used: each is named on stderr, the rest is queued,
+// and the exit status says something was left out.
+TEST_F(WorkspaceCommands, IngestSkipsFilesWhoseNamesCannotBeUsed)
+{
+    const QString card = dir.makeDir("A001"), project = dir.makeDir("Doc");
+    dir.write("A001/ok.mov", "v");
+    const QStringList unusable{dir.write("A001/A:B.mov", "v"), dir.write("A001/new\nline.mov", "v"),
+                               dir.write("A001/" + QString(241, 'x') + ".mov", "v")};
+    const ProcessResult result = vantor("ingest --operation copy --no-start --project", {project, card});
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_EQ(result.outText(), "1 jobs queued\n");
+    QString expected;
+    for (const QString &path : unusable)
+        expected += "vantor: Skipped. This file's name cannot be part of a file name in the project: "
+                    + QString(path).replace("\n", "\\x0a") + '\n';
+    EXPECT_EQ(result.errText(), expected + "vantor: 3 of the sources were skipped; see the lines above.\n");
+    ASSERT_EQ(stored().jobs.size(), 1u);
+    EXPECT_EQ(stored().jobs.front().source, card + "/ok.mov");
+    // A pattern that breaks for every file is the pattern's fault: nothing is skipped, nothing queued.
+    const ProcessResult pattern = vantor("ingest --operation copy --no-start --rename {NOPE} --project", {project, card + "/ok.mov"});
+    EXPECT_EQ(pattern.exitCode, 1);
+    EXPECT_EQ(pattern.errText(), "vantor: Unknown naming token in \u201C{NOPE}\u201D.\n");
+    EXPECT_EQ(stored().jobs.size(), 1u);
+}
+
+TEST_F(WorkspaceCommands, ASourceThatVanishedAfterQueueingIsNamed)
+{
+    ASSERT_EQ(addCard({"--no-verify"}).exitCode, 0);
+    const QString gone = dir.file("card/A001/sidecar.xml");
+    ASSERT_TRUE(QFile::remove(gone));
+    const ProcessResult ran = vantor("queue run");
+    EXPECT_EQ(ran.exitCode, 1);
+    EXPECT_TRUE(ran.errText().contains(": " + gone + ": No such file or directory\n")) << ran.errText().toStdString();
+}
+
+// The support folder's files are named when the system refuses them.
+TEST_F(WorkspaceCommands, ASupportFolderThatCannotBeUsedIsNamed)
+{
+    ASSERT_TRUE(QDir().mkpath(support));
+    const std::tuple<int, QString, QString> cases[] = {
+        {0555, "queue run", "vantor: " + support + "/queue.lock: Permission denied\n"},
+        {0, "queue list", "vantor: Saved state could not be read. The original state.json has been preserved. " + support
+                              + "/state.json: Permission denied\n"},
+    };
+    for (const auto &[mode, command, message] : cases) {
+        ::chmod(QFile::encodeName(support).constData(), mode_t(mode));
+        // setpriv takes root's override of file permissions away, so the folder is locked.
+        const ProcessResult result = runProgram("setpriv", QStringList{"--bounding-set=-dac_override,-dac_read_search", vantorPath()}
+                                                               + command.split(' '), environment);
+        EXPECT_EQ(result.exitCode, 1) << command.toStdString();
+        EXPECT_EQ(result.errText(), message);
+    }
+    ::chmod(QFile::encodeName(support).constData(), 0755);
 }
 
 TEST_F(WorkspaceCommands, WatchRulesFromTheCommandLine)

@@ -121,6 +121,22 @@ TEST_F(WatchFolderServiceTest, EachRuleIsPolledOnItsOwnAndAFailingOneIsReported)
     EXPECT_TRUE(readFile(OperationLog::path(harness.support.path())).contains(expected.toUtf8()));
 }
 
+// A link in the watched folder is skipped and logged once; the files beside it are still queued.
+TEST_F(WatchFolderServiceTest, ALinkIsSkippedAndLoggedOnceWhileTheRestIsQueued)
+{
+    rule(QStringLiteral("In"), QStringLiteral("out"));
+    const QString clip = media.write(QStringLiteral("In/A001.mov"), "v");
+    const QString link = media.file(QStringLiteral("In/A002.mov"));
+    ASSERT_TRUE(QFile::link(clip, link));
+    for (int poll = 0; poll < 4; ++poll)
+        pollAfter(10);
+    EXPECT_EQ(queued(), QStringList{media.file(QStringLiteral("out/In/A001_proxy.mov"))});
+    const QString message = QStringLiteral("Watch folder: A symbolic link was skipped: ") + link;
+    EXPECT_EQ(ws.notice(), message);
+    ws.queue().flush();
+    EXPECT_EQ(readFile(OperationLog::path(harness.support.path())).count(message.toUtf8()), 1);
+}
+
 TEST_F(WatchFolderServiceTest, RuleEditing)
 {
     const QString watched = media.makeDir(QStringLiteral("W"));

@@ -15,18 +15,18 @@ using namespace vantor;
 
 namespace {
 
-QStringList relatives(const QStringList &paths)
+QStringList relatives(const QStringList &paths, QStringList *skipped = nullptr)
 {
     QStringList list;
-    for (const SourceFile &file : MediaIngestService::scan(paths))
+    for (const SourceFile &file : MediaIngestService::scan(paths, skipped))
         list << file.relative;
     return list;
 }
 
-QString scanError(const QStringList &paths)
+QString scanError(const QStringList &paths, QStringList *skipped = nullptr)
 {
     try {
-        MediaIngestService::scan(paths);
+        MediaIngestService::scan(paths, skipped);
     } catch (const std::exception &error) {
         return errorText(error);
     }
@@ -116,5 +116,21 @@ TEST_F(Scan, LinksAndUnreadableFoldersAreRefused)
     test::ObeyFilePermissions obey;
     EXPECT_EQ(scanError({dir.file(QStringLiteral("locked"))}), locked + QStringLiteral(": Permission denied"));
     EXPECT_EQ(scanError({locked}), QStringLiteral("Cannot read ") + locked + QStringLiteral("."));
-    EXPECT_EQ(scanError({dir.file(QStringLiteral("gone"))}), QStringLiteral("No such file or directory"));
+    EXPECT_EQ(scanError({dir.file(QStringLiteral("gone"))}), dir.file(QStringLiteral("gone")) + QStringLiteral(": No such file or directory"));
+    EXPECT_EQ(scanError({QString()}), QStringLiteral("An empty path was given as a source."));
+}
+
+// A watched folder takes what it can: links inside it are handed back, the files beside them listed.
+TEST_F(Scan, LinksInsideFoldersCanBeSkipped)
+{
+    dir.write(QStringLiteral("card/a.mov"), "x");
+    dir.write(QStringLiteral("card/sub/c.mov"), "x");
+    const QString inner = dir.file(QStringLiteral("card/sub/b.mov"));
+    link("../a.mov", inner);
+    QStringList skipped;
+    EXPECT_EQ(relatives({dir.file(QStringLiteral("card"))}, &skipped), (QStringList{QStringLiteral("card/a.mov"), QStringLiteral("card/sub/c.mov")}));
+    EXPECT_EQ(skipped, QStringList{inner});
+    const QString selectedLink = dir.file(QStringLiteral("link.mov"));
+    link("card/a.mov", selectedLink);
+    EXPECT_EQ(scanError({selectedLink}, &skipped), QStringLiteral("Symbolic links are not ingested: ") + selectedLink);
 }

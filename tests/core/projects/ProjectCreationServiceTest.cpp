@@ -99,7 +99,7 @@ INSTANTIATE_TEST_SUITE_P(
                     RefusalCase{"linkParent", "Doc", {"A"}, "link", "Select an available, real destination folder: %1"},
                     RefusalCase{"fileParent", "Doc", {"A"}, "file", "Select an available, real destination folder: %1"},
                     RefusalCase{"readOnlyParent", "Doc", {"A"}, "readOnly", "The destination is read-only: %1"},
-                    RefusalCase{"missingParent", "Doc", {"A"}, "missing", "No such file or directory"},
+                    RefusalCase{"missingParent", "Doc", {"A"}, "missing", "%1: No such file or directory"},
                     RefusalCase{"noFolders", "Doc", {}, "real", "Add at least one folder to the template."},
                     RefusalCase{"sameFolderTwice", "Doc", {"03_AUDIO", " 03_audio "}, "real", duplicates},
                     RefusalCase{"expandsToTheSame", "Doc", {"{PROJECT}", "Doc"}, "real", duplicates},

@@ -61,14 +61,29 @@ TEST_F(EngineRunner, ReturnsMergedOutputHandsOverCompleteLinesAndGivesNoInput)
     EXPECT_EQ(run("if read line; then echo \"read $line\"; else echo eof; fi\n"), "eof\n");
 }
 
-TEST_F(EngineRunner, FailureCarriesStatusAndExactlyTheLast3500Characters)
+// A failure keeps the engine's last error lines, whole, within 3,500 characters; the -progress
+// stream between them is left out.
+TEST_F(EngineRunner, FailureCarriesStatusAndTheLastErrorLines)
 {
-    QString noise;
-    for (int i = 0; noise.size() < 10000; ++i)
-        noise += QString("line %1 é\n").arg(i);
-    noise.truncate(10000);
-    dir.write("noise.txt", noise.toUtf8());
-    EXPECT_EQ(test::refusal([&] { run("cat \"$(dirname \"$0\")/noise.txt\"\nexit 1\n"); }), "Media engine failed (1).\n" + noise.right(3500));
+    QStringList errors;
+    QString output;
+    for (int i = 0; i < 600; ++i) {
+        errors << QString("[h264 @ 0x%1] error %1 é").arg(i);
+        output += QString("frame=%1\nbitrate= 12.5kbits/s\n%2\n{\nprogress=continue\n\n").arg(i).arg(errors.last());
+    }
+    dir.write("noise.txt", output.toUtf8());
+    const QString message = test::refusal([&] { run("cat \"$(dirname \"$0\")/noise.txt\"\nexit 1\n"); });
+    ASSERT_TRUE(message.startsWith("Media engine failed (1).\n"));
+    const QString kept = message.section('\n', 1);
+    const QStringList lines = kept.split('\n');
+    EXPECT_LE(kept.size(), 3500);
+    EXPECT_GT(kept.size() + errors.at(errors.size() - lines.size() - 1).size() + 1, 3500) << "as many lines as fit";
+    EXPECT_EQ(lines, errors.mid(errors.size() - lines.size()));
+
+    EXPECT_EQ(test::refusal([&] { run("printf 'frame=1\\nprogress=end\\n'\nexit 2\n"); }), "Media engine failed (2).");
+    const QString longLine = QString(5000, 'x') + "tail";
+    dir.write("long.txt", longLine.toUtf8());
+    EXPECT_EQ(test::refusal([&] { run("cat \"$(dirname \"$0\")/long.txt\"\nexit 1\n"); }), "Media engine failed (1).\n" + longLine.right(3500));
 }
 
 TEST_F(EngineRunner, LaunchFailureCancelBeforeLaunchAndAThrowingLineHandler)

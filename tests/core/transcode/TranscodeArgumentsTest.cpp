@@ -213,6 +213,7 @@ TEST_P(PresetValidation, FirstBrokenRuleDecides)
 }
 
 const char *const sizes = "Invalid resolution, scale, quality or bitrate.";
+const char *const suffix = "Use a suffix without \u201C/\u201D, \u201C..\u201D or control characters.";
 const char *const finishing = "Invalid hardware quality or burn-in settings.";
 const char *const mapping = "Select one audio track and PCM or AAC to map its channels.";
 const char *const crops = "Use even, nonnegative crop values and a valid height limit.";
@@ -223,6 +224,10 @@ INSTANTIATE_TEST_SUITE_P(Rules, PresetValidation,
         Rule { "av1InMov", [](P &p, E &, F &) { p.codec = Codec::av1, p.container = "mov"; }, "AV1 is not supported in MOV." },
         Rule { "proresInMp4", [](P &p, E &, F &) { p.codec = Codec::proresHQ; }, "ProRes 422 HQ is not supported in MP4." },
         Rule { "containerBeforeSizes", [](P &p, E &, F &) { p.container = "mxf", p.quality = 99; }, "H.264 is not supported in MXF." },
+        Rule { "suffixWithSlash", [](P &p, E &, F &) { p.suffix = "/sub"; p.scalePercent = 0; }, suffix },
+        Rule { "suffixClimbing", [](P &p, E &, F &) { p.suffix = "_.."; }, suffix },
+        Rule { "suffixWithNewline", [](P &p, E &, F &) { p.suffix = "_a\nb"; }, suffix },
+        Rule { "suffixWithDot", [](P &p, E &, F &) { p.suffix = ".v2"; } },
         Rule { "scale0", [](P &p, E &, F &) { p.scalePercent = 0; }, sizes },
         Rule { "maxWidth16385", [](P &p, E &, F &) { p.maxWidth = 16385; }, sizes },
         Rule { "sampleRate", [](P &p, E &, F &) { p.sampleRate = 32000; }, "Invalid audio format." },
