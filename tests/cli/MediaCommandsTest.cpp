@@ -8,6 +8,8 @@
 
 #include <QJsonArray>
 #include <QRegularExpression>
+#include <fcntl.h>
+#include <sys/stat.h>
 
 namespace vantor {
 namespace {
@@ -164,6 +166,41 @@ TEST_F(MediaCommands, PreviewPrintsTheFrameOrClipAndTheEstimate)
     EXPECT_EQ(QFileInfo(testClip[0]).fileName(), "Test Clip.mp4");
     EXPECT_NEAR(probe(testClip[0]).duration, 1.0, 0.1);
     EXPECT_EQ(testClip[1], "Variable · Encode A Test Clip");
+}
+
+// Whatever reads a source through the engine leaves its access time as it found it.
+TEST_F(MediaCommands, EngineRunsKeepTheSourcesAccessTime)
+{
+    dir.makeDir("card");
+    const QString source = clip("card/A001C001.mov", 1.0);
+    const time_t year2020 = 1577836800;
+    const auto accessed = [&] {
+        struct stat info {};
+        ::stat(QFile::encodeName(source).constData(), &info);
+        return info.st_atim.tv_sec;
+    };
+    const struct {
+        const char *label;
+        std::vector<QStringList> commands;
+    } cases[] = {
+        { "probe", { { "probe", source } } },
+        { "transcode", { { "transcode", "-p", "Editorial Proxy", "-o", out, source } } },
+        { "previewFrame", { { "preview", "-p", "Editorial Proxy", "--at", "0.5", source } } },
+        { "previewClip", { { "preview", "-p", "Editorial Proxy", "--clip", source } } },
+        { "ingestTranscodeOnly", { { "ingest", "--operation", "transcode", "--project", dir.makeDir("Doc"), source } } },
+        { "queueCopyAndTranscode",
+            { { "queue", "add", "copy-transcode", "-p", "Editorial Proxy", "--root", dir.makeDir("Copies"), source },
+                { "queue", "run" } } },
+    };
+    for (const auto &c : cases) {
+        const timespec times[2] = { { year2020, 0 }, { 0, UTIME_OMIT } };
+        ASSERT_EQ(::utimensat(AT_FDCWD, QFile::encodeName(source).constData(), times, 0), 0);
+        for (const QStringList &command : c.commands) {
+            const test::ProcessResult result = vantor(command);
+            ASSERT_EQ(result.exitCode, 0) << c.label << ": " << result.err.constData();
+        }
+        EXPECT_EQ(accessed(), year2020) << c.label;
+    }
 }
 
 } // namespace
