@@ -11,6 +11,7 @@
 #include "model/JsonCodec.h"
 #include "model/StateStore.h"
 #include "model/VantorError.h"
+#include "queue/QueueLock.h"
 #include "queue/QueueService.h"
 #include "transcode/PresetService.h"
 
@@ -52,10 +53,22 @@ QUuid findJob(const AppState &state, const QString &text)
     return *found;
 }
 
-// Reading the queue needs no lock; an unreadable state file is reported, never replaced.
-AppState readState()
+// The stored queue as a reader sees it. Reading needs no lock; an unreadable state file is
+// reported, never replaced. Jobs left running in a queue no process holds were interrupted:
+// they are shown as the next launch will record them (the file itself is left as it is).
+struct ReadQueue {
+    AppState state;
+    QSet<QUuid> interrupted;
+};
+
+ReadQueue readQueue()
 {
-    return readSavedState();
+    ReadQueue read { readSavedState(), {} };
+    if (!QueueLock::heldByAnyone(StateStore::directory())) {
+        for (const MediaJob &job : QueueService::recoverInterrupted(read.state))
+            read.interrupted.insert(job.id);
+    }
+    return read;
 }
 
 // A queue this process may change; refused when another Vantor process owns it.
@@ -64,6 +77,18 @@ std::unique_ptr<QueueService> openQueue()
     auto queue = std::make_unique<QueueService>(StateStore::directory());
     if (queue->storageBlocked())
         throw VantorError(*queue->persistenceError());
+    const std::vector<MediaJob> &recovered = queue->recoveredAtLaunch();
+    if (!recovered.empty()) {
+        QStringList names;
+        for (const MediaJob &job : recovered)
+            names << QFileInfo(job.source).fileName();
+        QTextStream(stderr) << QStringLiteral("Recovered %1 interrupted %2: %3. %4 now failed; "
+                                              "'vantor queue retry --failed' restarts the unfinished phase.\n")
+                                   .arg(recovered.size())
+                                   .arg(recovered.size() == 1 ? QStringLiteral("job") : QStringLiteral("jobs"),
+                                        names.join(QStringLiteral(", ")),
+                                        recovered.size() == 1 ? QStringLiteral("It is") : QStringLiteral("They are"));
+    }
     return queue;
 }
 
@@ -75,19 +100,23 @@ int listJobs(const QStringList &arguments)
         return exitSuccess;
     if (!parser.positional().isEmpty())
         throw UsageError(QStringLiteral("queue list takes no arguments"));
-    const AppState state = readState();
+    const ReadQueue read = readQueue();
     if (parser.isSet(QStringLiteral("json"))) {
         QJsonArray jobs;
-        for (const MediaJob &job : state.jobs)
+        for (const MediaJob &job : read.state.jobs)
             jobs.append(job.toJson());
         QTextStream(stdout) << JsonCodec::pretty(jobs);
         return exitSuccess;
     }
-    for (const MediaJob &job : state.jobs)
+    for (const MediaJob &job : read.state.jobs) {
+        const bool interrupted = read.interrupted.contains(job.id);
         printLine(QStringLiteral("%1  %2  %3%  %4  %5 \u2192 %6")
-                      .arg(idText(job.id), job.status.rawValue().leftJustified(11))
+                      .arg(idText(job.id), interrupted ? QStringLiteral("INTERRUPTED") : job.status.rawValue().leftJustified(11))
                       .arg(int(job.progress * 100), 3)
                       .arg(job.operation.rawValue(), job.source, job.destination()));
+        if (interrupted)
+            printLine(QStringLiteral("    ") + job.error.value_or(QString()));
+    }
     return exitSuccess;
 }
 
@@ -302,7 +331,7 @@ int writeReport(const QStringList &arguments)
         return exitSuccess;
     if (parser.positional().size() != 1)
         throw UsageError(QStringLiteral("queue report takes one FILE"));
-    JobReport::exportQueue(readState().jobs, absolute(parser.positional().first()));
+    JobReport::exportQueue(readQueue().state.jobs, absolute(parser.positional().first()));
     return exitSuccess;
 }
 

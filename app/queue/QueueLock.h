@@ -18,6 +18,9 @@ public:
     // Takes the lock or throws a VantorError naming the process that holds it.
     static QueueLock acquire(const QString &directory);
     bool held() const { return m_fd >= 0; }
+    // Whether some process holds the lock now. Read-only: takes nothing over and creates nothing
+    // (a shared lock tried for an instant). Jobs left running in a free queue were interrupted.
+    static bool heldByAnyone(const QString &directory);
 
 private:
     explicit QueueLock(int fd) : m_fd(fd) {}

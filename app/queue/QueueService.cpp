@@ -51,12 +51,7 @@ QueueService::QueueService(const QString &directory, JobPhases phases, QObject *
         m_persistenceError = QStringLiteral("Saved state could not be read. The original state.json has been preserved. ")
                              + errorText(error);
     }
-    for (MediaJob &job : m_state.jobs) {
-        if (job.status.active() || job.status == JobStatus::paused) {
-            job.status = JobStatus::failed;
-            job.error = interruptedMessage;
-        }
-    }
+    m_recovered = recoverInterrupted(m_state);
     if (!m_storageBlocked)
         save();
     connect(m_power, &PowerPolicy::sleeping, this, [this] { handleSystemSleep(); });
@@ -69,6 +64,19 @@ QueueService::~QueueService()
         m_control->cancel();
     m_worker.reset(); // joins the worker once its job has unwound
     m_persistence.flush();
+}
+
+std::vector<MediaJob> QueueService::recoverInterrupted(AppState &state)
+{
+    std::vector<MediaJob> recovered;
+    for (MediaJob &job : state.jobs) {
+        if (job.status.active() || job.status == JobStatus::paused) {
+            job.status = JobStatus::failed;
+            job.error = interruptedMessage;
+            recovered.push_back(job);
+        }
+    }
+    return recovered;
 }
 
 std::optional<std::size_t> QueueService::index(const QUuid &id) const

@@ -2,6 +2,8 @@
 #include "CliTest.h"
 #include "ClipMaker.h"
 #include "ingest/MediaIngestService.h"
+#include "queue/QueueLock.h"
+#include "SampleRecords.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -68,6 +70,52 @@ TEST_F(WorkspaceCommands, QueueChangesByIdPrefixAndInBulk)
     ASSERT_EQ(state.jobs.size(), 1u);
     EXPECT_EQ(state.jobs[0].status, JobStatus::waiting);
     EXPECT_FALSE(state.jobs[0].checksum.has_value());
+}
+
+// A job left running by a process that is gone (Ctrl-C saves it so) is shown as interrupted while
+// no process holds the queue, as it is while one does, and the next run says what it recovered.
+TEST_F(WorkspaceCommands, JobsLeftRunningShowAsInterruptedUntilTheNextRunRecoversThem)
+{
+    const QString message = "Interrupted by application shutdown. Retry to restart the unfinished phase. Original media is preserved.";
+    const struct {
+        JobStatus status;
+        bool interrupted;
+    } cases[] = {{JobStatus::copying, true}, {JobStatus::verifying, true}, {JobStatus::transcoding, true},
+                 {JobStatus::paused, true}, {JobStatus::complete, false}, {JobStatus::failed, false}};
+    AppState state = AppState::fresh();
+    for (const auto &c : cases)
+        state.jobs.push_back(sampleJob(JobOperation::copyAndTranscode, c.status, int(state.jobs.size())));
+    StateStore::save(state, support);
+    const QByteArray saved = readFile(support + "/state.json");
+
+    const auto listed = [&] { return vantor("queue list").outText().split('\n', Qt::SkipEmptyParts); };
+    QStringList free = listed(), held;
+    {
+        const QueueLock lock = QueueLock::acquire(support);
+        held = listed();
+    }
+    for (std::size_t i = 0, line = 0; i < std::size(cases); ++i, ++line) {
+        const QString status = cases[i].status.rawValue();
+        ASSERT_LT(line, std::size_t(free.size()));
+        EXPECT_EQ(free[line].section("  ", 1, 1).trimmed(), cases[i].interrupted ? "INTERRUPTED" : status) << status.toStdString();
+        if (cases[i].interrupted)
+            EXPECT_EQ(free[++line], "    " + message);
+        EXPECT_EQ(held[i].section("  ", 1, 1).trimmed(), status) << "a held queue is shown as it is";
+    }
+    EXPECT_EQ(held.size(), std::size(cases));
+    EXPECT_EQ(readFile(support + "/state.json"), saved) << "reading changes nothing";
+
+    const ProcessResult ran = vantor("queue run");
+    EXPECT_EQ(ran.exitCode, 0) << ran.errText().toStdString();
+    EXPECT_EQ(ran.errText(), "Recovered 4 interrupted jobs: A000C0 clip \u00E9.mov, A000C1 clip \u00E9.mov, A000C2 clip \u00E9.mov, "
+                             "A000C3 clip \u00E9.mov. They are now failed; 'vantor queue retry --failed' restarts the unfinished phase.\n");
+    for (std::size_t i = 0; i < std::size(cases); ++i) {
+        const MediaJob job = stored().jobs[i];
+        EXPECT_EQ(job.status, cases[i].interrupted ? JobStatus::failed : cases[i].status);
+        if (cases[i].interrupted)
+            EXPECT_EQ(job.error, message);
+    }
+    EXPECT_EQ(vantor("queue run").errText(), "") << "recovered once";
 }
 
 // Waits for the real copy and transcode phases on main.
