@@ -118,6 +118,46 @@ TEST_F(WorkspaceCommands, JobsLeftRunningShowAsInterruptedUntilTheNextRunRecover
     EXPECT_EQ(vantor("queue run").errText(), "") << "recovered once";
 }
 
+// A move swaps the job with the waiting job that many waiting places away; a change that would
+// leave the queue as it is says why and fails.
+TEST_F(WorkspaceCommands, QueueChangesThatChangeNothingSayWhy)
+{
+    AppState state = AppState::fresh();
+    for (const JobStatus status : {JobStatus::waiting, JobStatus::complete, JobStatus::waiting, JobStatus::waiting, JobStatus::cancelled})
+        state.jobs.push_back(sampleJob(JobOperation::copy, status, int(state.jobs.size())));
+    StateStore::save(state, support);
+    const auto id = [&](int index) { return state.jobs[std::size_t(index)].id.toString(QUuid::WithoutBraces).toUpper(); };
+    const auto outline = [](const std::vector<MediaJob> &jobs) {
+        QStringList lines;
+        for (const MediaJob &job : jobs)
+            lines << job.id.toString() + ' ' + job.status.rawValue();
+        return lines;
+    };
+    const struct {
+        QStringList arguments;
+        QString error;
+    } cases[] = {
+        {{"retry", id(1)}, "Job " + id(1) + " is COMPLETE; only a failed or cancelled job can be retried."},
+        {{"retry", "--failed"}, "No job has failed; nothing was retried."},
+        {{"cancel", id(1)}, "Job " + id(1) + " is already COMPLETE; nothing was cancelled."},
+        {{"cancel", id(4)}, "Job " + id(4) + " is already CANCELLED; nothing was cancelled."},
+        {{"move", id(0), "--by", "100"}, "Job " + id(0) + " is waiting job 1 of 3; there is no waiting job 100 places after it."},
+        {{"move", id(0), "--by", "-1"}, "Job " + id(0) + " is waiting job 1 of 3; there is no waiting job 1 place before it."},
+        {{"move", id(3), "--by", "0"}, "Moving by 0 places leaves job " + id(3) + " where it is."},
+        {{"move", id(1), "--by", "1"}, "Job " + id(1) + " is COMPLETE; only a waiting job can be moved."},
+    };
+    for (const auto &c : cases) {
+        const ProcessResult result = vantor("queue", c.arguments);
+        EXPECT_EQ(std::make_pair(result.exitCode, result.errText()), std::make_pair(1, "vantor: " + c.error + '\n'))
+            << c.arguments.join(' ').toStdString();
+        EXPECT_EQ(outline(stored().jobs), outline(state.jobs));
+    }
+    EXPECT_TRUE(vantor("queue move --help").outText().contains("Swaps a waiting job with the waiting job N places away"));
+    ASSERT_EQ(vantor("queue move", {id(0), "--by", "2"}).exitCode, 0);
+    std::swap(state.jobs[0], state.jobs[3]); // the complete job and the waiting one between stay
+    EXPECT_EQ(outline(stored().jobs), outline(state.jobs));
+}
+
 // Waits for the real copy and transcode phases on main.
 TEST_F(WorkspaceCommands, IngestOfACardWithRenamingIntoAProject)
 {
