@@ -379,11 +379,21 @@ int writeReport(const QStringList &arguments)
     CommandParser parser(QStringLiteral("queue report"),
                          QStringLiteral("Writes the JSON report of every job in queue order."));
     parser.addPositional(QStringLiteral("FILE"), QString::fromLatin1(JobReport::suggestedFileName), QStringLiteral("FILE"));
+    parser.addValue({QStringLiteral("project")},
+                    QStringLiteral("Only the jobs that copy or transcode into this folder."), QStringLiteral("DIR"));
     if (!parser.parse(arguments))
         return exitSuccess;
     if (parser.positional().size() != 1)
         throw UsageError(QStringLiteral("queue report takes one FILE"));
-    JobReport::exportQueue(readQueue().state.jobs, absolute(parser.positional().first()));
+    std::vector<MediaJob> jobs = readQueue().state.jobs;
+    if (parser.isSet(QStringLiteral("project"))) {
+        // A mistyped folder would give an empty report that looks like an idle project.
+        const QString project = absolute(parser.value(QStringLiteral("project")));
+        if (!QFileInfo(project).isDir())
+            throw VantorError(QStringLiteral("The project folder does not exist: ") + project);
+        std::erase_if(jobs, [&](const MediaJob &job) { return !JobReport::writesUnder(job, project); });
+    }
+    JobReport::exportQueue(jobs, absolute(parser.positional().first()));
     return exitSuccess;
 }
 
@@ -399,7 +409,7 @@ void printQueueHelp()
                            "  cancel ID | --all                 cancel a job, or every waiting one\n"
                            "  remove ID | --completed           remove a job, or the finished history\n"
                            "  move ID --by N                    swap a waiting job with the one N waiting jobs away\n"
-                           "  report FILE                       write the JSON report\n";
+                           "  report FILE [--project DIR]       write the JSON report\n";
 }
 
 } // namespace

@@ -195,6 +195,8 @@ void QueueService::process()
 
 void QueueService::startJob(std::size_t position)
 {
+    m_state.jobs[position].started = Timestamp::now();
+    m_state.jobs[position].finished.reset();
     const MediaJob job = m_state.jobs[position];
     const QUuid id = job.id;
     const double start = m_clock();
@@ -269,6 +271,7 @@ void QueueService::finishJob(const QUuid &id, double start, const JobPhaseResult
     const auto position = index(id);
     if (position) {
         MediaJob &job = m_state.jobs[*position];
+        job.finished = Timestamp::now();
         if (result) {
             job.status = JobStatus::complete;
             job.progress = 1.0;

@@ -92,6 +92,10 @@ QJsonObject MediaJob::toJson() const
         object.insert(QStringLiteral("sourceHash"), *sourceHash);
     if (destinationHash)
         object.insert(QStringLiteral("destinationHash"), *destinationHash);
+    if (started)
+        object.insert(QStringLiteral("started"), JsonCodec::date(*started));
+    if (finished)
+        object.insert(QStringLiteral("finished"), JsonCodec::date(*finished));
     return object;
 }
 
@@ -122,6 +126,10 @@ MediaJob MediaJob::fromJson(const QJsonValue &value)
     job.created = reader.date("created");
     job.bytes = reader.integer("bytes");
     job.modified = reader.date("modified");
+    if (reader.has("started"))
+        job.started = reader.date("started");
+    if (reader.has("finished"))
+        job.finished = reader.date("finished");
     return job;
 }
 

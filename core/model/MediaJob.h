@@ -37,6 +37,8 @@ struct MediaJob {
     Timestamp created;
     qint64 bytes = 0;
     Timestamp modified; // with `bytes`, the fingerprint a source must still match
+    std::optional<Timestamp> started; // when the job last started; absent before
+    std::optional<Timestamp> finished; // when it last ended; absent while it waits or runs
 
     // A new waiting job with a fresh id, made now.
     static MediaJob make(const QString &source, const FileGrant &sourceGrant, const QString &destinationRoot,

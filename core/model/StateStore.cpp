@@ -143,6 +143,10 @@ void writeJob(JsonText::Object &object, const MediaJob &job)
     object.number("created", JsonCodec::date(job.created).toDouble());
     object.integer("bytes", job.bytes);
     object.number("modified", JsonCodec::date(job.modified).toDouble());
+    if (job.started)
+        object.number("started", JsonCodec::date(*job.started).toDouble());
+    if (job.finished)
+        object.number("finished", JsonCodec::date(*job.finished).toDouble());
 }
 
 std::size_t partCount(std::size_t count)

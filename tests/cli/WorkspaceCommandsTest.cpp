@@ -5,6 +5,7 @@
 #include "queue/QueueLock.h"
 #include "SampleRecords.h"
 
+#include <QDateTime>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QProcess>
@@ -55,6 +56,23 @@ TEST_F(WorkspaceCommands, QueueAddListRunAndReport)
     const QJsonArray reports = QJsonDocument::fromJson(readFile(report)).array();
     ASSERT_EQ(reports.size(), 3);
     EXPECT_EQ(reports[0][u"checksum"].toString(), "xxHash64");
+    for (const auto &entry : reports) {
+        EXPECT_EQ(entry[u"copyPath"], entry[u"destination"]);
+        EXPECT_EQ(entry[u"copyHash"], entry[u"sourceHash"]);
+        const QDateTime started = QDateTime::fromString(entry[u"started"].toString(), Qt::ISODate);
+        EXPECT_TRUE(started.isValid() && started <= QDateTime::fromString(entry[u"finished"].toString(), Qt::ISODate));
+    }
+    // One project's jobs: those that write into it.
+    const auto reported = [&](const QString &project) {
+        const ProcessResult result = vantor("queue report", {report, "--project", project});
+        return std::make_pair(result.exitCode, result.exitCode == 0 ? QJsonDocument::fromJson(readFile(report)).array().size()
+                                                                     : qsizetype(-1));
+    };
+    EXPECT_EQ(reported(dir.file("project/02_FOOTAGE")), std::make_pair(0, qsizetype(3)));
+    EXPECT_EQ(reported(dir.makeDir("proj")), std::make_pair(0, qsizetype(0))) << "a prefix of the name is not the folder";
+    EXPECT_EQ(reported(dir.file("missing")), std::make_pair(1, qsizetype(-1)));
+    EXPECT_EQ(vantor("queue report", {report, "--project", dir.file("missing")}).errText(),
+              "vantor: The project folder does not exist: " + dir.file("missing") + '\n');
 }
 
 TEST_F(WorkspaceCommands, QueueChangesByIdPrefixAndInBulk)
