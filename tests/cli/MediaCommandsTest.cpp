@@ -168,6 +168,27 @@ TEST_F(MediaCommands, PreviewPrintsTheFrameOrClipAndTheEstimate)
     EXPECT_EQ(testClip[1], "Variable · Encode A Test Clip");
 }
 
+// 日本 is drawn with a font that has it: its frame differs from one of two characters no font has
+// (the same empty box twice), and only the latter is named in the detail text.
+TEST_F(MediaCommands, PreviewDrawsCjkAndNamesCharactersNoFontHas)
+{
+    const QString source = clip("clip.mov", 1.0);
+    const QString nowhere = QString::fromUcs4(U"\U0010FFFD\U0010FFFE");
+    QList<QByteArray> frames;
+    for (const auto &[text, detail] : std::vector<std::pair<QString, QString>> {
+             { "日本", "" },
+             { nowhere, "No installed font has " + nowhere + ", so the burn-in draws them as empty boxes. Install a font "
+                 "that has them, such as fonts-noto-cjk for Chinese, Japanese and Korean." } }) {
+        const test::ProcessResult result = vantor({ "preview", "-p", "Editorial Proxy", "--burn-text", text, "--burn-size", "60", source });
+        ASSERT_EQ(result.exitCode, 0) << result.err.constData();
+        const QStringList lines = result.outText().split('\n', Qt::SkipEmptyParts);
+        ASSERT_GE(lines.size(), 2);
+        EXPECT_EQ(lines.value(2), detail);
+        frames << test::readFile(lines[0]);
+    }
+    EXPECT_NE(frames[0], frames[1]) << "日本 was drawn as empty boxes";
+}
+
 // Whatever reads a source through the engine leaves its access time as it found it.
 TEST_F(MediaCommands, EngineRunsKeepTheSourcesAccessTime)
 {
