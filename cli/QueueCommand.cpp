@@ -16,13 +16,13 @@
 #include "transcode/PresetService.h"
 
 #include <QCoreApplication>
-#include <algorithm>
-#include <cstdlib>
 #include <QDir>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QSet>
 #include <QTextStream>
+#include <algorithm>
+#include <cstdlib>
 
 namespace vantor::cli {
 
