@@ -2,6 +2,7 @@
 #include "InterruptWatcher.h"
 #include "PresetOptions.h"
 
+#include "transcode/BurnInService.h"
 #include "transcode/PreviewService.h"
 #include "transcode/TranscodeService.h"
 
@@ -45,6 +46,12 @@ int runPreview(const QStringList &arguments)
                                                         chosen.engine, control);
         printLine(rendered);
         printLine(PreviewService::estimatedSize(chosen.preset, info));
+        // The preview is where a missing glyph shows first; say why the boxes are there.
+        const QString missing = BurnInService::uncoveredCharacters(BurnInService::labelText(source, chosen.preset.finish()));
+        if (!missing.isEmpty())
+            printLine(QStringLiteral("No installed font has %1, so the burn-in draws %2 as empty boxes. Install a font "
+                                     "that has %2, such as fonts-noto-cjk for Chinese, Japanese and Korean.")
+                          .arg(missing, missing.toUcs4().size() == 1 ? QStringLiteral("it") : QStringLiteral("them")));
         return int(exitSuccess);
     });
 }

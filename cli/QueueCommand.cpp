@@ -12,6 +12,7 @@
 #include "model/JsonCodec.h"
 #include "model/StateStore.h"
 #include "model/VantorError.h"
+#include "queue/QueueLock.h"
 #include "queue/QueueService.h"
 #include "transcode/PresetService.h"
 
@@ -21,6 +22,8 @@
 #include <QJsonArray>
 #include <QSet>
 #include <QTextStream>
+#include <algorithm>
+#include <cstdlib>
 
 namespace vantor::cli {
 
@@ -53,10 +56,22 @@ QUuid findJob(const AppState &state, const QString &text)
     return *found;
 }
 
-// Reading the queue needs no lock; an unreadable state file is reported, never replaced.
-AppState readState()
+// The stored queue as a reader sees it. Reading needs no lock; an unreadable state file is
+// reported, never replaced. Jobs left running in a queue no process holds were interrupted:
+// they are shown as the next launch will record them (the file itself is left as it is).
+struct ReadQueue {
+    AppState state;
+    QSet<QUuid> interrupted;
+};
+
+ReadQueue readQueue()
 {
-    return readSavedState();
+    ReadQueue read { readSavedState(), {} };
+    if (!QueueLock::heldByAnyone(StateStore::directory())) {
+        for (const MediaJob &job : QueueService::recoverInterrupted(read.state))
+            read.interrupted.insert(job.id);
+    }
+    return read;
 }
 
 // A queue this process may change; refused when another Vantor process owns it.
@@ -65,6 +80,18 @@ std::unique_ptr<QueueService> openQueue()
     auto queue = std::make_unique<QueueService>(StateStore::directory());
     if (queue->storageBlocked())
         throw VantorError(*queue->persistenceError());
+    const std::vector<MediaJob> &recovered = queue->recoveredAtLaunch();
+    if (!recovered.empty()) {
+        QStringList names;
+        for (const MediaJob &job : recovered)
+            names << QFileInfo(job.source).fileName();
+        QTextStream(stderr) << QStringLiteral("Recovered %1 interrupted %2: %3. %4 now failed; "
+                                              "'vantor queue retry --failed' restarts the unfinished phase.\n")
+                                   .arg(recovered.size())
+                                   .arg(recovered.size() == 1 ? QStringLiteral("job") : QStringLiteral("jobs"),
+                                        names.join(QStringLiteral(", ")),
+                                        recovered.size() == 1 ? QStringLiteral("It is") : QStringLiteral("They are"));
+    }
     return queue;
 }
 
@@ -76,19 +103,23 @@ int listJobs(const QStringList &arguments)
         return exitSuccess;
     if (!parser.positional().isEmpty())
         throw UsageError(QStringLiteral("queue list takes no arguments"));
-    const AppState state = readState();
+    const ReadQueue read = readQueue();
     if (parser.isSet(QStringLiteral("json"))) {
         QJsonArray jobs;
-        for (const MediaJob &job : state.jobs)
+        for (const MediaJob &job : read.state.jobs)
             jobs.append(job.toJson());
         QTextStream(stdout) << JsonCodec::pretty(jobs);
         return exitSuccess;
     }
-    for (const MediaJob &job : state.jobs)
+    for (const MediaJob &job : read.state.jobs) {
+        const bool interrupted = read.interrupted.contains(job.id);
         printLine(QStringLiteral("%1  %2  %3%  %4  %5 \u2192 %6")
-                      .arg(idText(job.id), job.status.rawValue().leftJustified(11))
+                      .arg(idText(job.id), interrupted ? QStringLiteral("INTERRUPTED") : job.status.rawValue().leftJustified(11))
                       .arg(int(job.progress * 100), 3)
                       .arg(job.operation.rawValue(), job.source, job.destination()));
+        if (interrupted)
+            printLine(QStringLiteral("    ") + job.error.value_or(QString()));
+    }
     return exitSuccess;
 }
 
@@ -237,10 +268,39 @@ int runQueue(const QStringList &arguments)
     return progress.failures() > 0 ? int(exitFailure) : int(exitSuccess);
 }
 
+// What a change can alter: which jobs there are, their order and their statuses.
+std::vector<std::pair<QUuid, JobStatus>> outline(const AppState &state)
+{
+    std::vector<std::pair<QUuid, JobStatus>> jobs;
+    for (const MediaJob &job : state.jobs)
+        jobs.emplace_back(job.id, job.status);
+    return jobs;
+}
+
+const MediaJob &jobWithId(const AppState &state, const QUuid &id)
+{
+    return *std::find_if(state.jobs.begin(), state.jobs.end(), [&](const MediaJob &job) { return job.id == id; });
+}
+
+// The words for a change that changed nothing, from the queue as it was: `id` is empty for the
+// form that acts on every such job.
+using WhyUnchanged = std::function<QString(const AppState &, const std::optional<QUuid> &id)>;
+
+// Runs `change` on the held queue; a change that left the queue as it was fails with `why`.
+void changeOrSayWhy(QueueService &queue, const std::optional<QUuid> &id, const std::function<void()> &change,
+                    const WhyUnchanged &why)
+{
+    const auto before = outline(queue.state());
+    change();
+    queue.flushSaves();
+    if (outline(queue.state()) == before)
+        throw VantorError(why(queue.state(), id));
+}
+
 // One action on one job (or on all of a kind, with the flag).
 int changeJobs(const QString &name, const QStringList &arguments, const QString &allFlag, const QString &description,
                const std::function<void(QueueService &, const QUuid &)> &one,
-               const std::function<void(QueueService &)> &all)
+               const std::function<void(QueueService &)> &all, const WhyUnchanged &why)
 {
     CommandParser parser(QStringLiteral("queue ") + name, description);
     parser.addPositional(QStringLiteral("ID"), QStringLiteral("A job id, or enough of its beginning."), QStringLiteral("ID"));
@@ -253,28 +313,49 @@ int changeJobs(const QString &name, const QStringList &arguments, const QString 
         throw UsageError(allFlag.isEmpty() ? QStringLiteral("queue %1 takes one ID").arg(name)
                                            : QStringLiteral("queue %1 takes one ID or --%2").arg(name, allFlag));
     auto queue = openQueue();
-    if (every)
-        all(*queue);
-    else
-        one(*queue, findJob(queue->state(), parser.positional().first()));
-    queue->flushSaves();
+    if (every) {
+        changeOrSayWhy(*queue, std::nullopt, [&] { all(*queue); }, why);
+    } else {
+        const QUuid id = findJob(queue->state(), parser.positional().first());
+        changeOrSayWhy(*queue, id, [&] { one(*queue, id); }, why);
+    }
     return exitSuccess;
 }
 
 int moveJob(const QStringList &arguments)
 {
     CommandParser parser(QStringLiteral("queue move"),
-                         QStringLiteral("Moves a waiting job among the waiting jobs."));
+                         QStringLiteral("Swaps a waiting job with the waiting job N places away in queue order, "
+                                        "counting waiting jobs only; the jobs between the two stay where they are."));
     parser.addPositional(QStringLiteral("ID"), QStringLiteral("A job id, or enough of its beginning."), QStringLiteral("ID"));
-    parser.addValue({QStringLiteral("by")}, QStringLiteral("Places to move: negative is earlier."), QStringLiteral("N"));
+    parser.addValue({QStringLiteral("by")},
+                    QStringLiteral("How many waiting jobs away the other job is: negative is earlier."), QStringLiteral("N"));
     if (!parser.parse(arguments))
         return exitSuccess;
     if (parser.positional().size() != 1 || !parser.isSet(QStringLiteral("by")))
         throw UsageError(QStringLiteral("queue move takes one ID and --by N"));
     const int by = int(parser.integerValue(QStringLiteral("by")));
     auto queue = openQueue();
-    queue->moveWaiting(findJob(queue->state(), parser.positional().first()), by);
-    queue->flushSaves();
+    const QUuid id = findJob(queue->state(), parser.positional().first());
+    changeOrSayWhy(*queue, id, [&] { queue->moveWaiting(id, by); }, [by](const AppState &state, const std::optional<QUuid> &moved) {
+        const MediaJob &job = jobWithId(state, *moved);
+        if (job.status != JobStatus::waiting)
+            return QStringLiteral("Job %1 is %2; only a waiting job can be moved.").arg(idText(job.id), job.status.rawValue());
+        if (by == 0)
+            return QStringLiteral("Moving by 0 places leaves job %1 where it is.").arg(idText(job.id));
+        const auto waiting = std::count_if(state.jobs.begin(), state.jobs.end(),
+                                           [](const MediaJob &each) { return each.status == JobStatus::waiting; });
+        const auto place = 1 + std::count_if(state.jobs.begin(), state.jobs.end(), [&](const MediaJob &each) {
+            return each.status == JobStatus::waiting && &each < &job;
+        });
+        return QStringLiteral("Job %1 is waiting job %2 of %3; there is no waiting job %4 %5 %6 it.")
+            .arg(idText(job.id))
+            .arg(place)
+            .arg(waiting)
+            .arg(std::abs(by))
+            .arg(std::abs(by) == 1 ? QStringLiteral("place") : QStringLiteral("places"),
+                 by < 0 ? QStringLiteral("before") : QStringLiteral("after"));
+    });
     return exitSuccess;
 }
 
@@ -283,11 +364,21 @@ int writeReport(const QStringList &arguments)
     CommandParser parser(QStringLiteral("queue report"),
                          QStringLiteral("Writes the JSON report of every job in queue order."));
     parser.addPositional(QStringLiteral("FILE"), QString::fromLatin1(JobReport::suggestedFileName), QStringLiteral("FILE"));
+    parser.addValue({QStringLiteral("project")},
+                    QStringLiteral("Only the jobs that copy or transcode into this folder."), QStringLiteral("DIR"));
     if (!parser.parse(arguments))
         return exitSuccess;
     if (parser.positional().size() != 1)
         throw UsageError(QStringLiteral("queue report takes one FILE"));
-    JobReport::exportQueue(readState().jobs, absolute(parser.positional().first()));
+    std::vector<MediaJob> jobs = readQueue().state.jobs;
+    if (parser.isSet(QStringLiteral("project"))) {
+        // A mistyped folder would give an empty report that looks like an idle project.
+        const QString project = absolute(parser.value(QStringLiteral("project")));
+        if (!QFileInfo(project).isDir())
+            throw VantorError(QStringLiteral("The project folder does not exist: ") + project);
+        std::erase_if(jobs, [&](const MediaJob &job) { return !JobReport::writesUnder(job, project); });
+    }
+    JobReport::exportQueue(jobs, absolute(parser.positional().first()));
     return exitSuccess;
 }
 
@@ -326,8 +417,8 @@ void printQueueHelp()
                            "  retry ID | --failed               retry a failed or cancelled job\n"
                            "  cancel ID | --all                 cancel a job, or every waiting one\n"
                            "  remove ID | --completed           remove a job, or the finished history\n"
-                           "  move ID --by N                    move a waiting job\n"
-                           "  report FILE                       write the JSON report\n"
+                           "  move ID --by N                    swap a waiting job with the one N waiting jobs away\n"
+                           "  report FILE [--project DIR]       write the JSON report\n"
                            "  clean [--dry-run]                 remove staging files killed runs left\n";
 }
 
@@ -359,15 +450,31 @@ int queueCommand(const QStringList &arguments)
         if (sub == QLatin1String("retry"))
             return changeJobs(sub, rest, QStringLiteral("failed"), QStringLiteral("Returns a failed or cancelled job to the queue."),
                               [](QueueService &queue, const QUuid &id) { queue.retry(id); },
-                              [](QueueService &queue) { queue.retryFailed(); });
+                              [](QueueService &queue) { queue.retryFailed(); },
+                              [](const AppState &state, const std::optional<QUuid> &id) {
+                                  if (!id)
+                                      return QStringLiteral("No job has failed; nothing was retried.");
+                                  return QStringLiteral("Job %1 is %2; only a failed or cancelled job can be retried.")
+                                      .arg(idText(*id), jobWithId(state, *id).status.rawValue());
+                              });
         if (sub == QLatin1String("cancel"))
             return changeJobs(sub, rest, QStringLiteral("all"), QStringLiteral("Cancels a job, or every waiting job."),
                               [](QueueService &queue, const QUuid &id) { queue.cancel(id); },
-                              [](QueueService &queue) { queue.cancelAll(); });
+                              [](QueueService &queue) { queue.cancelAll(); },
+                              [](const AppState &state, const std::optional<QUuid> &id) {
+                                  if (!id)
+                                      return QStringLiteral("No job is waiting; nothing was cancelled.");
+                                  return QStringLiteral("Job %1 is already %2; nothing was cancelled.")
+                                      .arg(idText(*id), jobWithId(state, *id).status.rawValue());
+                              });
         if (sub == QLatin1String("remove"))
             return changeJobs(sub, rest, QStringLiteral("completed"), QStringLiteral("Removes a job, or the finished history."),
                               [](QueueService &queue, const QUuid &id) { queue.remove(id); },
-                              [](QueueService &queue) { queue.removeCompleted(); });
+                              [](QueueService &queue) { queue.removeCompleted(); },
+                              [](const AppState &, const std::optional<QUuid> &id) {
+                                  return id ? QStringLiteral("Job %1 is running and cannot be removed.").arg(idText(*id))
+                                            : QStringLiteral("No job has finished; nothing was removed.");
+                              });
         throw UsageError(QStringLiteral("unknown queue subcommand \"%1\"").arg(sub));
     });
 }

@@ -171,4 +171,15 @@ void QueueLock::confirm()
     m_fd = fd;
 }
 
+bool QueueLock::heldByAnyone(const QString &directory)
+{
+    const QByteArray path = QFile::encodeName(QDir(directory).filePath(QStringLiteral("queue.lock")));
+    const int fd = ::open(path.constData(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
+    if (fd < 0)
+        return false; // no lock file: no process has ever held this queue
+    const bool held = ::flock(fd, LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+    ::close(fd); // releases the shared lock, if it was taken
+    return held;
+}
+
 } // namespace vantor

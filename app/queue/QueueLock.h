@@ -22,6 +22,9 @@ public:
     // that is a link or not a plain file of this user is refused and left alone.
     static QueueLock acquire(const QString &directory);
     bool held() const { return m_fd >= 0; }
+    // Whether some process holds the lock now. Read-only: takes nothing over and creates nothing
+    // (a shared lock tried for an instant). Jobs left running in a free queue were interrupted.
+    static bool heldByAnyone(const QString &directory);
 
     // Call before each write of the queue's state, from one thread at a time. Re-creates a
     // lock file that was deleted or replaced when that is safe; throws a VantorError when this

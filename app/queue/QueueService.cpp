@@ -53,14 +53,10 @@ QueueService::QueueService(const QString &directory, JobPhases phases, QObject *
         m_persistenceError = QStringLiteral("Saved state could not be read. The original state.json has been preserved. ")
                              + errorText(error);
     }
-    for (MediaJob &job : m_state.jobs) {
-        if (job.status.active() || job.status == JobStatus::paused) {
-            job.status = JobStatus::failed;
-            job.error = interruptedMessage;
-            // Nothing runs while this process holds the lock: what the killed run staged is waste.
-            removeStaging(job);
-        }
-    }
+    m_recovered = recoverInterrupted(m_state);
+    // Nothing runs while this process holds the lock: what the killed run staged is waste.
+    for (const MediaJob &job : m_recovered)
+        removeStaging(job);
     if (!m_storageBlocked)
         save();
     connect(m_power, &PowerPolicy::sleeping, this, [this] { handleSystemSleep(); });
@@ -73,6 +69,19 @@ QueueService::~QueueService()
         m_control->cancel();
     m_worker.reset(); // joins the worker once its job has unwound
     m_persistence.flush();
+}
+
+std::vector<MediaJob> QueueService::recoverInterrupted(AppState &state)
+{
+    std::vector<MediaJob> recovered;
+    for (MediaJob &job : state.jobs) {
+        if (job.status.active() || job.status == JobStatus::paused) {
+            job.status = JobStatus::failed;
+            job.error = interruptedMessage;
+            recovered.push_back(job);
+        }
+    }
+    return recovered;
 }
 
 std::optional<std::size_t> QueueService::index(const QUuid &id) const
@@ -191,6 +200,8 @@ void QueueService::process()
 
 void QueueService::startJob(std::size_t position)
 {
+    m_state.jobs[position].started = Timestamp::now();
+    m_state.jobs[position].finished.reset();
     const MediaJob job = m_state.jobs[position];
     const QUuid id = job.id;
     const double start = m_clock();
@@ -293,6 +304,7 @@ void QueueService::finishJob(const QUuid &id, double start, const JobPhaseResult
     const auto position = index(id);
     if (position) {
         MediaJob &job = m_state.jobs[*position];
+        job.finished = Timestamp::now();
         if (result) {
             job.status = JobStatus::complete;
             job.progress = 1.0;

@@ -31,6 +31,12 @@ public:
     explicit QueueService(const QString &directory, JobPhases phases = runJobPhases, QObject *parent = nullptr);
     ~QueueService() override;
 
+    // The recovery at launch: every job left copying, verifying, transcoding or paused becomes
+    // failed with the interruption message. Returns the jobs it changed, in queue order.
+    static std::vector<MediaJob> recoverInterrupted(AppState &state);
+    // The jobs this queue's own launch recovered.
+    const std::vector<MediaJob> &recoveredAtLaunch() const { return m_recovered; }
+
     const AppState &state() const { return m_state; }
     AppState &mutableState() { return m_state; } // callers that change it call save()
     bool running() const { return m_running; }
@@ -97,6 +103,7 @@ private:
     QString m_directory;
     JobPhases m_phases;
     QueueLock m_lock;
+    std::vector<MediaJob> m_recovered;
     AppState m_state;
     bool m_running = false;
     bool m_paused = false;

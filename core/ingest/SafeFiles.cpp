@@ -95,6 +95,15 @@ void existingDirectory(const QString &path)
         throw VantorError(QStringLiteral("The destination is read-only: ") + path);
 }
 
+void refuseReadOnlyFolder(int folder, const QString &path)
+{
+    struct stat info {};
+    struct statvfs volume {};
+    if ((::fstat(folder, &info) == 0 && (info.st_mode & 0222) == 0)
+        || (::fstatvfs(folder, &volume) == 0 && (volume.f_flag & ST_RDONLY)))
+        throw VantorError(QStringLiteral("The destination is read-only: ") + path);
+}
+
 ParentFolder prepareParent(const QString &target, const QString &root)
 {
     existingDirectory(root);
@@ -135,6 +144,8 @@ ParentFolder prepareParent(const QString &target, const QString &root)
             // The new entry must survive a crash before anything is written beneath it.
             FileIo::fsync(current.get());
         }
+        // A folder locked below the root locks what lies beneath it, as the root's lock does.
+        refuseReadOnlyFolder(next.get(), currentPath);
         current = std::move(next);
     }
 

@@ -27,6 +27,9 @@ struct ParentFolder {
 QStringList lexicalComponents(const QString &path);
 bool descendant(const QString &child, const QString &root);
 void existingDirectory(const QString &path);
+// Refuses an open folder that a write would pass through when it is locked (every write bit
+// cleared, which counts even for root) or on a read-only mount; `path` names it in the message.
+void refuseReadOnlyFolder(int folder, const QString &path);
 
 // Validates the target against the chosen root, makes the missing folders between them one at a
 // time, and asserts the target does not exist yet.

@@ -4,10 +4,24 @@
 #include "model/JsonCodec.h"
 #include "model/VantorError.h"
 
+#include <QDateTime>
+#include <QDir>
 #include <QFileInfo>
 #include <system_error>
+#include <cmath>
 
 namespace vantor {
+
+namespace {
+
+std::optional<QString> isoText(const std::optional<Timestamp> &time)
+{
+    if (!time)
+        return std::nullopt;
+    return QDateTime::fromSecsSinceEpoch(qint64(std::floor(time->unixSeconds())), Qt::UTC).toString(Qt::ISODate);
+}
+
+} // namespace
 
 JobReport::JobReport(const MediaJob &job)
     : id(job.id)
@@ -20,7 +34,15 @@ JobReport::JobReport(const MediaJob &job)
     , sourceHash(job.sourceHash)
     , destinationHash(job.destinationHash)
     , error(job.error)
+    , copyPath(job.copyDestination)
+    , outputPath(job.outputDestination)
+    , bytes(job.bytes)
+    , started(isoText(job.started))
+    , finished(isoText(job.finished))
 {
+    // Only the copy phase computes a destination digest; a transcode's output has none.
+    if (job.copyDestination)
+        copyHash = job.destinationHash;
     if (job.preset)
         preset = job.preset->name;
     if (job.checksum)
@@ -37,6 +59,7 @@ QJsonObject JobReport::toJson() const
         { QStringLiteral("operation"), operation },
         { QStringLiteral("status"), status },
         { QStringLiteral("elapsed"), elapsed },
+        { QStringLiteral("bytes"), bytes },
     };
     const auto optional = [&](const char *key, const std::optional<QString> &text) {
         if (text)
@@ -47,6 +70,11 @@ QJsonObject JobReport::toJson() const
     optional("sourceHash", sourceHash);
     optional("destinationHash", destinationHash);
     optional("error", error);
+    optional("copyPath", copyPath);
+    optional("copyHash", copyHash);
+    optional("outputPath", outputPath);
+    optional("started", started);
+    optional("finished", finished);
     return object;
 }
 
@@ -66,6 +94,12 @@ JobReport JobReport::fromJson(const QJsonValue &value)
     report.sourceHash = reader.optionalString("sourceHash");
     report.destinationHash = reader.optionalString("destinationHash");
     report.error = reader.optionalString("error");
+    report.copyPath = reader.optionalString("copyPath");
+    report.copyHash = reader.optionalString("copyHash");
+    report.outputPath = reader.optionalString("outputPath");
+    report.bytes = reader.has("bytes") ? reader.integer("bytes") : 0;
+    report.started = reader.optionalString("started");
+    report.finished = reader.optionalString("finished");
     return report;
 }
 
@@ -78,6 +112,15 @@ QByteArray JobReport::encodeQueue(const std::vector<MediaJob> &jobs)
     for (const MediaJob &job : jobs)
         reports.append(JobReport(job).toJson());
     return JsonCodec::pretty(reports);
+}
+
+bool JobReport::writesUnder(const MediaJob &job, const QString &folder)
+{
+    const QString prefix = QDir::cleanPath(folder) + QLatin1Char('/');
+    const auto under = [&](const std::optional<QString> &path) {
+        return path && QDir::cleanPath(*path).startsWith(prefix);
+    };
+    return under(job.copyDestination) || under(job.outputDestination);
 }
 
 void JobReport::exportQueue(const std::vector<MediaJob> &jobs, const QString &path)

@@ -9,8 +9,10 @@
 
 namespace vantor {
 
-// A flat summary of one job for export (delivery notes, audits, checksum records). It carries
-// no dates and is never read back by the application.
+// A flat summary of one job for export (delivery notes, audits, checksum records); never read
+// back by the application. `destination` and `destinationHash` are kept as they always were
+// (the shown result and the copy's digest); the copy's and the output's own paths and the copy's
+// digest have their own keys, so a copy + transcode job says which file each value is about.
 struct JobReport {
     QUuid id;
     QString filename; // the source's file name
@@ -24,6 +26,12 @@ struct JobReport {
     std::optional<QString> sourceHash;
     std::optional<QString> destinationHash;
     std::optional<QString> error;
+    std::optional<QString> copyPath; // where the job copies the source
+    std::optional<QString> copyHash; // the copy's digest, when verified
+    std::optional<QString> outputPath; // where the job writes its transcode
+    qint64 bytes = 0; // the source's size
+    std::optional<QString> started; // ISO 8601, UTC, to the second
+    std::optional<QString> finished;
 
     JobReport() = default;
     explicit JobReport(const MediaJob &job);
@@ -36,6 +44,8 @@ struct JobReport {
     static constexpr char suggestedFileName[] = "Vantor-queue-report.json";
     // One report per job in queue order, as a pretty JSON array with sorted keys.
     static QByteArray encodeQueue(const std::vector<MediaJob> &jobs);
+    // Whether the job writes anything (its copy or its output) inside `folder`.
+    static bool writesUnder(const MediaJob &job, const QString &folder);
     // Writes encodeQueue(jobs) to `path` atomically (temporary file, then rename).
     static void exportQueue(const std::vector<MediaJob> &jobs, const QString &path);
 };

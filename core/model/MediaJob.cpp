@@ -96,6 +96,10 @@ QJsonObject MediaJob::toJson() const
         object.insert(QStringLiteral("copyPublish"), copyPublish->toJson());
     if (outputPublish)
         object.insert(QStringLiteral("outputPublish"), outputPublish->toJson());
+    if (started)
+        object.insert(QStringLiteral("started"), JsonCodec::date(*started));
+    if (finished)
+        object.insert(QStringLiteral("finished"), JsonCodec::date(*finished));
     return object;
 }
 
@@ -130,6 +134,10 @@ MediaJob MediaJob::fromJson(const QJsonValue &value)
         job.copyPublish = PublishRecord::fromJson(reader.value("copyPublish"));
     if (reader.has("outputPublish"))
         job.outputPublish = PublishRecord::fromJson(reader.value("outputPublish"));
+    if (reader.has("started"))
+        job.started = reader.date("started");
+    if (reader.has("finished"))
+        job.finished = reader.date("finished");
     return job;
 }
 

@@ -41,6 +41,8 @@ struct MediaJob {
     // Saved just before the copy or the output is published; absent in older state files.
     std::optional<PublishRecord> copyPublish;
     std::optional<PublishRecord> outputPublish;
+    std::optional<Timestamp> started; // when the job last started; absent before
+    std::optional<Timestamp> finished; // when it last ended; absent while it waits or runs
 
     // A new waiting job with a fresh id, made now.
     static MediaJob make(const QString &source, const FileGrant &sourceGrant, const QString &destinationRoot,

@@ -154,6 +154,10 @@ void writeJob(JsonText::Object &object, const MediaJob &job)
     };
     writeRecord("copyPublish", job.copyPublish);
     writeRecord("outputPublish", job.outputPublish);
+    if (job.started)
+        object.number("started", JsonCodec::date(*job.started).toDouble());
+    if (job.finished)
+        object.number("finished", JsonCodec::date(*job.finished).toDouble());
 }
 
 std::size_t partCount(std::size_t count)

@@ -125,6 +125,8 @@ ProjectContext create(const QString &name, const QString &client, const QString 
         parentPath, FileIo::encodeName(projectName)
     };
     const int parentFolder = target.folder.get();
+    // The folder actually opened, which may not be the one checked by path above.
+    SafeFiles::refuseReadOnlyFolder(parentFolder, parentPath);
     if (FileIo::existsAt(parentFolder, target.targetName))
         throw VantorError(QStringLiteral("A project named \u201C") + projectName
             + QStringLiteral("\u201D already exists. Use Open Project or choose another name."));

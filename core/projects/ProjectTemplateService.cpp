@@ -53,9 +53,24 @@ std::vector<ProjectTemplate> defaults()
     };
 }
 
+namespace {
+
+void checkLabel(const QString &name)
+{
+    // A template's name is a label shown in lists, never a path: "DIT / offload" is fine.
+    if (name.trimmed().isEmpty())
+        throw VantorError(QStringLiteral("Give the template a name."));
+    for (const QChar character : name) {
+        if (character.category() == QChar::Other_Control)
+            throw VantorError(QStringLiteral("A template name cannot hold control characters such as tabs or line breaks."));
+    }
+}
+
+} // namespace
+
 QStringList validate(const ProjectTemplate &projectTemplate, const NamingValues &values)
 {
-    NamingService::component(projectTemplate.name);
+    checkLabel(projectTemplate.name);
     if (projectTemplate.folders.isEmpty())
         throw VantorError(QStringLiteral("Add at least one folder to the template."));
     QStringList paths;

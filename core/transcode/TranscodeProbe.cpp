@@ -147,7 +147,7 @@ MediaInfo probe(const QString &path, const QString &custom, JobControl &control)
     const QString output = run(executable(custom, true),
         { QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-show_format"),
             QStringLiteral("-show_streams"), QStringLiteral("-show_chapters"), QStringLiteral("-of"),
-            QStringLiteral("json"), path },
+            QStringLiteral("json"), QStringLiteral("-i"), path },
         control, [](const QString &) {});
     return mediaInfo(output.toUtf8(), QFileInfo(path).fileName());
 }

@@ -3,6 +3,7 @@
 #include "model/FileIo.h"
 #include "model/ProcessHandle.h"
 #include "model/VantorError.h"
+#include "transcode/SourceAccessTimes.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -181,6 +182,8 @@ QString run(const QString &executable, const QStringList &arguments, JobControl 
     const std::function<void(const QString &)> &line)
 {
     control.checkpoint();
+    // Destroyed after the child is reaped, on every way out.
+    const SourceAccessTimes keptTimes(arguments);
 
     Pipe pipe;
     const pid_t pid = spawn(executable, arguments, pipe.writeEnd());

@@ -8,6 +8,8 @@
 
 #include <QJsonArray>
 #include <QRegularExpression>
+#include <fcntl.h>
+#include <sys/stat.h>
 
 namespace vantor {
 namespace {
@@ -216,6 +218,62 @@ TEST_F(MediaCommands, PreviewPrintsTheFrameOrClipAndTheEstimate)
     EXPECT_TRUE(beyond.errText().startsWith(QString("vantor: --at is past the end of the clip, which runs %1 seconds.\n")
                                                 .arg(probe(source).duration, 0, 'f', 2))) << beyond.errText().toStdString();
     EXPECT_TRUE(beyond.out.isEmpty());
+}
+
+// 日本 is drawn with a font that has it: its frame differs from one of two characters no font has
+// (the same empty box twice), and only the latter is named in the detail text.
+TEST_F(MediaCommands, PreviewDrawsCjkAndNamesCharactersNoFontHas)
+{
+    const QString source = clip("clip.mov", 1.0);
+    const QString nowhere = QString::fromUcs4(U"\U0010FFFD\U0010FFFE");
+    QList<QByteArray> frames;
+    for (const auto &[text, detail] : std::vector<std::pair<QString, QString>> {
+             { "日本", "" },
+             { nowhere, "No installed font has " + nowhere + ", so the burn-in draws them as empty boxes. Install a font "
+                 "that has them, such as fonts-noto-cjk for Chinese, Japanese and Korean." } }) {
+        const test::ProcessResult result = vantor({ "preview", "-p", "Editorial Proxy", "--burn-text", text, "--burn-size", "60", source });
+        ASSERT_EQ(result.exitCode, 0) << result.err.constData();
+        const QStringList lines = result.outText().split('\n', Qt::SkipEmptyParts);
+        ASSERT_GE(lines.size(), 2);
+        EXPECT_EQ(lines.value(2), detail);
+        frames << test::readFile(lines[0]);
+    }
+    EXPECT_NE(frames[0], frames[1]) << "日本 was drawn as empty boxes";
+}
+
+// Whatever reads a source through the engine leaves its access time as it found it.
+TEST_F(MediaCommands, EngineRunsKeepTheSourcesAccessTime)
+{
+    dir.makeDir("card");
+    const QString source = clip("card/A001C001.mov", 1.0);
+    const time_t year2020 = 1577836800;
+    const auto accessed = [&] {
+        struct stat info {};
+        ::stat(QFile::encodeName(source).constData(), &info);
+        return info.st_atim.tv_sec;
+    };
+    const struct {
+        const char *label;
+        std::vector<QStringList> commands;
+    } cases[] = {
+        { "probe", { { "probe", source } } },
+        { "transcode", { { "transcode", "-p", "Editorial Proxy", "-o", out, source } } },
+        { "previewFrame", { { "preview", "-p", "Editorial Proxy", "--at", "0.5", source } } },
+        { "previewClip", { { "preview", "-p", "Editorial Proxy", "--clip", source } } },
+        { "ingestTranscodeOnly", { { "ingest", "--operation", "transcode", "--project", dir.makeDir("Doc"), source } } },
+        { "queueCopyAndTranscode",
+            { { "queue", "add", "copy-transcode", "-p", "Editorial Proxy", "--root", dir.makeDir("Copies"), source },
+                { "queue", "run" } } },
+    };
+    for (const auto &c : cases) {
+        const timespec times[2] = { { year2020, 0 }, { 0, UTIME_OMIT } };
+        ASSERT_EQ(::utimensat(AT_FDCWD, QFile::encodeName(source).constData(), times, 0), 0);
+        for (const QStringList &command : c.commands) {
+            const test::ProcessResult result = vantor(command);
+            ASSERT_EQ(result.exitCode, 0) << c.label << ": " << result.err.constData();
+        }
+        EXPECT_EQ(accessed(), year2020) << c.label;
+    }
 }
 
 } // namespace

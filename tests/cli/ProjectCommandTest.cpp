@@ -35,6 +35,18 @@ TEST_F(ProjectCommand, BuiltInTemplatesWithoutAStateFileAndTodaysDate)
     EXPECT_TRUE(QFileInfo(parent + "/Doc/03_AUDIO/AAF").isDir());
 }
 
+// Every built-in template creates its project by its name, "DIT / offload" included.
+TEST_F(ProjectCommand, EveryBuiltInTemplateCreatesItsProject)
+{
+    for (const ProjectTemplate &entry : ProjectTemplateService::defaults()) {
+        const QString folder = dir.makeDir("each-" + entry.id.toString(QUuid::WithoutBraces));
+        const ProcessResult created = vantor({"project", "create", "-t", entry.name, "-n", "Day 1", folder});
+        ASSERT_EQ(created.exitCode, 0) << entry.name.toStdString() << ": " << created.err.constData();
+        for (const QString &path : entry.folders)
+            EXPECT_TRUE(QFileInfo(folder + "/Day 1/" + path).isDir()) << entry.name.toStdString() << " " << path.toStdString();
+    }
+}
+
 TEST_F(ProjectCommand, UsesTheStoredTemplatesWhenAStateFileExists)
 {
     AppState state;

@@ -2,7 +2,10 @@
 #include "CliTest.h"
 #include "ClipMaker.h"
 #include "ingest/MediaIngestService.h"
+#include "queue/QueueLock.h"
+#include "SampleRecords.h"
 
+#include <QDateTime>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -59,6 +62,23 @@ TEST_F(WorkspaceCommands, QueueAddListRunAndReport)
     const QJsonArray reports = QJsonDocument::fromJson(readFile(report)).array();
     ASSERT_EQ(reports.size(), 3);
     EXPECT_EQ(reports[0][u"checksum"].toString(), "xxHash64");
+    for (const auto &entry : reports) {
+        EXPECT_EQ(entry[u"copyPath"], entry[u"destination"]);
+        EXPECT_EQ(entry[u"copyHash"], entry[u"sourceHash"]);
+        const QDateTime started = QDateTime::fromString(entry[u"started"].toString(), Qt::ISODate);
+        EXPECT_TRUE(started.isValid() && started <= QDateTime::fromString(entry[u"finished"].toString(), Qt::ISODate));
+    }
+    // One project's jobs: those that write into it.
+    const auto reported = [&](const QString &project) {
+        const ProcessResult result = vantor("queue report", {report, "--project", project});
+        return std::make_pair(result.exitCode, result.exitCode == 0 ? QJsonDocument::fromJson(readFile(report)).array().size()
+                                                                     : qsizetype(-1));
+    };
+    EXPECT_EQ(reported(dir.file("project/02_FOOTAGE")), std::make_pair(0, qsizetype(3)));
+    EXPECT_EQ(reported(dir.makeDir("proj")), std::make_pair(0, qsizetype(0))) << "a prefix of the name is not the folder";
+    EXPECT_EQ(reported(dir.file("missing")), std::make_pair(1, qsizetype(-1)));
+    EXPECT_EQ(vantor("queue report", {report, "--project", dir.file("missing")}).errText(),
+              "vantor: The project folder does not exist: " + dir.file("missing") + '\n');
 }
 
 TEST_F(WorkspaceCommands, QueueChangesByIdPrefixAndInBulk)
@@ -74,6 +94,92 @@ TEST_F(WorkspaceCommands, QueueChangesByIdPrefixAndInBulk)
     ASSERT_EQ(state.jobs.size(), 1u);
     EXPECT_EQ(state.jobs[0].status, JobStatus::waiting);
     EXPECT_FALSE(state.jobs[0].checksum.has_value());
+}
+
+// A job left running by a process that is gone (Ctrl-C saves it so) is shown as interrupted while
+// no process holds the queue, as it is while one does, and the next run says what it recovered.
+TEST_F(WorkspaceCommands, JobsLeftRunningShowAsInterruptedUntilTheNextRunRecoversThem)
+{
+    const QString message = "Interrupted by application shutdown. Retry to restart the unfinished phase. Original media is preserved.";
+    const struct {
+        JobStatus status;
+        bool interrupted;
+    } cases[] = {{JobStatus::copying, true}, {JobStatus::verifying, true}, {JobStatus::transcoding, true},
+                 {JobStatus::paused, true}, {JobStatus::complete, false}, {JobStatus::failed, false}};
+    AppState state = AppState::fresh();
+    for (const auto &c : cases)
+        state.jobs.push_back(sampleJob(JobOperation::copyAndTranscode, c.status, int(state.jobs.size())));
+    StateStore::save(state, support);
+    const QByteArray saved = readFile(support + "/state.json");
+
+    const auto listed = [&] { return vantor("queue list").outText().split('\n', Qt::SkipEmptyParts); };
+    QStringList free = listed(), held;
+    {
+        const QueueLock lock = QueueLock::acquire(support);
+        held = listed();
+    }
+    for (std::size_t i = 0, line = 0; i < std::size(cases); ++i, ++line) {
+        const QString status = cases[i].status.rawValue();
+        ASSERT_LT(line, std::size_t(free.size()));
+        EXPECT_EQ(free[line].section("  ", 1, 1).trimmed(), cases[i].interrupted ? "INTERRUPTED" : status) << status.toStdString();
+        if (cases[i].interrupted)
+            EXPECT_EQ(free[++line], "    " + message);
+        EXPECT_EQ(held[i].section("  ", 1, 1).trimmed(), status) << "a held queue is shown as it is";
+    }
+    EXPECT_EQ(held.size(), std::size(cases));
+    EXPECT_EQ(readFile(support + "/state.json"), saved) << "reading changes nothing";
+
+    const ProcessResult ran = vantor("queue run");
+    EXPECT_EQ(ran.exitCode, 0) << ran.errText().toStdString();
+    EXPECT_EQ(ran.errText(), "Recovered 4 interrupted jobs: A000C0 clip \u00E9.mov, A000C1 clip \u00E9.mov, A000C2 clip \u00E9.mov, "
+                             "A000C3 clip \u00E9.mov. They are now failed; 'vantor queue retry --failed' restarts the unfinished phase.\n");
+    for (std::size_t i = 0; i < std::size(cases); ++i) {
+        const MediaJob job = stored().jobs[i];
+        EXPECT_EQ(job.status, cases[i].interrupted ? JobStatus::failed : cases[i].status);
+        if (cases[i].interrupted)
+            EXPECT_EQ(job.error, message);
+    }
+    EXPECT_EQ(vantor("queue run").errText(), "") << "recovered once";
+}
+
+// A move swaps the job with the waiting job that many waiting places away; a change that would
+// leave the queue as it is says why and fails.
+TEST_F(WorkspaceCommands, QueueChangesThatChangeNothingSayWhy)
+{
+    AppState state = AppState::fresh();
+    for (const JobStatus status : {JobStatus::waiting, JobStatus::complete, JobStatus::waiting, JobStatus::waiting, JobStatus::cancelled})
+        state.jobs.push_back(sampleJob(JobOperation::copy, status, int(state.jobs.size())));
+    StateStore::save(state, support);
+    const auto id = [&](int index) { return state.jobs[std::size_t(index)].id.toString(QUuid::WithoutBraces).toUpper(); };
+    const auto outline = [](const std::vector<MediaJob> &jobs) {
+        QStringList lines;
+        for (const MediaJob &job : jobs)
+            lines << job.id.toString() + ' ' + job.status.rawValue();
+        return lines;
+    };
+    const struct {
+        QStringList arguments;
+        QString error;
+    } cases[] = {
+        {{"retry", id(1)}, "Job " + id(1) + " is COMPLETE; only a failed or cancelled job can be retried."},
+        {{"retry", "--failed"}, "No job has failed; nothing was retried."},
+        {{"cancel", id(1)}, "Job " + id(1) + " is already COMPLETE; nothing was cancelled."},
+        {{"cancel", id(4)}, "Job " + id(4) + " is already CANCELLED; nothing was cancelled."},
+        {{"move", id(0), "--by", "100"}, "Job " + id(0) + " is waiting job 1 of 3; there is no waiting job 100 places after it."},
+        {{"move", id(0), "--by", "-1"}, "Job " + id(0) + " is waiting job 1 of 3; there is no waiting job 1 place before it."},
+        {{"move", id(3), "--by", "0"}, "Moving by 0 places leaves job " + id(3) + " where it is."},
+        {{"move", id(1), "--by", "1"}, "Job " + id(1) + " is COMPLETE; only a waiting job can be moved."},
+    };
+    for (const auto &c : cases) {
+        const ProcessResult result = vantor("queue", c.arguments);
+        EXPECT_EQ(std::make_pair(result.exitCode, result.errText()), std::make_pair(1, "vantor: " + c.error + '\n'))
+            << c.arguments.join(' ').toStdString();
+        EXPECT_EQ(outline(stored().jobs), outline(state.jobs));
+    }
+    EXPECT_TRUE(vantor("queue move --help").outText().contains("Swaps a waiting job with the waiting job N places away"));
+    ASSERT_EQ(vantor("queue move", {id(0), "--by", "2"}).exitCode, 0);
+    std::swap(state.jobs[0], state.jobs[3]); // the complete job and the waiting one between stay
+    EXPECT_EQ(outline(stored().jobs), outline(state.jobs));
 }
 
 // Waits for the real copy and transcode phases on main.

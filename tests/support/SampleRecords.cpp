@@ -39,6 +39,10 @@ MediaJob sampleJob(JobOperation operation, JobStatus status, int index)
     job.progress = 0.25 + 0.001 * index;
     job.phaseProgress = 0.1;
     job.elapsed = 12.75;
+    if (status.final()) {
+        job.started = Timestamp::fromUnixSeconds(1731690100.5 + index);
+        job.finished = Timestamp::fromUnixSeconds(1731690160.25 + index);
+    }
     if (status == JobStatus::failed || status == JobStatus::cancelled)
         job.error = QStringLiteral("Checksum mismatch. The copy was discarded; the source is untouched.");
     if (status == JobStatus::complete && checksum) {

@@ -72,6 +72,12 @@ TEST_F(SafeFilesTest, PrepareParentMakesTheChainAndRefusesEveryBadTarget)
     dir.write(QStringLiteral("root/taken.mov"), "old");
     const QString locked = dir.makeDir(QStringLiteral("locked"));
     QFile::setPermissions(locked, QFile::ReadOwner | QFile::ExeOwner);
+    // Folders below the root locked by clearing every write bit, which holds even for root.
+    const QString lockedBelow = dir.makeDir(QStringLiteral("root/lockedBelow"));
+    dir.makeDir(QStringLiteral("root/lockedAbove/open"));
+    const QString lockedAbove = root + QStringLiteral("/lockedAbove");
+    for (const QString &folder : {lockedBelow, lockedAbove})
+        QFile::setPermissions(folder, QFile::ReadOwner | QFile::ExeOwner | QFile::ReadGroup | QFile::ExeGroup);
     const QString escape = QStringLiteral("Output would escape the selected destination.");
     const QString component = QStringLiteral("A destination component is a link or file: ") + root;
     const QString unreal = QStringLiteral("Select an available, real destination folder: ");
@@ -86,12 +92,15 @@ TEST_F(SafeFilesTest, PrepareParentMakesTheChainAndRefusesEveryBadTarget)
         {dir.file(QStringLiteral("rootlink/x.mov")), dir.file(QStringLiteral("rootlink")), unreal + dir.file(QStringLiteral("rootlink"))},
         {root + QStringLiteral("/plain/x.mov"), root + QStringLiteral("/plain"), unreal + root + QStringLiteral("/plain")},
         {locked + QStringLiteral("/x.mov"), locked, QStringLiteral("The destination is read-only: ") + locked},
+        {lockedBelow + QStringLiteral("/x.mov"), root, QStringLiteral("The destination is read-only: ") + lockedBelow},
+        {lockedBelow + QStringLiteral("/A001/x.mov"), root, QStringLiteral("The destination is read-only: ") + lockedBelow},
+        {lockedAbove + QStringLiteral("/open/x.mov"), root, QStringLiteral("The destination is read-only: ") + lockedAbove},
     };
     for (const auto &c : cases)
         EXPECT_EQ(messageOf([&] { SafeFiles::prepareParent(c.target, c.root); }), c.message) << c.target.toStdString();
     EXPECT_THROW(SafeFiles::existingDirectory(dir.file(QStringLiteral("missing"))), std::system_error);
     EXPECT_TRUE(listTree(outside).isEmpty());
-    EXPECT_EQ(listTree(root), QStringList({"linked", "plain", "taken.mov"}));
+    EXPECT_EQ(listTree(root), QStringList({"linked", "lockedAbove/", "lockedAbove/open/", "lockedBelow/", "plain", "taken.mov"}));
 
     // A good target gets its chain; publishing never replaces, and a refused publish keeps both files.
     const QString target = root + QStringLiteral("/A001/CLIP/clip.mov");

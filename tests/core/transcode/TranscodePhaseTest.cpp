@@ -212,6 +212,30 @@ TEST_F(TranscodePhaseTest, BurnInLabelFileTimecodeBesideItAndRefusalsLeaveNoFold
     }
 }
 
+// The burn-in font has the text's characters: fontconfig itself is asked which fonts have them.
+TEST(BurnInFonts, FollowTheCharactersOfTheText)
+{
+    const QString monospace = test::runProgram("fc-match", { "-f", "%{file}", "monospace" }).outText();
+    const auto fontsWith = [](const QString &characters) {
+        QStringList codes;
+        for (const char32_t character : characters.toUcs4())
+            codes << QString::number(uint(character), 16);
+        return test::runProgram("fc-list", { "-f", "%{file}\\n", ":charset=" + codes.join(' ') }).outText().split('\n', Qt::SkipEmptyParts);
+    };
+    const QString nowhere = QString::fromUcs4(U"\U0010FFFD"); // private use: no font has it
+    // text, the characters its font must have (empty: the monospace font), the characters no font has
+    for (const auto &[text, needed, missing] : std::vector<std::tuple<QString, QString, QString>> {
+             { "A001C003.mov\nClient cut", "", "" }, { "10:00:00;00", "", "" }, { "Day 2 日本", "日本", "" },
+             { "ソニー 한국", "ソニー한국", "" }, { "日本" + nowhere + "x" + nowhere, "日本", nowhere } }) {
+        const QString font = BurnInService::fontFile(text);
+        if (needed.isEmpty())
+            EXPECT_EQ(font, monospace) << text.toStdString();
+        else
+            EXPECT_TRUE(fontsWith(needed).contains(font)) << text.toStdString() << " got " << font.toStdString();
+        EXPECT_EQ(BurnInService::uncoveredCharacters(text), missing) << text.toStdString();
+    }
+}
+
 TEST_F(TranscodePhaseTest, PreviewsAreAtMost1280WideFailuresLeaveNoFolderAndRemoveTouchesOnlyPreviews)
 {
     const QString wide = test::makeClip(media.file("wide.mp4"), { .width = 1920, .height = 1080, .seconds = 0.4, .audioChannels = 0 });
