@@ -329,6 +329,7 @@ TEST_F(WorkspaceCommands, IngestSetsAsideWhatIsAlreadyOffloaded)
     EXPECT_EQ(changed.errText(), "Comparing the copies already at their destinations with their sources.\n"
                                  "vantor: Destination collision: " + copies + "/CLIP/C2.MXF. Change the output pattern or folder.\n");
     EXPECT_EQ(readFile(copy.fileName()), before);
+}
 
 // A card holding files whose names cannot be used: each is named on stderr, the rest is queued,
 // and the exit status says something was left out.
