@@ -25,12 +25,9 @@ public:
     void accept() override
     {
         const QStringList chosen = selectedFiles();
-        const bool allExist = !chosen.isEmpty() && std::all_of(chosen.begin(), chosen.end(), [](const QString &path) {
-            return QFileInfo::exists(path);
-        });
-        // A single folder typed or selected is taken when it is not the one being shown.
-        if (allExist && !(chosen.size() == 1 && QFileInfo(chosen.first()).absoluteFilePath() ==
-                                                     directory().absolutePath()))
+        if (!chosen.isEmpty() && std::all_of(chosen.begin(), chosen.end(), [](const QString &path) {
+                return QFileInfo::exists(path);
+            }))
             QDialog::accept();
         else
             QFileDialog::accept();

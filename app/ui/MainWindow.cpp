@@ -5,6 +5,7 @@
 #include "MessageBanner.h"
 #include "Sidebar.h"
 #include "Theme.h"
+#include "models/QueueChanges.h"
 #include "pages/PlaceholderPage.h"
 #include "pages/ProjectPage.h"
 #include "pages/QueuePage.h"
@@ -158,19 +159,9 @@ void MainWindow::watchForNotifications()
         if (job.status == JobStatus::failed)
             m_failed.insert(job.id);
     }
-    connect(&queue, &QueueService::jobsChanged, this, [this, &queue] {
-        QSet<QUuid> failed;
-        for (const MediaJob &job : queue.state().jobs) {
-            if (job.status != JobStatus::failed)
-                continue;
-            failed.insert(job.id);
-            if (!m_failed.contains(job.id) && !isActiveWindow())
-                Desktop::instance().notify(tr("Job failed"), job.source.section(u'/', -1) + QStringLiteral(": ") +
-                                                                 job.error.value_or(QString()));
-        }
-        m_failed = failed;
-    });
+    connect(new QueueChanges(queue, this), &QueueChanges::changed, this, &MainWindow::announceFailures);
     connect(&queue, &QueueService::idle, this, [this, &queue] {
+        announceFailures();
         if (isActiveWindow())
             return;
         qint64 complete = 0, failed = 0;
@@ -180,6 +171,20 @@ void MainWindow::watchForNotifications()
         }
         Desktop::instance().notify(tr("Queue finished"), tr("%1 complete, %2 failed").arg(complete).arg(failed));
     });
+}
+
+void MainWindow::announceFailures()
+{
+    QSet<QUuid> failed;
+    for (const MediaJob &job : m_workspace.queue().state().jobs) {
+        if (job.status != JobStatus::failed)
+            continue;
+        failed.insert(job.id);
+        if (!m_failed.contains(job.id) && !isActiveWindow())
+            Desktop::instance().notify(tr("Job failed"),
+                                       job.source.section(u'/', -1) + QStringLiteral(": ") + job.error.value_or(QString()));
+    }
+    m_failed = failed;
 }
 
 bool MainWindow::confirmQuit()

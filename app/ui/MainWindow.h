@@ -35,6 +35,7 @@ private:
     void showTitle();
     void showPage();
     void watchForNotifications();
+    void announceFailures();
     bool confirmQuit();
 
     Workspace &m_workspace;

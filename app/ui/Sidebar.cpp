@@ -3,6 +3,7 @@
 #include "AppIcon.h"
 #include "Desktop.h"
 #include "Theme.h"
+#include "models/QueueChanges.h"
 #include "queue/QueueService.h"
 #include "widgets/SectionLabel.h"
 #include "widgets/StatusCounts.h"
@@ -75,7 +76,7 @@ Sidebar::Sidebar(Workspace &workspace, QWidget *parent)
     layout->addSpacing(Theme::space(1));
     layout->addWidget(m_counts);
     const auto showCounts = [this] { m_counts->update(m_workspace.queue().state().jobs); };
-    connect(&workspace.queue(), &QueueService::jobsChanged, this, showCounts);
+    connect(new QueueChanges(workspace.queue(), this), &QueueChanges::changed, this, showCounts);
     showCounts();
 
     layout->addStretch(1);

@@ -63,7 +63,7 @@ TEST_F(JobListModelTest, FollowsEveryQueueChange)
     for (const auto &[name, step] : steps) {
         SCOPED_TRACE(name);
         step();
-        EXPECT_EQ(rows(model), jobs());
+        EXPECT_TRUE(waitUntil([&] { return rows(model) == jobs(); })) << rows(model).join(u',').toStdString();
     }
     EXPECT_EQ(model.rowCount(), 0);
 }

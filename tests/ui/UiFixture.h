@@ -10,6 +10,7 @@
 
 #include <QAbstractButton>
 #include <QApplication>
+#include <QLabel>
 #include <QSettings>
 #include <QStandardPaths>
 #include <QTest>
@@ -131,6 +132,11 @@ public: // the table-driven cases reach the fixture from lambdas
         return waitUntil([&] { return !queue().state().jobs.empty() && queue().state().jobs.front().status == status; });
     }
 
+    // Views follow the queue within a short interval; waits until the label shows `text`.
+    bool shows(const QString &label, const QString &text)
+    {
+        return waitUntil([&] { return find<QLabel>(label)->text() == text; });
+    }
     template <typename T = QWidget> T *find(const QString &name) const
     {
         T *found = window->findChild<T *>(name);

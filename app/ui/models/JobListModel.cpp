@@ -1,5 +1,6 @@
 #include "models/JobListModel.h"
 
+#include "models/QueueChanges.h"
 #include "queue/QueueService.h"
 
 #include <QSet>
@@ -23,7 +24,7 @@ bool sameView(const MediaJob &a, const MediaJob &b)
 JobListModel::JobListModel(QueueService &queue, QObject *parent) : QAbstractListModel(parent), m_queue(queue)
 {
     m_jobs = queue.state().jobs;
-    connect(&queue, &QueueService::jobsChanged, this, &JobListModel::sync);
+    connect(new QueueChanges(queue, this), &QueueChanges::changed, this, &JobListModel::sync);
 }
 
 int JobListModel::rowCount(const QModelIndex &parent) const { return parent.isValid() ? 0 : int(m_jobs.size()); }

@@ -11,8 +11,8 @@ class QueueService;
 
 namespace vantor::ui {
 
-// The queue's jobs in queue order. On every change of the queue it compares its copy with the
-// queue's jobs by id: added and removed jobs become row insertions and removals, reordered ones
+// The queue's jobs in queue order. On each change of the queue (at most one per QueueChanges
+// interval) it compares its copy with the queue's jobs by id: added and removed jobs become row insertions and removals, reordered ones
 // row moves, and only the rows whose job changed report dataChanged, so a progress tick never
 // resets the list.
 class JobListModel : public QAbstractListModel {

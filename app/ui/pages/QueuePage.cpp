@@ -4,6 +4,7 @@
 #include "model/JobReport.h"
 #include "model/VantorError.h"
 #include "models/JobListModel.h"
+#include "models/QueueChanges.h"
 #include "pages/JobDetailsPanel.h"
 #include "queue/QueueService.h"
 #include "widgets/JobDelegate.h"
@@ -85,7 +86,7 @@ QueuePage::QueuePage(Workspace &workspace, QWidget *parent)
     setTabOrder(previous, m_list);
     setTabOrder(m_list, m_details->findChild<QWidget *>(QStringLiteral("job-move-earlier")));
 
-    connect(&queue, &QueueService::jobsChanged, this, &QueuePage::refresh);
+    connect(new QueueChanges(queue, this), &QueueChanges::changed, this, &QueuePage::refresh);
     connect(&queue, &QueueService::runningChanged, this, &QueuePage::refresh);
     connect(&queue, &QueueService::pausedChanged, this, &QueuePage::refresh);
     refresh();
