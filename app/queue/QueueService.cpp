@@ -149,6 +149,7 @@ void QueueService::enqueue(const std::vector<MediaJob> &jobs)
 
 void QueueService::start()
 {
+    m_saveFailedSinceStart = false; // the user asks again: the disk may take saves now
     if (m_running || m_storageBlocked)
         return;
     setRunning(true);
@@ -181,6 +182,11 @@ void QueueService::process()
         }
     }
     if (!next) {
+        endLoop();
+        return;
+    }
+    if (m_saveFailedSinceStart) {
+        // Work the state cannot record would only be lost: stop until the disk takes saves again.
         endLoop();
         return;
     }
@@ -226,13 +232,17 @@ void QueueService::startJob(std::size_t position)
         };
         callbacks.beforePublish = [this, id, control](const PublishRecord &record, bool output) {
             // Waits until the record is on disk; a cancel or the queue's end stops the wait.
-            auto saved = std::make_shared<std::promise<void>>();
-            std::future<void> done = saved->get_future();
+            auto saved = std::make_shared<std::promise<std::optional<QString>>>();
+            std::future<std::optional<QString>> done = saved->get_future();
             QMetaObject::invokeMethod(this, [this, id, record, output, saved] {
-                recordPublish(id, record, output, [saved] { saved->set_value(); });
+                recordPublish(id, record, output, [saved](const std::optional<QString> &failure) { saved->set_value(failure); });
             }, Qt::QueuedConnection);
             while (done.wait_for(std::chrono::milliseconds(20)) != std::future_status::ready)
                 control->checkpoint();
+            // A publish the state does not know of could never be adopted again: nothing is
+            // published unless its record is on disk.
+            if (const std::optional<QString> failure = done.get())
+                throw VantorError(*failure);
         };
         try {
             const JobPhaseResult result = phases(job, *control, engine, callbacks);
@@ -280,16 +290,16 @@ void QueueService::commitCopy(const QUuid &id, const std::optional<QString> &sou
     save();
 }
 
-void QueueService::recordPublish(const QUuid &id, const PublishRecord &record, bool output,
-                                 const std::function<void()> &saved)
+void QueueService::recordPublish(const QUuid &id, const PublishRecord &record, bool output, const SaveDone &saved)
 {
-    if (const auto position = index(id)) {
-        MediaJob &job = m_state.jobs[*position];
-        (output ? job.outputPublish : job.copyPublish) = record;
-        save();
+    const auto position = index(id);
+    if (!position) {
+        saved(QStringLiteral("The job was removed from the queue before its result was published."));
+        return;
     }
-    // Saves run in request order, so this runs once the save above is written.
-    m_persistence.post(saved);
+    MediaJob &job = m_state.jobs[*position];
+    (output ? job.outputPublish : job.copyPublish) = record;
+    saveThen(saved);
 }
 
 void QueueService::removeStaging(const MediaJob &job)
@@ -470,20 +480,34 @@ void QueueService::removeCompleted()
 
 void QueueService::save()
 {
-    if (m_storageBlocked)
+    saveThen({});
+}
+
+void QueueService::saveThen(const SaveDone &done)
+{
+    if (m_storageBlocked) {
+        if (done)
+            done(m_persistenceError.value_or(QStringLiteral("Queue could not be saved.")));
         return;
+    }
     m_lastSave = m_clock();
     ++m_savesRequested;
-    m_persistence.post([this, snapshot = m_state, directory = m_directory] {
+    m_persistence.post([this, snapshot = m_state, directory = m_directory, done] {
+        std::optional<QString> failure;
         try {
             // Never over a state another process may have written since.
             m_lock.confirm();
             StateStore::save(snapshot, directory);
         } catch (const std::exception &error) {
-            reportFailure(QStringLiteral("Queue could not be saved: ") + errorText(error), true);
+            failure = QStringLiteral("Queue could not be saved: ") + errorText(error);
+            m_saveFailedSinceStart = true;
+            reportFailure(*failure, true);
         }
+        if (done)
+            done(failure);
     });
 }
+
 
 void QueueService::log(const QString &message)
 {

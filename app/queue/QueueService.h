@@ -7,6 +7,7 @@
 #include "queue/QueueLock.h"
 
 #include <QObject>
+#include <atomic>
 #include <QUuid>
 #include <functional>
 #include <memory>
@@ -94,7 +95,10 @@ private:
     void progress(const QUuid &id, JobStatus phase, double value, double start);
     void commitCopy(const QUuid &id, const std::optional<QString> &sourceHash,
                     const std::optional<QString> &destinationHash);
-    void recordPublish(const QUuid &id, const PublishRecord &record, bool output, const std::function<void()> &saved);
+    // `saved` gets the save's failure, or nothing once the record is on disk.
+    using SaveDone = std::function<void(const std::optional<QString> &failure)>;
+    void recordPublish(const QUuid &id, const PublishRecord &record, bool output, const SaveDone &saved);
+    void saveThen(const SaveDone &done);
     void removeStaging(const MediaJob &job);
     void finishJob(const QUuid &id, double start, const JobPhaseResult *result, const QString &error,
                    bool cancelled);
@@ -115,7 +119,8 @@ private:
     bool m_loopScheduled = false;
     double m_lastSave;
     std::size_t m_savesRequested = 0;
-    std::mutex m_failuresMutex; // guards the two below, written on the persistence thread
+    std::atomic<bool> m_saveFailedSinceStart = false; // holds the run loop until start() again
+    mutable std::mutex m_failuresMutex; // guards the two below, written on the persistence thread
     std::vector<QString> m_undelivered;
     std::optional<QString> m_saveFailure;
     Clock m_clock;

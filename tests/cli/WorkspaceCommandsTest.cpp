@@ -403,7 +403,8 @@ TEST_F(WorkspaceCommands, WatchRulesFromTheCommandLine)
     EXPECT_TRUE(stored().watches.empty());
 }
 
-// A save the disk refuses fails the command that asked for it, even when the work went on.
+// A save the disk refuses fails the command that asked for it, and nothing is published that
+// the state could not record.
 TEST_F(WorkspaceCommands, ASaveThatFailsFailsTheCommand)
 {
     ASSERT_EQ(addCard({"--no-verify"}).exitCode, 0);
@@ -412,7 +413,7 @@ TEST_F(WorkspaceCommands, ASaveThatFailsFailsTheCommand)
     // The launch's save of three jobs takes eight file operations (three pieces are written);
     // the command's own save begins with an open and a write.
     for (const auto &[command, failAt] : {std::pair{QString("queue add copy --root %1 %2").arg(dir.makeDir("p2"), dir.file("card2")), "10"},
-                                          {"queue cancel --all", "10"}, {"queue run", "2"}}) {
+                                          {"queue cancel --all", "10"}}) {
         environment.insert("VANTOR_FAULT_FAIL_AT", failAt);
         const ProcessResult result = vantor(command);
         EXPECT_EQ(result.exitCode, 1) << command.toStdString();
@@ -422,10 +423,29 @@ TEST_F(WorkspaceCommands, ASaveThatFailsFailsTheCommand)
             EXPECT_EQ(result.outText(), "") << "no id of a job that was not saved";
     }
     environment.remove("VANTOR_FAULT_FAIL_AT");
-    QStringList statuses;
-    for (const MediaJob &job : stored().jobs)
-        statuses << job.status.rawValue();
-    EXPECT_EQ(statuses, QStringList({"COMPLETE", "COMPLETE", "COMPLETE"})) << "run's later saves went through";
+    environment.remove("VANTOR_FAULT_ERRNO");
+
+    // The run: the support folder on a full volume, the copies' destination elsewhere.
+    const SmallVolume volume(dir.makeDir("full"));
+    ASSERT_TRUE(volume.mounted) << "mounting a tmpfs needs root";
+    ASSERT_TRUE(QFile::copy(support + "/state.json", volume.path + "/state.json"));
+    QProcess::execute("sh", {"-c", "cat /dev/zero > \"$0\" 2>/dev/null", volume.path + "/filler"});
+    environment.insert("VANTOR_SUPPORT_DIR", volume.path);
+    const ProcessResult full = vantor("queue run");
+    EXPECT_EQ(full.exitCode, 1);
+    EXPECT_EQ(full.errText().trimmed().section('\n', -1), "vantor: Queue could not be saved: No space left on device");
+    const auto statuses = [&] {
+        QStringList all;
+        for (const MediaJob &job : StateStore::load(volume.path).jobs)
+            all << job.status.rawValue();
+        return all;
+    };
+    EXPECT_EQ(statuses(), QStringList({"WAITING", "WAITING", "WAITING"}));
+    EXPECT_EQ(vantor("queue run").exitCode, 1) << "still full";
+    QFile::remove(volume.path + "/filler");
+    const ProcessResult freed = vantor("queue run");
+    EXPECT_EQ(freed.exitCode, 0) << freed.errText().toStdString();
+    EXPECT_EQ(statuses(), QStringList({"COMPLETE", "COMPLETE", "COMPLETE"})) << "nothing published unrecorded";
 }
 
 // A second process that would change the queue is refused while the first holds it, and goes on
