@@ -76,6 +76,8 @@ TEST_F(JobListModelTest, ProgressChangesOnlyTheRunningRow)
     enqueue({QStringLiteral("a.MOV"), QStringLiteral("wait.MOV"), QStringLiteral("c.MOV")});
     queue().start();
     ASSERT_TRUE(waitUntil([&] { return queue().state().jobs[1].status == JobStatus::copying; }));
+    // The view follows the queue in batches: let it catch up with the first job's end.
+    ASSERT_TRUE(waitUntil([&] { return rows(model) == jobs(); }));
     QSignalSpy changed(&model, &QAbstractItemModel::dataChanged);
     QSignalSpy inserted(&model, &QAbstractItemModel::rowsInserted);
     QSignalSpy removed(&model, &QAbstractItemModel::rowsRemoved);
