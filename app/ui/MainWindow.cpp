@@ -49,11 +49,17 @@ MainWindow::MainWindow(Workspace &workspace, QWidget *parent)
     m_pages->addWidget(new PlaceholderPage(tr("01 / Ingest"), tr("Import"),
                                            tr("Camera cards, folders and files, copied into the project with "
                                               "checksum verification and named as you choose."),
-                                           m_pages));
+                                           tr("the drop zone for cards, folders and files, the list of sources with "
+                                              "their output names, the copy, proxy and naming settings, and "
+                                              "\u201cQueue & start\u201d"),
+                                           tr("vantor ingest --project DIR [--dry-run] SOURCE\u2026"), m_pages));
     m_pages->addWidget(new PlaceholderPage(tr("02 / Proxies"), tr("Transcode"),
                                            tr("Video sources turned into proxies and deliverables with a "
                                               "preset, previewed before they are queued."),
-                                           m_pages));
+                                           tr("the sources with what the engine finds in them, the preset's eight "
+                                              "tabs, the processed frame and five-second test clip, and the output "
+                                              "folder and suffix"),
+                                           tr("vantor transcode, vantor preview and vantor presets"), m_pages));
     m_pages->addWidget(new QueuePage(workspace, m_pages));
     m_pages->addWidget(new ProjectPage(workspace, m_pages));
     m_pages->addWidget(new SettingsPage(workspace, m_pages));

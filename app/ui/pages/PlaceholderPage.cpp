@@ -9,7 +9,8 @@
 
 namespace vantor::ui {
 
-PlaceholderPage::PlaceholderPage(const QString &eyebrow, const QString &title, const QString &promise, QWidget *parent)
+PlaceholderPage::PlaceholderPage(const QString &eyebrow, const QString &title, const QString &promise,
+                                 const QString &holds, const QString &meanwhile, QWidget *parent)
     : QWidget(parent)
 {
     auto *layout = new QVBoxLayout(this);
@@ -19,9 +20,11 @@ PlaceholderPage::PlaceholderPage(const QString &eyebrow, const QString &title, c
     layout->addWidget(new WorkspaceHeader(eyebrow, title, promise, this));
     auto *panel = new PanelSurface(this);
     auto *inside = new QVBoxLayout(panel);
-    auto *note = new QLabel(tr("This page is not in the window yet. The command line does its work today: "
-                               "run 'vantor --help'."),
+    auto *note = new QLabel(tr("This page is not in the window yet. It will hold %1.\n\nUntil then the command "
+                               "line does its work: %2")
+                                .arg(holds, meanwhile),
                             panel);
+    note->setTextInteractionFlags(Qt::TextSelectableByMouse);
     note->setWordWrap(true);
     inside->addWidget(note);
     layout->addWidget(panel);

@@ -12,7 +12,9 @@ namespace vantor::ui {
 class PlaceholderPage : public QWidget {
     Q_OBJECT
 public:
-    PlaceholderPage(const QString &eyebrow, const QString &title, const QString &promise, QWidget *parent = nullptr);
+    // `holds`: what the page will hold; `meanwhile`: the command that does its work today.
+    PlaceholderPage(const QString &eyebrow, const QString &title, const QString &promise, const QString &holds,
+                    const QString &meanwhile, QWidget *parent = nullptr);
 };
 
 } // namespace vantor::ui
