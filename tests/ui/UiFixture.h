@@ -2,6 +2,7 @@
 
 #include "Desktop.h"
 #include "MainWindow.h"
+#include "ScriptedPhases.h"
 #include "TempDir.h"
 #include "model/VantorError.h"
 #include "queue/QueueService.h"
@@ -83,22 +84,7 @@ public: // the table-driven cases reach the fixture from lambdas
         ui::Desktop::install(nullptr);
     }
 
-    JobPhases phases()
-    {
-        return [this](const MediaJob &job, JobControl &control, const QString &, const JobPhaseCallbacks &callbacks) {
-            const QString name = job.source.section(u'/', -1);
-            if (name.startsWith(QStringLiteral("fail")))
-                throw VantorError(QStringLiteral("The source changed after it was queued."));
-            while (name.startsWith(QStringLiteral("wait")) && !release) {
-                control.checkpoint();
-                callbacks.progress(JobStatus::copying, 0.5);
-                std::this_thread::sleep_for(std::chrono::milliseconds(10));
-            }
-            callbacks.progress(JobStatus::copying, 1.0);
-            callbacks.copyCommitted({QStringLiteral("aaaa"), QStringLiteral("aaaa")});
-            return JobPhaseResult{QStringLiteral("aaaa"), QStringLiteral("aaaa")};
-        };
-    }
+    JobPhases phases() { return test::scriptedPhases(release, std::chrono::milliseconds(10)); }
 
     ui::MainWindow &open()
     {

@@ -1,3 +1,4 @@
+#include "ScriptedPhases.h"
 #include "TempDir.h"
 #include "model/FileIo.h"
 #include "model/JsonCodec.h"
@@ -29,22 +30,7 @@ protected:
     const QString support = dir.file(QStringLiteral("support"));
     std::atomic<bool> release{false};
 
-    JobPhases phases()
-    {
-        return [this](const MediaJob &job, JobControl &control, const QString &, const JobPhaseCallbacks &callbacks) {
-            const QString name = job.source.section(u'/', -1);
-            if (name.startsWith(QStringLiteral("fail")))
-                throw VantorError(QStringLiteral("The source changed after it was queued."));
-            while (name.startsWith(QStringLiteral("wait")) && !release) {
-                control.checkpoint();
-                callbacks.progress(JobStatus::copying, 0.5);
-                std::this_thread::sleep_for(std::chrono::milliseconds(5));
-            }
-            callbacks.progress(JobStatus::copying, 1.0);
-            callbacks.copyCommitted({QStringLiteral("aaaa"), QStringLiteral("aaaa")});
-            return JobPhaseResult{QStringLiteral("aaaa"), QStringLiteral("aaaa")};
-        };
-    }
+    JobPhases phases() { return test::scriptedPhases(release, std::chrono::milliseconds(5)); }
     MediaJob job(const QString &name, const QString &destination = {})
     {
         const QString root = dir.file(QStringLiteral("project"));
