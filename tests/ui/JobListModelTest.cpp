@@ -75,7 +75,10 @@ TEST_F(JobListModelTest, ProgressChangesOnlyTheRunningRow)
     JobListModel model(queue());
     enqueue({QStringLiteral("a.MOV"), QStringLiteral("wait.MOV"), QStringLiteral("c.MOV")});
     queue().start();
-    ASSERT_TRUE(waitUntil([&] { return queue().state().jobs[1].status == JobStatus::copying; }));
+    // The model follows the queue on a delay: wait until it too shows the first job done.
+    ASSERT_TRUE(waitUntil([&] {
+        return model.index(1).data(JobListModel::StatusRole).toInt() == int(JobStatus::copying);
+    }));
     QSignalSpy changed(&model, &QAbstractItemModel::dataChanged);
     QSignalSpy inserted(&model, &QAbstractItemModel::rowsInserted);
     QSignalSpy removed(&model, &QAbstractItemModel::rowsRemoved);
