@@ -134,7 +134,12 @@ double heartbeatDuringCopy(double &copySeconds)
         worst = std::max(worst, sinceBeat.nsecsElapsed() / 1e6);
         sinceBeat.restart();
     });
-    QObject::connect(&queue, &QueueService::idle, qApp, &QCoreApplication::quit);
+    // The copy ends at idle. exit() rather than quit(): quit() also closes the window, whose
+    // close waits for every pending save to reach the disk, an exit cost and not a stall.
+    QObject::connect(&queue, &QueueService::idle, qApp, [&] {
+        heartbeat.stop();
+        QCoreApplication::exit(0);
+    });
     copying.start();
     sinceBeat.start();
     heartbeat.start();
@@ -186,7 +191,7 @@ int main(int argc, char **argv)
     double copySeconds = 0;
     const double gap = heartbeatDuringCopy(copySeconds);
     std::printf("verified 1 GiB copy below 5,000 jobs on screen: worst main-thread heartbeat gap %.1f ms "
-                "(target < 50 ms) %s; copy %.2f s\n",
-                gap, gap < 50 ? "ok" : "MISSED", copySeconds);
+                "(target < 20 ms) %s; copy %.2f s\n",
+                gap, gap < 20 ? "ok" : "MISSED", copySeconds);
     return 0;
 }

@@ -5,6 +5,8 @@
 
 #include <QSet>
 
+#include <algorithm>
+
 namespace vantor::ui {
 
 namespace {
@@ -112,6 +114,18 @@ int JobListModel::row(const QUuid &id) const
 void JobListModel::sync()
 {
     const std::vector<MediaJob> &jobs = m_queue.state().jobs;
+    // Most changes are progress: the same jobs in the same order need no id sets, which
+    // would cost thousands of hashes on every refresh.
+    const bool sameJobs = jobs.size() == m_jobs.size()
+        && std::equal(jobs.begin(), jobs.end(), m_jobs.begin(),
+                      [](const MediaJob &a, const MediaJob &b) { return a.id == b.id; });
+    if (!sameJobs)
+        syncMembership(jobs);
+    updateChanged(jobs);
+}
+
+void JobListModel::syncMembership(const std::vector<MediaJob> &jobs)
+{
     QSet<QUuid> current;
     current.reserve(qsizetype(jobs.size()));
     for (const MediaJob &job : jobs)
@@ -123,7 +137,6 @@ void JobListModel::sync()
         known.insert(job.id);
     reorder(jobs, known);
     insertNew(jobs, known);
-    updateChanged(jobs);
 }
 
 void JobListModel::removeGone(const QSet<QUuid> &kept)

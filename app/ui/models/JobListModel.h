@@ -49,6 +49,7 @@ public:
 
 private:
     void sync();
+    void syncMembership(const std::vector<MediaJob> &jobs);
     void removeGone(const QSet<QUuid> &kept);
     void reorder(const std::vector<MediaJob> &jobs, const QSet<QUuid> &known);
     void insertNew(const std::vector<MediaJob> &jobs, const QSet<QUuid> &known);
