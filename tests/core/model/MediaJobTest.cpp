@@ -7,7 +7,7 @@ using namespace vantor;
 
 namespace {
 
-// A job as the reference platform writes it: seconds since 2001, percent-encoded file URLs with a
+// A job as state files from elsewhere write it: seconds since 2001, percent-encoded file URLs with a
 // trailing slash on the folder, upper-case UUID, base64 bookmark.
 QJsonObject referenceJob()
 {

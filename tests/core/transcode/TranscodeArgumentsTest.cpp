@@ -151,7 +151,7 @@ TEST(OutputDimensions, SizesAndRefusal)
         "Crop settings leave fewer than 16 pixels.");
 }
 
-// A preset written the reference platform's way, without the two optional groups.
+// A preset as other state files write it, without the two optional groups.
 QJsonObject referencePreset()
 {
     return QJsonObject { { "id", "6A1E2B3C-4D5E-4F60-8172-93A4B5C6D7E8" }, { "name", "Review File" },
