@@ -1,7 +1,7 @@
 #include "Commands.h"
 
 #include "WindowApp.h"
-#include "model/FileIo.h"
+#include "base/FileIo.h"
 
 #include <QApplication>
 #include <QCoreApplication>

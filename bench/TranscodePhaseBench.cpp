@@ -2,9 +2,9 @@
 // run: what probing, burn-in preparation, progress parsing, validation, sync and publish add to
 // an encode. 10-second 1920×1080 clip to "Review File"; target: ratio at most 1.05.
 #include "ingest/MediaIngestService.h"
-#include "model/JobControl.h"
-#include "model/MediaJob.h"
-#include "transcode/PresetService.h"
+#include "base/JobControl.h"
+#include "jobs/MediaJob.h"
+#include "presets/PresetService.h"
 #include "transcode/TranscodePhase.h"
 #include "transcode/TranscodeService.h"
 

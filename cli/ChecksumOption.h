@@ -2,7 +2,7 @@
 
 #include "CommandLine.h"
 
-#include "model/ChecksumAlgorithm.h"
+#include "base/ChecksumAlgorithm.h"
 
 namespace vantor::cli {
 

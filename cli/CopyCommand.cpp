@@ -4,8 +4,8 @@
 #include "ProgressBar.h"
 
 #include "ingest/MediaIngestService.h"
-#include "model/FileIo.h"
-#include "model/VantorError.h"
+#include "base/FileIo.h"
+#include "base/VantorError.h"
 
 #include <QDir>
 #include <QFileInfo>

@@ -4,7 +4,7 @@
 #include "ProgressBar.h"
 
 #include "ingest/ChecksumService.h"
-#include "model/VantorError.h"
+#include "base/VantorError.h"
 
 #include <QFileInfo>
 

@@ -6,10 +6,10 @@
 #include "ScriptedChoices.h"
 
 #include "ingest/VolumeSpace.h"
-#include "model/JsonCodec.h"
+#include "base/JsonCodec.h"
 #include "ingest/NamingService.h"
-#include "model/StateStore.h"
-#include "model/VantorError.h"
+#include "state/StateStore.h"
+#include "base/VantorError.h"
 #include "queue/QueueService.h"
 #include "workspace/Workspace.h"
 

@@ -1,6 +1,6 @@
 #include "InterruptWatcher.h"
 
-#include "model/VantorError.h"
+#include "base/VantorError.h"
 
 #include <cerrno>
 #include <csignal>

@@ -2,9 +2,9 @@
 #include "CommandLine.h"
 #include "SavedState.h"
 
-#include "model/StateStore.h"
-#include "model/VantorError.h"
-#include "transcode/PresetService.h"
+#include "state/StateStore.h"
+#include "base/VantorError.h"
+#include "presets/PresetService.h"
 
 #include <QFileInfo>
 #include <QStringList>

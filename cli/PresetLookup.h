@@ -1,6 +1,6 @@
 #pragma once
 
-#include "transcode/TranscodePreset.h"
+#include "presets/TranscodePreset.h"
 
 #include <QList>
 #include <QString>

@@ -2,7 +2,7 @@
 
 #include "CommandLine.h"
 
-#include "transcode/TranscodePreset.h"
+#include "presets/TranscodePreset.h"
 
 #include <QString>
 

@@ -5,11 +5,11 @@
 #include "PresetOptions.h"
 #include "ScriptedChoices.h"
 #include "ingest/NamingService.h"
-#include "model/JsonCodec.h"
-#include "model/StateStore.h"
-#include "model/VantorError.h"
+#include "base/JsonCodec.h"
+#include "state/StateStore.h"
+#include "base/VantorError.h"
 #include "queue/QueueService.h"
-#include "transcode/PresetService.h"
+#include "presets/PresetService.h"
 #include "workspace/Workspace.h"
 
 #include <QJsonArray>

@@ -2,8 +2,8 @@
 
 #include "CommandLine.h"
 #include "InterruptWatcher.h"
-#include "model/JobControl.h"
-#include "model/JsonCodec.h"
+#include "base/JobControl.h"
+#include "base/JsonCodec.h"
 #include "transcode/TranscodeService.h"
 
 #include <QFileInfo>

@@ -1,8 +1,8 @@
 #include "CommandLine.h"
 #include "SavedState.h"
-#include "model/JsonCodec.h"
-#include "model/StateStore.h"
-#include "model/VantorError.h"
+#include "base/JsonCodec.h"
+#include "state/StateStore.h"
+#include "base/VantorError.h"
 #include "projects/ProjectCreationService.h"
 #include "projects/ProjectTemplateService.h"
 

@@ -8,13 +8,13 @@
 #include "ingest/MediaIngestService.h"
 #include "ingest/NamingService.h"
 #include "ingest/StagingFiles.h"
-#include "model/JobReport.h"
-#include "model/JsonCodec.h"
-#include "model/StateStore.h"
-#include "model/VantorError.h"
+#include "jobs/JobReport.h"
+#include "base/JsonCodec.h"
+#include "state/StateStore.h"
+#include "base/VantorError.h"
 #include "queue/QueueLock.h"
 #include "queue/QueueService.h"
-#include "transcode/PresetService.h"
+#include "presets/PresetService.h"
 
 #include <QCoreApplication>
 #include <QDir>

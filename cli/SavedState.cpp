@@ -1,7 +1,7 @@
 #include "SavedState.h"
 
-#include "model/StateStore.h"
-#include "model/VantorError.h"
+#include "state/StateStore.h"
+#include "base/VantorError.h"
 
 namespace vantor::cli {
 

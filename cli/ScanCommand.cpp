@@ -1,7 +1,7 @@
 #include "CommandLine.h"
 
 #include "ingest/MediaIngestService.h"
-#include "model/JsonCodec.h"
+#include "base/JsonCodec.h"
 
 #include <QJsonArray>
 #include <QJsonObject>

@@ -1,6 +1,6 @@
 #include "CommandLine.h"
 
-#include "model/VantorError.h"
+#include "base/VantorError.h"
 #include "selftest/NativeSmoke.h"
 
 #include <cstdio>

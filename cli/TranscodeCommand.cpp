@@ -4,8 +4,8 @@
 #include "ProgressBar.h"
 
 #include "ingest/MediaIngestService.h"
-#include "ingest/SafeFiles.h"
-#include "model/VantorError.h"
+#include "files/SafeFiles.h"
+#include "base/VantorError.h"
 #include "transcode/BurnInService.h"
 #include "transcode/TranscodePhase.h"
 #include "transcode/TranscodeService.h"

@@ -5,9 +5,9 @@
 #include "ScriptedChoices.h"
 
 #include "automation/WatchFolderService.h"
-#include "model/JsonCodec.h"
-#include "model/StateStore.h"
-#include "model/VantorError.h"
+#include "base/JsonCodec.h"
+#include "state/StateStore.h"
+#include "base/VantorError.h"
 #include "queue/QueueService.h"
 #include "workspace/Workspace.h"
 

@@ -1,6 +1,6 @@
 // Lexical clean-up never yields an empty, "." or ".." component or one holding a slash, is
 // idempotent, and never makes a path a descendant of itself.
-#include "ingest/SafeFiles.h"
+#include "files/SafeFiles.h"
 
 #include <cstdint>
 #include <cstdlib>

@@ -1,7 +1,7 @@
 // Naming must either refuse with a VantorError or return names that pass its own checks again:
 // no slash inside a name, no empty, dot or reserved piece, nothing over 240 bytes.
 #include "ingest/NamingService.h"
-#include "model/VantorError.h"
+#include "base/VantorError.h"
 
 #include <cstdint>
 #include <cstdlib>

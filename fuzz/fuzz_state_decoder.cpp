@@ -1,8 +1,8 @@
 // Any bytes given to the state decoder either fail or decode to a state whose encoding decodes
 // again to the very same encoding; and the decoder (which reads long job lists in parts) agrees
 // with reading the whole document at once through the records' own decoders.
-#include "model/JsonCodec.h"
-#include "model/StateStore.h"
+#include "base/JsonCodec.h"
+#include "state/StateStore.h"
 
 #include <cstdint>
 #include <cstdlib>

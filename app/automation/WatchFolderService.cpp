@@ -2,11 +2,11 @@
 
 #include "AppInfo.h"
 #include "ingest/MediaIngestService.h"
-#include "ingest/SafeFiles.h"
-#include "model/VantorError.h"
+#include "files/SafeFiles.h"
+#include "base/VantorError.h"
 #include "projects/WatchFolder.h"
 #include "queue/QueueService.h"
-#include "transcode/PresetService.h"
+#include "presets/PresetService.h"
 #include "workspace/Workspace.h"
 
 #include <QDir>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "model/SourceFile.h"
+#include "jobs/SourceFile.h"
 #include "queue/PersistenceQueue.h"
-#include "transcode/TranscodePreset.h"
+#include "presets/TranscodePreset.h"
 
 #include <QHash>
 #include <QObject>

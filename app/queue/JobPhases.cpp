@@ -2,9 +2,9 @@
 
 #include "ingest/ChecksumService.h"
 #include "ingest/MediaIngestService.h"
-#include "ingest/SafeFiles.h"
+#include "files/SafeFiles.h"
 #include "ingest/StagingFiles.h"
-#include "model/VantorError.h"
+#include "base/VantorError.h"
 #include "transcode/TranscodePhase.h"
 #include "transcode/TranscodeService.h"
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "model/JobControl.h"
-#include "model/JobStatus.h"
-#include "model/MediaJob.h"
-#include "model/PublishRecord.h"
+#include "base/JobControl.h"
+#include "jobs/JobStatus.h"
+#include "jobs/MediaJob.h"
+#include "jobs/PublishRecord.h"
 
 #include <QString>
 #include <functional>

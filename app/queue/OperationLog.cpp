@@ -1,6 +1,6 @@
 #include "queue/OperationLog.h"
 
-#include "model/FileIo.h"
+#include "base/FileIo.h"
 
 #include <QDir>
 

@@ -1,6 +1,6 @@
 #include "queue/QueueLock.h"
 
-#include "model/VantorError.h"
+#include "base/VantorError.h"
 
 #include <QByteArray>
 #include <QDir>

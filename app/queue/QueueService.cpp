@@ -2,8 +2,8 @@
 
 #include "AppInfo.h"
 #include "ingest/StagingFiles.h"
-#include "model/StateStore.h"
-#include "model/VantorError.h"
+#include "state/StateStore.h"
+#include "base/VantorError.h"
 #include "queue/JobWorker.h"
 #include "queue/OperationLog.h"
 #include "queue/PowerPolicy.h"

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "model/AppState.h"
-#include "model/JobControl.h"
+#include "state/AppState.h"
+#include "base/JobControl.h"
 #include "queue/JobPhases.h"
 #include "queue/PersistenceQueue.h"
 #include "queue/QueueLock.h"

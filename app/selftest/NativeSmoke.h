@@ -1,6 +1,6 @@
 #pragma once
 
-#include "model/SourceFile.h"
+#include "jobs/SourceFile.h"
 
 #include <QString>
 #include <functional>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "model/JobStatus.h"
+#include "jobs/JobStatus.h"
 
 #include <QColor>
 #include <QFont>

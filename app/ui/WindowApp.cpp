@@ -4,8 +4,8 @@
 #include "DialogChoices.h"
 #include "MainWindow.h"
 #include "ScreenshotTour.h"
-#include "model/StateStore.h"
-#include "model/VantorError.h"
+#include "state/StateStore.h"
+#include "base/VantorError.h"
 #include "queue/JobPhases.h"
 #include "workspace/Workspace.h"
 

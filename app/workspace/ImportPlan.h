@@ -1,8 +1,8 @@
 #pragma once
 
-#include "model/ChecksumAlgorithm.h"
-#include "model/JobControl.h"
-#include "model/MediaJob.h"
+#include "base/ChecksumAlgorithm.h"
+#include "base/JobControl.h"
+#include "jobs/MediaJob.h"
 
 #include <vector>
 

@@ -1,12 +1,12 @@
 #pragma once
 
-#include "model/ChecksumAlgorithm.h"
-#include "model/JobStatus.h"
-#include "model/SourceFile.h"
+#include "base/ChecksumAlgorithm.h"
+#include "jobs/JobStatus.h"
+#include "jobs/SourceFile.h"
 #include "projects/ProjectTemplate.h"
 #include "queue/JobPhases.h"
 #include "queue/PersistenceQueue.h"
-#include "transcode/TranscodePreset.h"
+#include "presets/TranscodePreset.h"
 #include "workspace/ImportPlan.h"
 #include "workspace/Page.h"
 

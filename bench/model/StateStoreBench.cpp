@@ -3,9 +3,9 @@
 // write + fsync (the floor of any durable save), and the same bytes only parsed as JSON (the
 // floor of any load). Growth from 5,000 to 50,000 jobs must stay near linear.
 #include "BenchSupport.h"
-#include "model/FileIo.h"
-#include "model/JsonCodec.h"
-#include "model/StateStore.h"
+#include "base/FileIo.h"
+#include "base/JsonCodec.h"
+#include "state/StateStore.h"
 
 #include <QCoreApplication>
 #include <QDir>

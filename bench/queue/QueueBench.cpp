@@ -7,9 +7,9 @@
 
 #include "BenchSupport.h"
 
-#include "model/StateStore.h"
+#include "state/StateStore.h"
 #include "queue/QueueService.h"
-#include "transcode/PresetService.h"
+#include "presets/PresetService.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>

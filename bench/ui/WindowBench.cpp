@@ -9,7 +9,7 @@
 
 #include "MainWindow.h"
 #include "ingest/MediaIngestService.h"
-#include "model/StateStore.h"
+#include "state/StateStore.h"
 #include "queue/QueueService.h"
 #include "workspace/UserChoices.h"
 #include "workspace/Workspace.h"

@@ -1,7 +1,7 @@
 #include "ingest/ChecksumService.h"
 
 #include "ingest/XXHash64.h"
-#include "model/VantorError.h"
+#include "base/VantorError.h"
 
 #include <openssl/evp.h>
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "model/ChecksumAlgorithm.h"
-#include "model/FileIo.h"
-#include "model/JobControl.h"
+#include "base/ChecksumAlgorithm.h"
+#include "base/FileIo.h"
+#include "base/JobControl.h"
 
 #include <QString>
 #include <functional>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "model/ChecksumAlgorithm.h"
-#include "model/JobControl.h"
+#include "base/ChecksumAlgorithm.h"
+#include "base/JobControl.h"
 
 #include <QString>
 

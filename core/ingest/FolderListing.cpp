@@ -1,6 +1,6 @@
 #include "ingest/FolderListing.h"
 
-#include "model/FileIo.h"
+#include "base/FileIo.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,12 +1,12 @@
 #include "ingest/MediaIngestService.h"
 
 #include "ingest/ChecksumService.h"
-#include "ingest/FileGrant.h"
+#include "files/FileGrant.h"
 #include "ingest/FolderListing.h"
-#include "ingest/SafeFiles.h"
+#include "files/SafeFiles.h"
 #include "ingest/StagingFiles.h"
-#include "model/FileIo.h"
-#include "model/VantorError.h"
+#include "base/FileIo.h"
+#include "base/VantorError.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "model/JobControl.h"
-#include "model/JobStatus.h"
-#include "model/MediaJob.h"
-#include "model/PublishRecord.h"
-#include "model/SourceFile.h"
+#include "base/JobControl.h"
+#include "jobs/JobStatus.h"
+#include "jobs/MediaJob.h"
+#include "jobs/PublishRecord.h"
+#include "jobs/SourceFile.h"
 
 #include <QString>
 #include <QStringList>

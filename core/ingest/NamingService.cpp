@@ -1,6 +1,6 @@
 #include "ingest/NamingService.h"
 
-#include "model/VantorError.h"
+#include "base/VantorError.h"
 
 #include <QFileInfo>
 

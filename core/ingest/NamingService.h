@@ -4,7 +4,7 @@
 #include <QString>
 #include <QStringList>
 
-#include "model/VantorError.h"
+#include "base/VantorError.h"
 
 namespace vantor {
 

@@ -1,9 +1,9 @@
 #include "ingest/StagingFiles.h"
 
 #include "ingest/ChecksumService.h"
-#include "ingest/SafeFiles.h"
-#include "model/FileIo.h"
-#include "model/VantorError.h"
+#include "files/SafeFiles.h"
+#include "base/FileIo.h"
+#include "base/VantorError.h"
 
 #include <QFile>
 #include <QFileInfo>

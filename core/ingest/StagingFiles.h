@@ -1,9 +1,9 @@
 #pragma once
 
-#include "model/ChecksumAlgorithm.h"
-#include "model/JobControl.h"
-#include "model/MediaJob.h"
-#include "model/PublishRecord.h"
+#include "base/ChecksumAlgorithm.h"
+#include "base/JobControl.h"
+#include "jobs/MediaJob.h"
+#include "jobs/PublishRecord.h"
 
 #include <QByteArray>
 #include <QString>

@@ -1,6 +1,6 @@
 #include "ingest/VolumeSpace.h"
 
-#include "model/VantorError.h"
+#include "base/VantorError.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,6 +1,6 @@
 #include "projects/ProjectContext.h"
 
-#include "model/JsonCodec.h"
+#include "base/JsonCodec.h"
 
 #include <QJsonDocument>
 

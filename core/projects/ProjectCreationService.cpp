@@ -1,9 +1,9 @@
 #include "projects/ProjectCreationService.h"
 
 #include "ingest/NamingService.h"
-#include "ingest/SafeFiles.h"
-#include "model/FileIo.h"
-#include "model/VantorError.h"
+#include "files/SafeFiles.h"
+#include "base/FileIo.h"
+#include "base/VantorError.h"
 #include "projects/ProjectTemplateService.h"
 
 #include <QDir>

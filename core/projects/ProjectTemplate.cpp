@@ -1,6 +1,6 @@
 #include "projects/ProjectTemplate.h"
 
-#include "model/JsonCodec.h"
+#include "base/JsonCodec.h"
 
 namespace vantor {
 

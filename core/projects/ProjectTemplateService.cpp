@@ -1,6 +1,6 @@
 #include "projects/ProjectTemplateService.h"
 
-#include "model/VantorError.h"
+#include "base/VantorError.h"
 
 #include <QSet>
 

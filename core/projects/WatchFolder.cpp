@@ -1,6 +1,6 @@
 #include "projects/WatchFolder.h"
 
-#include "model/JsonCodec.h"
+#include "base/JsonCodec.h"
 
 #include <charconv>
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "ingest/FileGrant.h"
-#include "model/Timestamp.h"
-#include "transcode/TranscodePreset.h"
+#include "files/FileGrant.h"
+#include "base/Timestamp.h"
+#include "presets/TranscodePreset.h"
 
 #include <QJsonObject>
 #include <QMap>

@@ -1,7 +1,7 @@
 #include "transcode/BurnInService.h"
 
-#include "model/AtomicFile.h"
-#include "model/VantorError.h"
+#include "base/AtomicFile.h"
+#include "base/VantorError.h"
 #include "transcode/TemporaryFolder.h"
 
 #include <QFileInfo>

@@ -2,7 +2,7 @@
 
 #include "transcode/BurnInAssets.h"
 #include "transcode/MediaInfo.h"
-#include "transcode/TranscodePreset.h"
+#include "presets/TranscodePreset.h"
 
 #include <QString>
 

@@ -1,7 +1,7 @@
 #include "transcode/PreviewService.h"
 
-#include "model/FileIo.h"
-#include "model/VantorError.h"
+#include "base/FileIo.h"
+#include "base/VantorError.h"
 #include "transcode/BurnInService.h"
 #include "transcode/TemporaryFolder.h"
 #include "transcode/TranscodeService.h"

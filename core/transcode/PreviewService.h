@@ -1,8 +1,8 @@
 #pragma once
 
-#include "model/JobControl.h"
+#include "base/JobControl.h"
 #include "transcode/MediaInfo.h"
-#include "transcode/TranscodePreset.h"
+#include "presets/TranscodePreset.h"
 
 #include <QString>
 

@@ -1,7 +1,7 @@
 #include "transcode/TemporaryFolder.h"
 
-#include "model/AtomicFile.h"
-#include "model/FileIo.h"
+#include "base/AtomicFile.h"
+#include "base/FileIo.h"
 
 #include <QDir>
 #include <QUuid>

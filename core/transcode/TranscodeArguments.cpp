@@ -1,7 +1,7 @@
 // The command-line half of TranscodeService: the engine's argument vector is the system's wire
 // format, so its order and text are fixed here and nowhere else.
-#include "model/VantorError.h"
-#include "transcode/PresetService.h"
+#include "base/VantorError.h"
+#include "presets/PresetService.h"
 #include "transcode/TranscodeService.h"
 
 #include <cmath>

@@ -1,10 +1,10 @@
 #include "transcode/TranscodePhase.h"
 
 #include "ingest/MediaIngestService.h"
-#include "ingest/SafeFiles.h"
+#include "files/SafeFiles.h"
 #include "ingest/StagingFiles.h"
-#include "model/FileIo.h"
-#include "model/VantorError.h"
+#include "base/FileIo.h"
+#include "base/VantorError.h"
 #include "transcode/BurnInService.h"
 #include "transcode/TranscodeService.h"
 

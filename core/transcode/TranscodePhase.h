@@ -1,8 +1,8 @@
 #pragma once
 
-#include "model/JobControl.h"
-#include "model/MediaJob.h"
-#include "model/PublishRecord.h"
+#include "base/JobControl.h"
+#include "jobs/MediaJob.h"
+#include "jobs/PublishRecord.h"
 #include "transcode/MediaInfo.h"
 
 #include <QString>

@@ -1,6 +1,6 @@
 // The probe half of TranscodeService: asks ffprobe what a file holds and reduces its answer.
-#include "model/JsonCodec.h"
-#include "model/VantorError.h"
+#include "base/JsonCodec.h"
+#include "base/VantorError.h"
 #include "transcode/TranscodeService.h"
 
 #include <QFileInfo>

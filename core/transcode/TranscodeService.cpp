@@ -1,8 +1,8 @@
 #include "transcode/TranscodeService.h"
 
-#include "model/FileIo.h"
-#include "model/ProcessHandle.h"
-#include "model/VantorError.h"
+#include "base/FileIo.h"
+#include "base/ProcessHandle.h"
+#include "base/VantorError.h"
 #include "transcode/SourceAccessTimes.h"
 
 #include <QFile>

@@ -3,7 +3,7 @@
 // defaults and temporary folder, so whatever a command writes or leaves behind shows.
 #include "ChildProcess.h"
 #include "TempDir.h"
-#include "model/StateStore.h"
+#include "state/StateStore.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,9 +1,9 @@
 // vantor probe, presets, transcode and preview.
 #include "CliTest.h"
 #include "ClipMaker.h"
-#include "model/JobControl.h"
-#include "model/JsonCodec.h"
-#include "transcode/PresetService.h"
+#include "base/JobControl.h"
+#include "base/JsonCodec.h"
+#include "presets/PresetService.h"
 #include "transcode/TranscodeService.h"
 
 #include <QJsonArray>

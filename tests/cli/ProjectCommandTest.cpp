@@ -1,6 +1,6 @@
 // vantor project templates and vantor project create.
 #include "CliTest.h"
-#include "model/JsonCodec.h"
+#include "base/JsonCodec.h"
 #include "projects/ProjectTemplateService.h"
 
 #include <QDate>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "model/AppState.h"
+#include "state/AppState.h"
 
 namespace vantor::test {
 

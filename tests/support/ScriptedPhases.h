@@ -1,6 +1,6 @@
 #pragma once
 
-#include "model/VantorError.h"
+#include "base/VantorError.h"
 #include "queue/JobPhases.h"
 
 #include <atomic>

@@ -4,7 +4,7 @@
 #include "pages/FolderAutomationSheet.h"
 #include "pages/ProjectPage.h"
 #include "pages/SettingsPage.h"
-#include "transcode/PresetService.h"
+#include "presets/PresetService.h"
 
 #include <QAbstractItemView>
 

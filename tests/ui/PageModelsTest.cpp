@@ -3,7 +3,7 @@
 #include "automation/WatchFolderService.h"
 #include "models/TemplateListModel.h"
 #include "models/WatchRuleModel.h"
-#include "transcode/PresetService.h"
+#include "presets/PresetService.h"
 
 #include <QAbstractItemModelTester>
 #include <QSignalSpy>

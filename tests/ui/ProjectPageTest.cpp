@@ -1,6 +1,6 @@
 #include "RefusalCheck.h"
 
-#include "model/StateStore.h"
+#include "state/StateStore.h"
 #include "projects/ProjectTemplate.h"
 
 #include <QComboBox>

@@ -1,6 +1,6 @@
 #include "UiFixture.h"
 
-#include "model/JobReport.h"
+#include "jobs/JobReport.h"
 #include "models/JobListModel.h"
 
 #include <QFileDialog>

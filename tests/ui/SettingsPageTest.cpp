@@ -1,7 +1,7 @@
 #include "RefusalCheck.h"
 
 #include "automation/WatchFolderService.h"
-#include "model/StateStore.h"
+#include "state/StateStore.h"
 #include "pages/FolderAutomationSheet.h"
 
 #include <QCheckBox>

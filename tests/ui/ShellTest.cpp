@@ -1,6 +1,6 @@
 #include "UiFixture.h"
 
-#include "model/StateStore.h"
+#include "state/StateStore.h"
 
 #include <QAbstractItemView>
 #include <QAction>

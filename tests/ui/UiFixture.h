@@ -4,7 +4,7 @@
 #include "MainWindow.h"
 #include "ScriptedPhases.h"
 #include "TempDir.h"
-#include "model/VantorError.h"
+#include "base/VantorError.h"
 #include "queue/QueueService.h"
 #include "workspace/UserChoices.h"
 #include "workspace/Workspace.h"

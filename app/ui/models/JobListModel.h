@@ -1,6 +1,6 @@
 #pragma once
 
-#include "model/MediaJob.h"
+#include "jobs/MediaJob.h"
 
 #include <QAbstractListModel>
 #include <QHash>

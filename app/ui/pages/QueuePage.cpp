@@ -1,8 +1,8 @@
 #include "pages/QueuePage.h"
 
 #include "Theme.h"
-#include "model/JobReport.h"
-#include "model/VantorError.h"
+#include "jobs/JobReport.h"
+#include "base/VantorError.h"
 #include "models/JobListModel.h"
 #include "models/QueueChanges.h"
 #include "pages/JobDetailsPanel.h"

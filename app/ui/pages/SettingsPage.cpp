@@ -2,7 +2,7 @@
 
 #include "Desktop.h"
 #include "Theme.h"
-#include "model/ChecksumAlgorithm.h"
+#include "base/ChecksumAlgorithm.h"
 #include "pages/FolderAutomationSheet.h"
 #include "queue/QueueService.h"
 #include "widgets/PanelSurface.h"

@@ -1,8 +1,8 @@
 #include "WorkspaceHarness.h"
 
 #include "automation/WatchFolderService.h"
-#include "model/StateStore.h"
-#include "model/VantorError.h"
+#include "state/StateStore.h"
+#include "base/VantorError.h"
 #include "queue/OperationLog.h"
 
 #include <QElapsedTimer>

@@ -5,8 +5,8 @@
 #include "TempDir.h"
 #include "ingest/ChecksumService.h"
 #include "ingest/MediaIngestService.h"
-#include "model/StateStore.h"
-#include "model/VantorError.h"
+#include "state/StateStore.h"
+#include "base/VantorError.h"
 #include "queue/QueueService.h"
 #include "transcode/TranscodePhase.h"
 

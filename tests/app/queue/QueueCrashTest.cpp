@@ -1,7 +1,7 @@
 #include "ChildProcess.h"
 #include "ClipMaker.h"
 #include "TempDir.h"
-#include "model/StateStore.h"
+#include "state/StateStore.h"
 
 #include <QCryptographicHash>
 #include <QDirIterator>

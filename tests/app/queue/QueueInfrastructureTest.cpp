@@ -1,5 +1,5 @@
 #include "TempDir.h"
-#include "model/VantorError.h"
+#include "base/VantorError.h"
 #include "queue/OperationLog.h"
 #include "queue/PersistenceQueue.h"
 #include "queue/PowerPolicy.h"

@@ -1,9 +1,9 @@
 #include "ScriptedPhases.h"
 #include "TempDir.h"
-#include "model/FileIo.h"
-#include "model/JsonCodec.h"
-#include "model/StateStore.h"
-#include "model/VantorError.h"
+#include "base/FileIo.h"
+#include "base/JsonCodec.h"
+#include "state/StateStore.h"
+#include "base/VantorError.h"
 #include "queue/OperationLog.h"
 #include "queue/QueueService.h"
 

@@ -1,7 +1,7 @@
 // Whoever ends a job's life removes that job's own staging files, and nothing else.
 #include "TempDir.h"
 #include "ingest/StagingFiles.h"
-#include "model/StateStore.h"
+#include "state/StateStore.h"
 #include "queue/QueueService.h"
 
 #include <QFileInfo>

@@ -1,6 +1,6 @@
 #include "WorkspaceHarness.h"
 
-#include "model/StateStore.h"
+#include "state/StateStore.h"
 
 #include <QFile>
 #include <QJsonDocument>

@@ -2,7 +2,7 @@
 #include "ingest/XXHash64.h"
 
 #include "TempDir.h"
-#include "model/VantorError.h"
+#include "base/VantorError.h"
 
 #include <QDir>
 #include <QRandomGenerator>

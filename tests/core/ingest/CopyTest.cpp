@@ -3,8 +3,8 @@
 
 #include "Privileges.h"
 #include "TempDir.h"
-#include "model/FileIo.h"
-#include "model/VantorError.h"
+#include "base/FileIo.h"
+#include "base/VantorError.h"
 
 #include <QDir>
 #include <QFile>

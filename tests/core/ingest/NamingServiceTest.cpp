@@ -1,5 +1,5 @@
 #include "ingest/NamingService.h"
-#include "model/VantorError.h"
+#include "base/VantorError.h"
 
 #include <gtest/gtest.h>
 

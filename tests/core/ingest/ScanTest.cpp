@@ -2,7 +2,7 @@
 
 #include "Privileges.h"
 #include "TempDir.h"
-#include "model/VantorError.h"
+#include "base/VantorError.h"
 
 #include <QFile>
 #include <algorithm>

@@ -1,6 +1,6 @@
-#include "model/FileIo.h"
-#include "model/JsonCodec.h"
-#include "model/VantorError.h"
+#include "base/FileIo.h"
+#include "base/JsonCodec.h"
+#include "base/VantorError.h"
 #include "projects/ProjectCreationService.h"
 
 #include "TempDir.h"

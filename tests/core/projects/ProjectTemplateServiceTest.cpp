@@ -1,4 +1,4 @@
-#include "model/VantorError.h"
+#include "base/VantorError.h"
 #include "projects/ProjectTemplateService.h"
 
 #include <gtest/gtest.h>

@@ -3,7 +3,7 @@
 // written out here, then on real clips made with the values it must find.
 #include "ScopedEnvironment.h"
 #include "TranscodeTesting.h"
-#include "model/JobControl.h"
+#include "base/JobControl.h"
 #include "transcode/TranscodeService.h"
 
 #include <QFile>

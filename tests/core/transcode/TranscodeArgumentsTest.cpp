@@ -1,7 +1,7 @@
 // Presets as records (strict JSON both ways), the validation every preset passes before use, and
 // the engine's argument vector and video filter chain built from a preset and a probed source.
 #include "TranscodeTesting.h"
-#include "transcode/PresetService.h"
+#include "presets/PresetService.h"
 #include "transcode/TranscodeService.h"
 
 #include <gtest/gtest.h>

@@ -2,8 +2,8 @@
 // give the file it promises: one case per accepted codec × container × audio mode, then one per
 // processing option.
 #include "TranscodeTesting.h"
-#include "model/JobControl.h"
-#include "transcode/PresetService.h"
+#include "base/JobControl.h"
+#include "presets/PresetService.h"
 #include "transcode/TranscodeService.h"
 
 #include <QRegularExpression>

@@ -3,7 +3,7 @@
 #include "ScopedEnvironment.h"
 #include "TranscodeTesting.h"
 #include "ingest/MediaIngestService.h"
-#include "model/FileIo.h"
+#include "base/FileIo.h"
 #include "transcode/TranscodePhase.h"
 
 #include <QDirIterator>

@@ -6,7 +6,7 @@
 #include "TranscodeTesting.h"
 #include "ingest/MediaIngestService.h"
 #include "transcode/BurnInService.h"
-#include "transcode/PresetService.h"
+#include "presets/PresetService.h"
 #include "transcode/PreviewService.h"
 #include "transcode/TranscodePhase.h"
 #include "transcode/TranscodeService.h"

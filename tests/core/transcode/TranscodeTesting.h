@@ -2,8 +2,8 @@
 
 #include "ClipMaker.h"
 #include "TempDir.h"
-#include "model/VantorError.h"
-#include "transcode/TranscodePreset.h"
+#include "base/VantorError.h"
+#include "presets/TranscodePreset.h"
 
 #include <functional>
 

@@ -1,0 +1,500 @@
+#include "state/StateStore.h"
+
+#include "base/AtomicFile.h"
+#include "base/FileIo.h"
+#include "base/JsonCodec.h"
+#include "base/JsonText.h"
+#include "base/VantorError.h"
+
+#include <QSet>
+#include <QStandardPaths>
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <cmath>
+#include <cstring>
+#include <exception>
+#include <optional>
+#include <thread>
+
+namespace vantor::StateStore {
+
+namespace {
+
+// Below this many jobs one thread is quicker than starting more.
+constexpr std::size_t jobsPerThread = 1000;
+
+// Smaller files are read whole at once. The fuzzing build lowers it so that small inputs take
+// the path that reads in parts too.
+#ifndef VANTOR_STATE_PARTS_MINIMUM
+#define VANTOR_STATE_PARTS_MINIMUM 65536
+#endif
+
+QString statePath(const QString &directory)
+{
+    return directory + QLatin1Char('/') + QLatin1String(fileName);
+}
+
+QByteArray readWhole(int fd)
+{
+    QByteArray data;
+    const struct stat info = FileIo::fstat(fd);
+    data.reserve(qsizetype(info.st_size) + 1);
+    char buffer[65536];
+    while (const std::size_t got = FileIo::read(fd, buffer, sizeof buffer))
+        data.append(buffer, qsizetype(got));
+    return data;
+}
+
+void writeGrant(JsonText::Object &object, const FileGrant &grant)
+{
+    object.string("path", grant.path);
+    if (grant.bookmark)
+        object.string("bookmark", QString::fromLatin1(grant.bookmark->toBase64()));
+}
+
+void writeEncoding(JsonText::Object &object, const EncodingOptions &options)
+{
+    object.integer("cropTop", options.cropTop);
+    object.integer("cropBottom", options.cropBottom);
+    object.integer("cropLeft", options.cropLeft);
+    object.integer("cropRight", options.cropRight);
+    object.integer("rotation", options.rotation);
+    object.boolean("flipHorizontal", options.flipHorizontal);
+    object.boolean("flipVertical", options.flipVertical);
+    object.integer("maxHeight", options.maxHeight);
+    object.string("frameRate", options.frameRate);
+    object.string("speed", options.speed);
+    object.boolean("deinterlace", options.deinterlace);
+    object.string("denoise", options.denoise);
+    object.boolean("sharpen", options.sharpen);
+    object.boolean("grayscale", options.grayscale);
+    object.integer("audioBitrate", options.audioBitrate);
+    object.integer("audioGain", options.audioGain);
+    object.integer("audioTrack", options.audioTrack);
+    object.boolean("subtitles", options.subtitles);
+    object.boolean("chapters", options.chapters);
+}
+
+void writeFinishing(JsonText::Object &object, const FinishingOptions &options)
+{
+    object.boolean("hardware", options.hardware);
+    object.integer("hardwareQuality", options.hardwareQuality);
+    object.boolean("burnFilename", options.burnFilename);
+    object.boolean("burnTimecode", options.burnTimecode);
+    object.string("burnText", options.burnText);
+    object.string("burnPosition", options.burnPosition);
+    object.integer("burnSize", options.burnSize);
+    object.string("channelMap", options.channelMap);
+}
+
+void writePreset(JsonText::Object &object, const TranscodePreset &preset)
+{
+    object.string("id", JsonCodec::uuid(preset.id).toString());
+    object.string("name", preset.name);
+    object.string("codec", preset.codec.rawValue());
+    object.string("container", preset.container);
+    object.integer("maxWidth", preset.maxWidth);
+    object.integer("scalePercent", preset.scalePercent);
+    object.integer("quality", preset.quality);
+    object.integer("bitrateMbps", preset.bitrateMbps);
+    object.string("audio", preset.audio.rawValue());
+    object.integer("sampleRate", preset.sampleRate);
+    object.integer("bitDepth", preset.bitDepth);
+    object.integer("channels", preset.channels);
+    object.string("suffix", preset.suffix);
+    object.boolean("preserveMetadata", preset.preserveMetadata);
+    if (preset.finishing)
+        object.object(
+            "finishing", [&](JsonText::Object &inner) { writeFinishing(inner, *preset.finishing); });
+    if (preset.encoding)
+        object.object("encoding", [&](JsonText::Object &inner) { writeEncoding(inner, *preset.encoding); });
+}
+
+// The same members as MediaJob::toJson, written straight to text; the tests hold the two to
+// the same JSON.
+void writeJob(JsonText::Object &object, const MediaJob &job)
+{
+    object.string("id", JsonCodec::uuid(job.id).toString());
+    object.string("source", JsonCodec::fileUrl(job.source).toString());
+    object.object("sourceGrant", [&](JsonText::Object &inner) { writeGrant(inner, job.sourceGrant); });
+    object.object(
+        "destinationGrant", [&](JsonText::Object &inner) { writeGrant(inner, job.destinationGrant); });
+    object.string("destinationRoot", JsonCodec::fileUrl(job.destinationRoot, true).toString());
+    if (job.copyDestination)
+        object.string("copyDestination", JsonCodec::fileUrl(*job.copyDestination).toString());
+    if (job.outputDestination)
+        object.string("outputDestination", JsonCodec::fileUrl(*job.outputDestination).toString());
+    object.string("operation", job.operation.rawValue());
+    if (job.preset)
+        object.object("preset", [&](JsonText::Object &inner) { writePreset(inner, *job.preset); });
+    if (job.checksum)
+        object.string("checksum", job.checksum->rawValue());
+    object.string("status", job.status.rawValue());
+    object.number("progress", job.progress);
+    object.number("phaseProgress", job.phaseProgress);
+    object.number("elapsed", job.elapsed);
+    if (job.error)
+        object.string("error", *job.error);
+    if (job.sourceHash)
+        object.string("sourceHash", *job.sourceHash);
+    if (job.destinationHash)
+        object.string("destinationHash", *job.destinationHash);
+    object.boolean("copyCommitted", job.copyCommitted);
+    object.number("created", JsonCodec::date(job.created).toDouble());
+    object.integer("bytes", job.bytes);
+    object.number("modified", JsonCodec::date(job.modified).toDouble());
+    const auto writeRecord = [&](const char *key, const std::optional<PublishRecord> &record) {
+        if (record)
+            object.object(key, [&](JsonText::Object &inner) {
+                inner.integer("bytes", record->bytes);
+                inner.string("algorithm", record->algorithm.rawValue());
+                inner.string("digest", record->digest);
+            });
+    };
+    writeRecord("copyPublish", job.copyPublish);
+    writeRecord("outputPublish", job.outputPublish);
+    if (job.started)
+        object.number("started", JsonCodec::date(*job.started).toDouble());
+    if (job.finished)
+        object.number("finished", JsonCodec::date(*job.finished).toDouble());
+}
+
+std::size_t partCount(std::size_t count)
+{
+    const std::size_t threads = std::clamp(std::thread::hardware_concurrency(), 1u, 4u);
+    return std::clamp<std::size_t>(count / jobsPerThread, 1, threads);
+}
+
+// Runs body(begin, end, part) over [0, count) split among a few threads, each joined before
+// return; the first exception of any part is rethrown.
+template <typename Body> void inParts(std::size_t count, const Body &body)
+{
+    const std::size_t parts = partCount(count);
+    std::vector<std::exception_ptr> errors(parts);
+    std::vector<std::thread> threads;
+    const auto part = [&](std::size_t index) {
+        try {
+            body(count * index / parts, count * (index + 1) / parts, index);
+        } catch (...) {
+            errors[index] = std::current_exception();
+        }
+    };
+    for (std::size_t index = 1; index < parts; ++index)
+        threads.emplace_back(part, index);
+    part(0);
+    for (std::thread &thread : threads)
+        thread.join();
+    for (const std::exception_ptr &error : errors) {
+        if (error)
+            std::rethrow_exception(error);
+    }
+}
+
+// The byte ranges of the elements of the top-level "jobs" array, found by skipping over
+// strings and brackets without judging anything else; the JSON parser judges the pieces.
+struct JobsSplit {
+    qsizetype arrayBegin = -1; // the "["
+    qsizetype arrayEnd = -1; // just after the "]"
+    std::vector<std::pair<qsizetype, qsizetype>> elements;
+};
+
+class Scanner {
+public:
+    explicit Scanner(const QByteArray &data)
+        : m_data(data.constData())
+        , m_size(data.size())
+    {
+    }
+
+    std::optional<JobsSplit> split()
+    {
+        JobsSplit result;
+        skipSpace();
+        if (!take('{'))
+            return std::nullopt;
+        skipSpace();
+        if (take('}'))
+            return std::nullopt;
+        for (;;) {
+            skipSpace();
+            const qsizetype keyBegin = m_at;
+            if (!skipString())
+                return std::nullopt;
+            const bool isJobs = m_at - keyBegin == 6 && std::memcmp(m_data + keyBegin, "\"jobs\"", 6) == 0;
+            skipSpace();
+            if (!take(':'))
+                return std::nullopt;
+            skipSpace();
+            if (isJobs) {
+                if (result.arrayBegin >= 0 || !elements(result))
+                    return std::nullopt;
+            } else if (!skipValue()) {
+                return std::nullopt;
+            }
+            skipSpace();
+            if (take(','))
+                continue;
+            if (take('}'))
+                break;
+            return std::nullopt;
+        }
+        if (result.arrayBegin < 0)
+            return std::nullopt;
+        return result;
+    }
+
+private:
+    bool elements(JobsSplit &result)
+    {
+        result.arrayBegin = m_at;
+        if (!take('['))
+            return false;
+        skipSpace();
+        if (!take(']')) {
+            for (;;) {
+                skipSpace();
+                const qsizetype begin = m_at;
+                if (!skipValue() || m_at == begin)
+                    return false;
+                result.elements.emplace_back(begin, m_at);
+                skipSpace();
+                if (take(','))
+                    continue;
+                if (take(']'))
+                    break;
+                return false;
+            }
+        }
+        result.arrayEnd = m_at;
+        return true;
+    }
+
+    bool skipValue()
+    {
+        if (m_at >= m_size)
+            return false;
+        const char first = m_data[m_at];
+        if (first == '"')
+            return skipString();
+        if (first == '{' || first == '[') {
+            int depth = 0;
+            while (m_at < m_size) {
+                const char c = m_data[m_at];
+                if (c == '"') {
+                    if (!skipString())
+                        return false;
+                    continue;
+                }
+                ++m_at;
+                if (c == '{' || c == '[')
+                    ++depth;
+                else if ((c == '}' || c == ']') && --depth == 0)
+                    return true;
+            }
+            return false;
+        }
+        while (m_at < m_size && !std::strchr(",]} \t\r\n", m_data[m_at]))
+            ++m_at;
+        return true;
+    }
+
+    bool skipString()
+    {
+        if (!take('"'))
+            return false;
+        while (m_at < m_size) {
+            const char c = m_data[m_at++];
+            if (c == '\\')
+                ++m_at;
+            else if (c == '"')
+                return m_at <= m_size;
+        }
+        return false;
+    }
+
+    void skipSpace()
+    {
+        while (m_at < m_size
+            && (m_data[m_at] == ' ' || m_data[m_at] == '\n' || m_data[m_at] == '\r' || m_data[m_at] == '\t'))
+            ++m_at;
+    }
+
+    bool take(char c)
+    {
+        if (m_at < m_size && m_data[m_at] == c) {
+            ++m_at;
+            return true;
+        }
+        return false;
+    }
+
+    const char *m_data;
+    qsizetype m_size;
+    qsizetype m_at = 0;
+};
+
+// Decodes the state with its jobs parsed and decoded in parts on a few threads; empty when the
+// document is not shaped for it. Throws on any flaw.
+std::optional<AppState> decodeInParts(const QByteArray &data)
+{
+    if (data.size() < VANTOR_STATE_PARTS_MINIMUM)
+        return std::nullopt;
+    const std::optional<JobsSplit> split = Scanner(data).split();
+    if (!split)
+        return std::nullopt;
+    QByteArray rest;
+    rest.reserve(data.size() - (split->arrayEnd - split->arrayBegin) + 2);
+    rest.append(data.constData(), split->arrayBegin);
+    rest += "[]";
+    rest.append(data.constData() + split->arrayEnd, data.size() - split->arrayEnd);
+    AppState state = AppState::fromJson(JsonCodec::parse(rest));
+
+    const auto &elements = split->elements;
+    state.jobs.resize(elements.size());
+    // Each job is parsed where it lies, without copying: a small working set per job keeps the
+    // time per job the same however long the history is.
+    inParts(elements.size(), [&](std::size_t begin, std::size_t end, std::size_t) {
+        for (std::size_t i = begin; i < end; ++i) {
+            const auto [first, last] = elements[i];
+            const QByteArray text = QByteArray::fromRawData(data.constData() + first, last - first);
+            state.jobs[i] = MediaJob::fromJson(JsonCodec::parse(text));
+        }
+    });
+    return state;
+}
+
+std::vector<QByteArray> encodeInPieces(const AppState &state)
+{
+    // The jobs are most of the file: each part writes its share of them into its own text, and
+    // the rest of the state is written around them.
+    const std::vector<MediaJob> &jobs = state.jobs;
+    std::vector<QByteArray> jobTexts(partCount(jobs.size()));
+    inParts(jobs.size(), [&](std::size_t begin, std::size_t end, std::size_t index) {
+        QByteArray &text = jobTexts[index];
+        text.reserve(qsizetype(end - begin) * 2600);
+        for (std::size_t i = begin; i < end; ++i) {
+            text += i == 0 ? "\n" : ",\n";
+            JsonText::appendIndent(text, 2);
+            JsonText::Object object(2);
+            writeJob(object, jobs[i]);
+            object.finish(text);
+        }
+    });
+
+    AppState rest;
+    rest.version = state.version;
+    rest.templates = state.templates;
+    rest.presets = state.presets;
+    rest.project = state.project;
+    rest.projectGrant = state.projectGrant;
+    rest.watches = state.watches;
+    rest.ffmpeg = state.ffmpeg;
+    rest.transcodeDestination = state.transcodeDestination;
+    const QJsonObject top = rest.toJson();
+
+    // The job texts are not copied into one buffer: the pieces go to the file one by one.
+    std::vector<QByteArray> pieces;
+    QByteArray out;
+    out += '{';
+    bool first = true;
+    for (auto member = top.constBegin(); member != top.constEnd(); ++member) {
+        out += first ? "\n  " : ",\n  ";
+        first = false;
+        JsonText::appendString(out, member.key());
+        out += ": ";
+        if (member.key() == QLatin1String("jobs") && !jobs.empty()) {
+            out += '[';
+            pieces.push_back(std::move(out));
+            out = QByteArray();
+            for (QByteArray &text : jobTexts)
+                pieces.push_back(std::move(text));
+            out += "\n  ]";
+        } else {
+            JsonText::appendValue(out, member.value(), 1);
+        }
+    }
+    out += "\n}\n";
+    pieces.push_back(std::move(out));
+    return pieces;
+}
+
+// The queue finds a job by its id: two jobs with one id would be one job to it.
+void refuseDuplicateJobs(const AppState &state)
+{
+    QSet<QUuid> seen;
+    seen.reserve(qsizetype(state.jobs.size()));
+    for (const MediaJob &job : state.jobs) {
+        if (seen.contains(job.id))
+            throw DecodingError(QStringLiteral("More than one job has the id %1.")
+                                    .arg(job.id.toString(QUuid::WithoutBraces).toUpper()));
+        seen.insert(job.id);
+    }
+}
+
+} // namespace
+
+QString directory()
+{
+    const QByteArray redirected = qgetenv("VANTOR_SUPPORT_DIR");
+    if (!redirected.isEmpty())
+        return QString::fromLocal8Bit(redirected);
+    return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + QStringLiteral("/Vantor");
+}
+
+AppState load(const QString &directory)
+{
+    const QString path = statePath(directory);
+    FileIo::UniqueFd file;
+    try {
+        // A link would be replaced by the next save's rename: it is refused, dangling or not.
+        file = FileIo::open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
+    } catch (const std::system_error &error) {
+        if (error.code().value() == ENOENT)
+            return AppState::fresh();
+        if (error.code().value() == ELOOP)
+            throw VantorError(QStringLiteral("The state file is a symbolic link, which Vantor neither follows nor "
+                                             "replaces: ") + path);
+        throwSystemError(error.code().value(), path);
+    }
+    if (!S_ISREG(FileIo::fstat(file.get()).st_mode))
+        throw VantorError(QStringLiteral("The state file is not a regular file: ") + path);
+    return decode(readWhole(file.get()));
+}
+
+void save(const AppState &state, const QString &directory)
+{
+    const std::vector<QByteArray> pieces = encodeInPieces(state);
+    AtomicFile::makeFolders(directory);
+    AtomicFile::replace(statePath(directory), pieces);
+}
+
+QByteArray encode(const AppState &state)
+{
+    const std::vector<QByteArray> pieces = encodeInPieces(state);
+    qsizetype size = 0;
+    for (const QByteArray &piece : pieces)
+        size += piece.size();
+    QByteArray data;
+    data.reserve(size);
+    for (const QByteArray &piece : pieces)
+        data += piece;
+    return data;
+}
+
+AppState decode(const QByteArray &data)
+{
+    // The quick path reads the job list in parts; whatever it refuses is read again whole, so
+    // the error reported is always the one the whole document gives.
+    std::optional<AppState> state;
+    try {
+        state = decodeInParts(data);
+    } catch (const std::exception &) {
+    }
+    if (!state)
+        state = AppState::fromJson(JsonCodec::parse(data));
+    refuseDuplicateJobs(*state);
+    return std::move(*state);
+}
+
+} // namespace vantor::StateStore
