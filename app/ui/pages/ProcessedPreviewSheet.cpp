@@ -73,6 +73,7 @@ ProcessedPreviewSheet::ProcessedPreviewSheet(Workspace &workspace, SourceInspect
     m_image->setObjectName(QStringLiteral("previewImage"));
     m_image->setAccessibleName(QStringLiteral("Processed Frame"));
     m_image->setAlignment(Qt::AlignCenter);
+    m_image->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Ignored); // the picture follows the sheet's size
     m_view->addWidget(m_image);
     m_video = new QVideoWidget(m_view);
     m_video->setObjectName(QStringLiteral("previewClip"));
@@ -127,7 +128,22 @@ ProcessedPreviewSheet::ProcessedPreviewSheet(Workspace &workspace, SourceInspect
     connect(m_controller, &PreviewController::changed, this, &ProcessedPreviewSheet::refresh);
     connect(&inspector, &SourceInspector::changed, this, &ProcessedPreviewSheet::refresh);
     m_positionText->setText(QString::asprintf("%.1fs", 0.0));
+    resize(Theme::lineHeight() * 40, Theme::lineHeight() * 32);
     refresh();
+}
+
+void ProcessedPreviewSheet::resizeEvent(QResizeEvent *event)
+{
+    QDialog::resizeEvent(event);
+    showFrame();
+}
+
+void ProcessedPreviewSheet::showFrame()
+{
+    if (m_picture.isNull())
+        m_image->clear();
+    else
+        m_image->setPixmap(m_picture.scaled(m_image->size(), Qt::KeepAspectRatio, Qt::SmoothTransformation));
 }
 
 ProcessedPreviewSheet::~ProcessedPreviewSheet()
@@ -178,16 +194,16 @@ void ProcessedPreviewSheet::refresh()
                                            : QString());
 
     if (!preview.image().isEmpty()) {
-        QPixmap picture;
-        picture.loadFromData(preview.image(), "PNG");
-        m_image->setPixmap(picture.scaled(m_view->size(), Qt::KeepAspectRatio, Qt::SmoothTransformation));
+        m_picture.loadFromData(preview.image(), "PNG");
         m_view->setCurrentIndex(imagePage);
+        showFrame();
     } else if (preview.result()) {
         if (!m_player) {
             m_player = new QMediaPlayer(this);
             m_player->setVideoOutput(m_video);
             m_player->setLoops(QMediaPlayer::Infinite);
         }
+        m_picture = QPixmap();
         const QUrl clip = QUrl::fromLocalFile(*preview.result());
         if (m_player->source() != clip) {
             m_player->setSource(clip);
@@ -199,7 +215,8 @@ void ProcessedPreviewSheet::refresh()
             m_player->stop();
             m_player->setSource(QUrl());
         }
-        m_image->clear();
+        m_picture = QPixmap();
+        showFrame();
         m_view->setCurrentIndex(placeholderPage);
     }
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QDialog>
+#include <QPixmap>
 
 class QLabel;
 class QMediaPlayer;
@@ -29,8 +30,12 @@ public:
     PreviewController &controller() { return *m_controller; }
     void done(int result) override;
 
+protected:
+    void resizeEvent(QResizeEvent *event) override;
+
 private:
     void refresh();
+    void showFrame();
     void render(bool clip);
     double duration() const;
 
@@ -41,6 +46,7 @@ private:
     QLabel *m_positionText;
     QStackedWidget *m_view;
     QLabel *m_image;
+    QPixmap m_picture; // the rendered frame at its own size
     QVideoWidget *m_video;
     QMediaPlayer *m_player = nullptr;
     QLabel *m_busy;

@@ -134,6 +134,7 @@ SourceInspectorPanel::SourceInspectorPanel(Workspace &workspace, SourceInspector
     m_still->setObjectName(QStringLiteral("sourceStill"));
     m_still->setAccessibleName(QStringLiteral("Still Frame"));
     m_still->setAlignment(Qt::AlignCenter);
+    m_still->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Ignored);
     unavailableLayout->addWidget(m_still, 1);
     m_preview->addWidget(unavailable);
     layout->addWidget(m_preview, 1);
