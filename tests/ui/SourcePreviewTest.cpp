@@ -148,13 +148,23 @@ TEST_F(SourcePreviewTest, SelectingASourceFillsTheSummary)
     EXPECT_EQ(row(QStringLiteral("summarySources")), QStringLiteral("3 Sources"));
 }
 
-TEST_F(SourcePreviewTest, ANewerSelectionSupersedesTheProbeBeforeIt)
+TEST_F(SourcePreviewTest, TheSummaryFollowsSelectionPresetsAndSources)
 {
     inspector->select(clip(QStringLiteral("B.mkv")));
     inspector->select(clip(QStringLiteral("A.mov")));
     // The inspection ends with the newer source's answer.
     ASSERT_TRUE(waitUntil([&] { return !inspector->inspecting(); }));
     EXPECT_EQ(row(QStringLiteral("summarySource")), QStringLiteral("h264 · 320 × 180"));
+
+    // An edit of the current preset shows at once; a source's own preset wins over it.
+    TranscodePreset preset = workspace->preset();
+    preset.bitrateMbps = 16;
+    workspace->setPreset(preset);
+    EXPECT_EQ(row(QStringLiteral("summaryEstimatedOutput")), QStringLiteral("About 2.0 MB"));
+    preset.suffix = QStringLiteral("_own");
+    workspace->setSourcePreset(clip(QStringLiteral("A.mov")), preset);
+    EXPECT_EQ(row(QStringLiteral("summaryOutputName")), QStringLiteral("A_own.mp4"));
+    EXPECT_EQ(row(QStringLiteral("summaryOverrides")), QStringLiteral("1 Custom Overrides"));
 
     // Removing the shown source moves the Summary to the first one left.
     std::vector<SourceFile> rest(workspace->sources().begin() + 1, workspace->sources().end());
