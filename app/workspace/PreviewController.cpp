@@ -25,7 +25,8 @@ QString size(qint64 bytes)
 } // namespace
 
 PreviewController::PreviewController(QObject *parent)
-    : QObject(parent), m_worker(QString::fromLatin1(AppInfo::identifier) + QStringLiteral(".preview"))
+    : QObject(parent)
+    , m_worker(QString::fromLatin1(AppInfo::identifier) + QStringLiteral(".preview"))
 {
 }
 
@@ -49,8 +50,8 @@ void PreviewController::track(const QString &file, bool add)
         m_unclaimed.remove(file);
 }
 
-void PreviewController::render(const QString &source, const TranscodePreset &preset, double seconds, bool clip,
-                               const QString &engine, double sourceDuration)
+void PreviewController::render(const QString &source, const TranscodePreset &preset, double seconds,
+    bool clip, const QString &engine, double sourceDuration)
 {
     cancel();
     m_control = std::make_shared<JobControl>();
@@ -59,22 +60,24 @@ void PreviewController::render(const QString &source, const TranscodePreset &pre
     m_message.clear();
     Q_EMIT changed();
     m_worker.post([this, source, preset, seconds, clip, engine, sourceDuration, control = m_control,
-                   generation = m_generation] {
+                      generation = m_generation] {
         std::optional<Rendered> rendered;
         QString failure;
         try {
             control->checkpoint();
             const QString file = PreviewService::render(source, preset, seconds, clip, engine, *control);
             track(file, true);
-            rendered = Rendered{file, clip, {}, {}};
+            rendered = Rendered { file, clip, {}, {} };
             const double start = PreviewService::startTime(seconds, sourceDuration);
             if (clip) {
                 const qint64 bytes = QFileInfo(file).size();
                 const double length = PreviewService::clipLength(start, sourceDuration);
-                rendered->detail = QStringLiteral("%1 for %2s").arg(size(bytes), QString::asprintf("%.1f", length));
+                rendered->detail
+                    = QStringLiteral("%1 for %2s").arg(size(bytes), QString::asprintf("%.1f", length));
                 if (sourceDuration > 0 && length > 0)
-                    rendered->detail += QStringLiteral(" · Full Clip ≈ ") + size(qint64(double(bytes) / length * sourceDuration))
-                                        + QStringLiteral(" (Sample Estimate)");
+                    rendered->detail += QStringLiteral(" · Full Clip ≈ ")
+                        + size(qint64(double(bytes) / length * sourceDuration))
+                        + QStringLiteral(" (Sample Estimate)");
             } else {
                 QFile picture(file);
                 if (picture.open(QIODevice::ReadOnly))
@@ -88,12 +91,14 @@ void PreviewController::render(const QString &source, const TranscodePreset &pre
         } catch (const std::exception &) {
             failure = QStringLiteral("Preview could not be generated.");
         }
-        QMetaObject::invokeMethod(this, [this, generation, rendered, failure] { accept(generation, rendered, failure); },
-                                  Qt::QueuedConnection);
+        QMetaObject::invokeMethod(
+            this, [this, generation, rendered, failure] { accept(generation, rendered, failure); },
+            Qt::QueuedConnection);
     });
 }
 
-void PreviewController::accept(const QUuid &generation, const std::optional<Rendered> &rendered, const QString &failure)
+void PreviewController::accept(
+    const QUuid &generation, const std::optional<Rendered> &rendered, const QString &failure)
 {
     if (generation != m_generation) {
         if (rendered) {
@@ -115,8 +120,9 @@ void PreviewController::accept(const QUuid &generation, const std::optional<Rend
     m_image = rendered->image;
     m_detail = rendered->detail;
     if (rendered->clip)
-        m_message = QStringLiteral("Test clip encoded successfully. Use Show In File Manager to inspect this format "
-                                   "in your editor.");
+        m_message = QStringLiteral(
+            "Test clip encoded successfully. Use Show In File Manager to inspect this format "
+            "in your editor.");
     Q_EMIT changed();
 }
 

@@ -27,7 +27,7 @@ public:
     // Starts rendering the frame at `seconds` (clip false) or a test clip from `seconds` (clip
     // true); `engine` is the stored engine path, `sourceDuration` feeds the size estimate.
     void render(const QString &source, const TranscodePreset &preset, double seconds, bool clip,
-                const QString &engine, double sourceDuration);
+        const QString &engine, double sourceDuration);
     void cancel();
     // Drops the picture and removes the rendered file.
     void clear();

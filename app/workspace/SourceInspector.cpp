@@ -24,8 +24,9 @@ QString failureText(const std::exception &failure)
 } // namespace
 
 SourceInspector::SourceInspector(Workspace &workspace, QObject *parent)
-    : QObject(parent), m_workspace(workspace),
-      m_worker(QString::fromLatin1(AppInfo::identifier) + QStringLiteral(".inspector"))
+    : QObject(parent)
+    , m_workspace(workspace)
+    , m_worker(QString::fromLatin1(AppInfo::identifier) + QStringLiteral(".inspector"))
 {
     connect(&workspace, &Workspace::sourcesChanged, this, [this] { followSources(); });
     connect(&workspace, &Workspace::planChanged, this, &SourceInspector::changed);
@@ -34,7 +35,7 @@ SourceInspector::SourceInspector(Workspace &workspace, QObject *parent)
 
 SourceInspector::~SourceInspector()
 {
-    for (const auto &control : {m_control, m_stillControl}) {
+    for (const auto &control : { m_control, m_stillControl }) {
         if (control)
             control->cancel();
     }
@@ -44,9 +45,9 @@ SourceInspector::~SourceInspector()
 void SourceInspector::followSources()
 {
     const auto &sources = m_workspace.sources();
-    const bool kept = m_selected && std::any_of(sources.begin(), sources.end(), [&](const SourceFile &source) {
-                          return source.url == *m_selected;
-                      });
+    const bool kept = m_selected
+        && std::any_of(sources.begin(), sources.end(),
+            [&](const SourceFile &source) { return source.url == *m_selected; });
     if (kept)
         Q_EMIT changed(); // a per-source preset may have changed
     else
@@ -65,7 +66,7 @@ TranscodePreset SourceInspector::preset() const
 
 void SourceInspector::restart()
 {
-    for (const auto &control : {m_control, m_stillControl}) {
+    for (const auto &control : { m_control, m_stillControl }) {
         if (control)
             control->cancel();
     }
@@ -97,15 +98,18 @@ void SourceInspector::select(const std::optional<QString> &source)
         } catch (const std::exception &error) {
             failure = failureText(error);
         }
-        QMetaObject::invokeMethod(this, [this, info, failure, generation] {
-            if (generation != m_generation)
-                return;
-            m_inspecting = false;
-            m_info = info;
-            if (!info)
-                m_sourceError = failure;
-            Q_EMIT changed();
-        }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(
+            this,
+            [this, info, failure, generation] {
+                if (generation != m_generation)
+                    return;
+                m_inspecting = false;
+                m_info = info;
+                if (!info)
+                    m_sourceError = failure;
+                Q_EMIT changed();
+            },
+            Qt::QueuedConnection);
     });
 }
 
@@ -122,7 +126,7 @@ void SourceInspector::renderStill(double seconds)
     TranscodePreset plain;
     plain.container = QStringLiteral("mov");
     m_worker.post([this, path = *m_selected, custom, plain, seconds, control = m_stillControl,
-                    generation = m_generation, still] {
+                      generation = m_generation, still] {
         QByteArray picture;
         try {
             control->checkpoint();
@@ -134,12 +138,15 @@ void SourceInspector::renderStill(double seconds)
         } catch (const std::exception &) {
             return; // the summary already says what the probe found; the still stays empty
         }
-        QMetaObject::invokeMethod(this, [this, picture, generation, still] {
-            if (generation != m_generation || still != m_stillGeneration)
-                return;
-            m_still = picture;
-            Q_EMIT changed();
-        }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(
+            this,
+            [this, picture, generation, still] {
+                if (generation != m_generation || still != m_stillGeneration)
+                    return;
+                m_still = picture;
+                Q_EMIT changed();
+            },
+            Qt::QueuedConnection);
     });
 }
 

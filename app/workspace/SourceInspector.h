@@ -52,9 +52,9 @@ private:
     bool m_inspecting = false;
     std::optional<QString> m_sourceError;
     QByteArray m_still;
-    std::shared_ptr<JobControl> m_control;      // of the probe in progress
+    std::shared_ptr<JobControl> m_control; // of the probe in progress
     std::shared_ptr<JobControl> m_stillControl; // of the still in progress
-    quint64 m_generation = 0;                   // of the selection; a still belongs to one too
+    quint64 m_generation = 0; // of the selection; a still belongs to one too
     quint64 m_stillGeneration = 0;
     PersistenceQueue m_worker; // last: joined before the fields above go away
 };

@@ -18,7 +18,9 @@ QString audioText(const TranscodePreset &preset)
 {
     QString text = preset.audio.rawValue();
     if (preset.audio == AudioMode::pcm)
-        text += QStringLiteral(" · %1 kHz · %2 Bit").arg(double(preset.sampleRate) / 1000.0).arg(preset.bitDepth);
+        text += QStringLiteral(" · %1 kHz · %2 Bit")
+                    .arg(double(preset.sampleRate) / 1000.0)
+                    .arg(preset.bitDepth);
     else if (preset.audio == AudioMode::aac)
         text += QStringLiteral(" · %1 kbps").arg(preset.tuning().audioBitrate);
     if (preset.audio != AudioMode::none && preset.channels > 0)
@@ -42,7 +44,8 @@ QString outputName(const TranscodePreset &preset, const std::optional<QString> &
     if (!source)
         return QStringLiteral("—");
     try {
-        return NamingService::component(NamingService::original(*source) + preset.suffix) + u'.' + preset.container;
+        return NamingService::component(NamingService::original(*source) + preset.suffix) + u'.'
+            + preset.container;
     } catch (const VantorError &error) {
         return error.message();
     }
@@ -84,14 +87,14 @@ QList<std::pair<QString, QString>> rows(const TranscodePreset &preset, const Sou
         estimate = PreviewService::estimatedSize(preset, *state.info);
     }
     return {
-        {QStringLiteral("Format"), preset.container.toUpper()},
-        {QStringLiteral("Video"), video},
-        {QStringLiteral("Audio"), audioText(preset)},
-        {QStringLiteral("Source"), sourceText(state)},
-        {QStringLiteral("Frame Rate"), frameRate},
-        {QStringLiteral("Timecode"), timecode},
-        {QStringLiteral("Output Name"), outputName(preset, state.source)},
-        {QStringLiteral("Estimated Output"), estimate},
+        { QStringLiteral("Format"), preset.container.toUpper() },
+        { QStringLiteral("Video"), video },
+        { QStringLiteral("Audio"), audioText(preset) },
+        { QStringLiteral("Source"), sourceText(state) },
+        { QStringLiteral("Frame Rate"), frameRate },
+        { QStringLiteral("Timecode"), timecode },
+        { QStringLiteral("Output Name"), outputName(preset, state.source) },
+        { QStringLiteral("Estimated Output"), estimate },
     };
 }
 

@@ -1,7 +1,6 @@
-#include "UiFixture.h"
-
 #include "ClipMaker.h"
 #include "ScopedEnvironment.h"
+#include "UiFixture.h"
 #include "pages/ProcessedPreviewSheet.h"
 #include "pages/SourceInspectorPanel.h"
 #include "workspace/PreviewController.h"
@@ -30,24 +29,31 @@ protected:
     static void SetUpTestSuite()
     {
         clips = std::make_unique<test::TempDir>();
-        test::makeClip(clip(QStringLiteral("A.mov")), {.seconds = 1, .timecode = QStringLiteral("01:00:00:00")});
-        const QString subtitles = clips->write(QStringLiteral("B.srt"), "1\n00:00:00,000 --> 00:00:00,400\nHello\n");
-        const QString chapters = clips->write(QStringLiteral("B.txt"), ";FFMETADATA1\n[CHAPTER]\nTIMEBASE=1/1000\nSTART=0\n"
-                                                                       "END=500\n[CHAPTER]\nTIMEBASE=1/1000\nSTART=500\nEND=1000\n");
+        test::makeClip(
+            clip(QStringLiteral("A.mov")), { .seconds = 1, .timecode = QStringLiteral("01:00:00:00") });
+        const QString subtitles
+            = clips->write(QStringLiteral("B.srt"), "1\n00:00:00,000 --> 00:00:00,400\nHello\n");
+        const QString chapters = clips->write(QStringLiteral("B.txt"),
+            ";FFMETADATA1\n[CHAPTER]\nTIMEBASE=1/1000\nSTART=0\n"
+            "END=500\n[CHAPTER]\nTIMEBASE=1/1000\nSTART=500\nEND=1000\n");
         test::makeClip(clip(QStringLiteral("B.mkv")),
-                       {.width = 640, .height = 360, .seconds = 1, .rate = QStringLiteral("30000/1001"),
-                        .audioChannels = 0, .extraInputs = {QStringLiteral("-i"), subtitles, QStringLiteral("-i"), chapters},
-                        .extraArguments = {QStringLiteral("-map"), QStringLiteral("0:v"), QStringLiteral("-map"),
-                                           QStringLiteral("1:s"), QStringLiteral("-map_chapters"), QStringLiteral("2")}});
-        test::makeClip(clip(QStringLiteral("C.nut")), {.seconds = 1, .audioChannels = 0});
-        test::runFfmpeg({QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
-                         QStringLiteral("sine=duration=0.5"), clip(QStringLiteral("tone.wav"))});
+            { .width = 640,
+                .height = 360,
+                .seconds = 1,
+                .rate = QStringLiteral("30000/1001"),
+                .audioChannels = 0,
+                .extraInputs = { QStringLiteral("-i"), subtitles, QStringLiteral("-i"), chapters },
+                .extraArguments = { QStringLiteral("-map"), QStringLiteral("0:v"), QStringLiteral("-map"),
+                    QStringLiteral("1:s"), QStringLiteral("-map_chapters"), QStringLiteral("2") } });
+        test::makeClip(clip(QStringLiteral("C.nut")), { .seconds = 1, .audioChannels = 0 });
+        test::runFfmpeg({ QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
+            QStringLiteral("sine=duration=0.5"), clip(QStringLiteral("tone.wav")) });
     }
     static void TearDownTestSuite() { clips.reset(); }
 
     // Previews render into the temporary folder: a private one, so the test can count them.
     test::TempDir temporary;
-    test::ScopedEnvironment temporaryFolder{"TMPDIR", temporary.path().toUtf8()};
+    test::ScopedEnvironment temporaryFolder { "TMPDIR", temporary.path().toUtf8() };
     std::unique_ptr<QWidget> host;
     SourceInspector *inspector = nullptr;
 
@@ -55,19 +61,22 @@ protected:
     {
         open();
         workspace->setPreset(TranscodePreset(QUuid::createUuid(), QStringLiteral("Proxy"), Codec::h264,
-                                             QStringLiteral("mp4"), 0, 100, 23, 8, AudioMode::none, 48000, 24, 0,
-                                             QStringLiteral("_proxy")));
+            QStringLiteral("mp4"), 0, 100, 23, 8, AudioMode::none, 48000, 24, 0, QStringLiteral("_proxy")));
         host = std::make_unique<QWidget>();
         inspector = new SourceInspector(*workspace, host.get());
         new ui::SourceInspectorPanel(*workspace, *inspector, host.get());
-        workspace->receive({clip(QStringLiteral("A.mov")), clip(QStringLiteral("B.mkv")), clip(QStringLiteral("tone.wav"))},
-                           Page::transcode);
+        workspace->receive({ clip(QStringLiteral("A.mov")), clip(QStringLiteral("B.mkv")),
+                               clip(QStringLiteral("tone.wav")) },
+            Page::transcode);
         ASSERT_TRUE(waitUntil([&] { return !workspace->scanning() && workspace->sources().size() == 3; }));
         ASSERT_TRUE(inspected());
     }
     void TearDown() override { host.reset(); }
 
-    bool inspected() { return waitUntil([&] { return !inspector->inspecting(); }); }
+    bool inspected()
+    {
+        return waitUntil([&] { return !inspector->inspecting(); });
+    }
     template <typename T = QLabel> T *shown(const QString &name)
     {
         T *found = host->findChild<T *>(name);
@@ -77,7 +86,7 @@ protected:
     QString row(const QString &name) { return shown(name)->text(); }
     QStringList previewFolders() const
     {
-        return QDir(temporary.path()).entryList({QStringLiteral("vantor-preview-*")}, QDir::Dirs);
+        return QDir(temporary.path()).entryList({ QStringLiteral("vantor-preview-*") }, QDir::Dirs);
     }
 };
 
@@ -90,40 +99,41 @@ TEST_F(SourcePreviewTest, SelectingASourceFillsTheSummary)
         QStringList subtitles;
         QString chapters;
     };
-    const QList<Case> cases{
-        {QStringLiteral("A.mov"), [](TranscodePreset &) {},
-         {{QStringLiteral("summaryFormat"), QStringLiteral("MP4")},
-          {QStringLiteral("summaryVideo"), QStringLiteral("H.264 · 320 × 180")},
-          {QStringLiteral("summaryAudio"), QStringLiteral("No audio")},
-          {QStringLiteral("summarySource"), QStringLiteral("h264 · 320 × 180")},
-          {QStringLiteral("summaryFrameRate"), QStringLiteral("Same As 25 FPS")},
-          {QStringLiteral("summaryTimecode"), QStringLiteral("01:00:00:00")},
-          {QStringLiteral("summaryOutputName"), QStringLiteral("A_proxy.mp4")},
-          {QStringLiteral("summaryEstimatedOutput"), QStringLiteral("About 1.0 MB")}},
-         {}, QStringLiteral("0 Chapters In Selected Source")},
-        {QStringLiteral("B.mkv"),
-         [](TranscodePreset &preset) {
-             EncodingOptions tuning = preset.tuning();
-             tuning.frameRate = QStringLiteral("24");
-             preset.setTuning(tuning);
-             preset.scalePercent = 50;
-             preset.audio = AudioMode::aac;
-             preset.container = QStringLiteral("mov");
-         },
-         {{QStringLiteral("summaryFormat"), QStringLiteral("MOV")},
-          {QStringLiteral("summaryVideo"), QStringLiteral("H.264 · 320 × 180")},
-          {QStringLiteral("summaryAudio"), QStringLiteral("AAC · 256 kbps")},
-          {QStringLiteral("summarySource"), QStringLiteral("h264 · 640 × 360")},
-          {QStringLiteral("summaryFrameRate"), QStringLiteral("24 FPS")},
-          {QStringLiteral("summaryTimecode"), QStringLiteral("Not Present")},
-          {QStringLiteral("summaryOutputName"), QStringLiteral("B_proxy.mov")}},
-         {QStringLiteral("Track 1 · ass")}, QStringLiteral("2 Chapters In Selected Source")},
-        {QStringLiteral("tone.wav"), [](TranscodePreset &) {},
-         {{QStringLiteral("summarySource"),
-           QStringLiteral("No supported video stream in tone.wav. Use Copy & organize for audio and sidecars.")},
-          {QStringLiteral("summaryTimecode"), QStringLiteral("Not Present")},
-          {QStringLiteral("summaryEstimatedOutput"), QStringLiteral("Unknown")}},
-         {}, QStringLiteral("0 Chapters In Selected Source")},
+    const QList<Case> cases {
+        { QStringLiteral("A.mov"), [](TranscodePreset &) {},
+            { { QStringLiteral("summaryFormat"), QStringLiteral("MP4") },
+                { QStringLiteral("summaryVideo"), QStringLiteral("H.264 · 320 × 180") },
+                { QStringLiteral("summaryAudio"), QStringLiteral("No audio") },
+                { QStringLiteral("summarySource"), QStringLiteral("h264 · 320 × 180") },
+                { QStringLiteral("summaryFrameRate"), QStringLiteral("Same As 25 FPS") },
+                { QStringLiteral("summaryTimecode"), QStringLiteral("01:00:00:00") },
+                { QStringLiteral("summaryOutputName"), QStringLiteral("A_proxy.mp4") },
+                { QStringLiteral("summaryEstimatedOutput"), QStringLiteral("About 1.0 MB") } },
+            {}, QStringLiteral("0 Chapters In Selected Source") },
+        { QStringLiteral("B.mkv"),
+            [](TranscodePreset &preset) {
+                EncodingOptions tuning = preset.tuning();
+                tuning.frameRate = QStringLiteral("24");
+                preset.setTuning(tuning);
+                preset.scalePercent = 50;
+                preset.audio = AudioMode::aac;
+                preset.container = QStringLiteral("mov");
+            },
+            { { QStringLiteral("summaryFormat"), QStringLiteral("MOV") },
+                { QStringLiteral("summaryVideo"), QStringLiteral("H.264 · 320 × 180") },
+                { QStringLiteral("summaryAudio"), QStringLiteral("AAC · 256 kbps") },
+                { QStringLiteral("summarySource"), QStringLiteral("h264 · 640 × 360") },
+                { QStringLiteral("summaryFrameRate"), QStringLiteral("24 FPS") },
+                { QStringLiteral("summaryTimecode"), QStringLiteral("Not Present") },
+                { QStringLiteral("summaryOutputName"), QStringLiteral("B_proxy.mov") } },
+            { QStringLiteral("Track 1 · ass") }, QStringLiteral("2 Chapters In Selected Source") },
+        { QStringLiteral("tone.wav"), [](TranscodePreset &) {},
+            { { QStringLiteral("summarySource"),
+                  QStringLiteral(
+                      "No supported video stream in tone.wav. Use Copy & organize for audio and sidecars.") },
+                { QStringLiteral("summaryTimecode"), QStringLiteral("Not Present") },
+                { QStringLiteral("summaryEstimatedOutput"), QStringLiteral("Unknown") } },
+            {}, QStringLiteral("0 Chapters In Selected Source") },
     };
     const TranscodePreset original = workspace->preset();
     for (const Case &entry : cases) {
@@ -141,9 +151,11 @@ TEST_F(SourcePreviewTest, SelectingASourceFillsTheSummary)
         for (int index = 0; index < list->count(); ++index)
             tracks << list->item(index)->text();
         EXPECT_EQ(tracks, entry.subtitles);
-        EXPECT_EQ(shown(QStringLiteral("noSubtitleTracks"))->isVisibleTo(host.get()), entry.subtitles.isEmpty());
+        EXPECT_EQ(
+            shown(QStringLiteral("noSubtitleTracks"))->isVisibleTo(host.get()), entry.subtitles.isEmpty());
         EXPECT_EQ(row(QStringLiteral("chapterCount")), entry.chapters);
-        EXPECT_EQ(shown(QStringLiteral("sourceError"))->isVisibleTo(host.get()), entry.source == QLatin1String("tone.wav"));
+        EXPECT_EQ(shown(QStringLiteral("sourceError"))->isVisibleTo(host.get()),
+            entry.source == QLatin1String("tone.wav"));
     }
     EXPECT_EQ(row(QStringLiteral("summarySources")), QStringLiteral("3 Sources"));
 }
@@ -175,7 +187,7 @@ TEST_F(SourcePreviewTest, TheSummaryFollowsSelectionPresetsAndSources)
     workspace->setSources({});
     EXPECT_EQ(row(QStringLiteral("summarySource")), QStringLiteral("No Source Selected"));
     EXPECT_EQ(shown<QStackedWidget>(QStringLiteral("sourcePreview"))->currentWidget()->objectName(),
-              QStringLiteral("sourcePreviewPlaceholder"));
+        QStringLiteral("sourcePreviewPlaceholder"));
 }
 
 TEST_F(SourcePreviewTest, ThePlayerShowsWhatItCanPlayAndAnEngineStillOtherwise)
@@ -183,14 +195,17 @@ TEST_F(SourcePreviewTest, ThePlayerShowsWhatItCanPlayAndAnEngineStillOtherwise)
     auto *preview = shown<QStackedWidget>(QStringLiteral("sourcePreview"));
     auto *player = host->findChild<QMediaPlayer *>();
     ASSERT_NE(player, nullptr);
-    EXPECT_TRUE(waitUntil([&] { return player->mediaStatus() == QMediaPlayer::LoadedMedia; })) << player->errorString().toStdString();
+    EXPECT_TRUE(waitUntil([&] { return player->mediaStatus() == QMediaPlayer::LoadedMedia; }))
+        << player->errorString().toStdString();
     EXPECT_NE(preview->currentWidget()->findChild<QWidget *>(QStringLiteral("sourceVideo")), nullptr);
 
     inspector->select(clip(QStringLiteral("C.nut")));
     ASSERT_TRUE(inspected());
-    EXPECT_TRUE(waitUntil([&] { return !shown(QStringLiteral("sourceStill"))->pixmap().isNull(); }));
+    // The player is given a few seconds to open the file before the engine's still replaces it.
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !shown(QStringLiteral("sourceStill"))->pixmap().isNull(); }, 30000));
     EXPECT_TRUE(shown(QStringLiteral("previewUnavailable"))->isVisibleTo(host.get()));
-    EXPECT_EQ(shown(QStringLiteral("previewUnavailable"))->text(), QStringLiteral("Preview Unavailable For This Format"));
+    EXPECT_EQ(shown(QStringLiteral("previewUnavailable"))->text(),
+        QStringLiteral("Preview Unavailable For This Format"));
 }
 
 class ProcessedPreviewTest : public SourcePreviewTest {
@@ -222,7 +237,10 @@ protected:
         ASSERT_TRUE(button && button->isVisible() && button->isEnabled()) << name.toStdString();
         QTest::mouseClick(button, Qt::LeftButton);
     }
-    bool rendered() { return waitUntil([&] { return !sheet->controller().busy(); }); }
+    bool rendered()
+    {
+        return waitUntil([&] { return !sheet->controller().busy(); });
+    }
     QImage frame() { return QImage::fromData(sheet->controller().image(), "PNG"); }
     void setBurnIns(bool on)
     {
@@ -237,10 +255,11 @@ protected:
 TEST_F(ProcessedPreviewTest, AFrameRenderShowsTheProcessedPictureUntilTheSheetCloses)
 {
     EXPECT_EQ(inSheet(QStringLiteral("previewPlaceholder"))->text(),
-              QStringLiteral("Render A Frame Or A Five-Second Test Clip"));
+        QStringLiteral("Render A Frame Or A Five-Second Test Clip"));
     inSheet<QSlider>(QStringLiteral("previewPosition"))->setValue(5);
     EXPECT_EQ(inSheet(QStringLiteral("previewPositionText"))->text(), QStringLiteral("0.5s"));
-    EXPECT_EQ(inSheet(QStringLiteral("previewEstimate"))->text(), QStringLiteral("Estimated Output: About 1.0 MB"));
+    EXPECT_EQ(
+        inSheet(QStringLiteral("previewEstimate"))->text(), QStringLiteral("Estimated Output: About 1.0 MB"));
 
     press(QStringLiteral("renderFrame"));
     EXPECT_TRUE(inSheet<QAbstractButton>(QStringLiteral("cancelPreview"))->isVisible());
@@ -263,7 +282,7 @@ TEST_F(ProcessedPreviewTest, AFrameRenderShowsTheProcessedPictureUntilTheSheetCl
     EXPECT_EQ(previewFolders().size(), 1);
 
     press(QStringLiteral("showPreviewInFileManager"));
-    EXPECT_EQ(desktop.revealed, QStringList{*result});
+    EXPECT_EQ(desktop.revealed, QStringList { *result });
 
     press(QStringLiteral("donePreview"));
     EXPECT_FALSE(sheet->isVisible());
@@ -279,9 +298,11 @@ TEST_F(ProcessedPreviewTest, ATestClipReportsItsSizeEstimate)
     ASSERT_TRUE(sheet->controller().result());
     EXPECT_EQ(QFileInfo(*sheet->controller().result()).fileName(), QStringLiteral("Test Clip.mp4"));
     EXPECT_EQ(inSheet(QStringLiteral("previewMessage"))->text(),
-              QStringLiteral("Test clip encoded successfully. Use Show In File Manager to inspect this format in your editor."));
+        QStringLiteral("Test clip encoded successfully. Use Show In File Manager to inspect this format in "
+                       "your editor."));
     const QString detail = inSheet(QStringLiteral("previewDetail"))->text();
-    EXPECT_TRUE(detail.contains(QStringLiteral(" · Full Clip ≈ ")) && detail.endsWith(QStringLiteral(" (Sample Estimate)")))
+    EXPECT_TRUE(detail.contains(QStringLiteral(" · Full Clip ≈ "))
+        && detail.endsWith(QStringLiteral(" (Sample Estimate)")))
         << detail.toStdString();
     sheet->close();
     EXPECT_TRUE(previewFolders().isEmpty());
@@ -303,7 +324,7 @@ TEST_F(ProcessedPreviewTest, CancelledAndSupersededRendersAreDropped)
     EXPECT_TRUE(controller.image().isEmpty());
     ASSERT_TRUE(controller.result());
     EXPECT_TRUE(controller.result()->endsWith(QStringLiteral("Test Clip.mp4")));
-    EXPECT_EQ(previewFolders(), QStringList{QFileInfo(QFileInfo(*controller.result()).path()).fileName()});
+    EXPECT_EQ(previewFolders(), QStringList { QFileInfo(QFileInfo(*controller.result()).path()).fileName() });
 }
 
 } // namespace

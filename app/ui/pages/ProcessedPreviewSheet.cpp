@@ -35,8 +35,12 @@ QLabel *wrapped(const QString &text, const QString &name, QWidget *parent)
 
 } // namespace
 
-ProcessedPreviewSheet::ProcessedPreviewSheet(Workspace &workspace, SourceInspector &inspector, QWidget *parent)
-    : QDialog(parent), m_workspace(workspace), m_inspector(inspector), m_controller(new PreviewController(this))
+ProcessedPreviewSheet::ProcessedPreviewSheet(
+    Workspace &workspace, SourceInspector &inspector, QWidget *parent)
+    : QDialog(parent)
+    , m_workspace(workspace)
+    , m_inspector(inspector)
+    , m_controller(new PreviewController(this))
 {
     setWindowTitle(QStringLiteral("Processed Preview"));
     setObjectName(QStringLiteral("processedPreview"));
@@ -45,9 +49,10 @@ ProcessedPreviewSheet::ProcessedPreviewSheet(Workspace &workspace, SourceInspect
     auto *title = new QLabel(QStringLiteral("Processed Preview"), this);
     title->setFont(Theme::titleFont());
     layout->addWidget(title);
-    layout->addWidget(wrapped(QStringLiteral("Frames include picture processing and burn-ins. Test clips use the "
-                                             "selected codec, audio and quality settings; source files are untouched."),
-                              QStringLiteral("previewExplanation"), this));
+    layout->addWidget(
+        wrapped(QStringLiteral("Frames include picture processing and burn-ins. Test clips use the "
+                               "selected codec, audio and quality settings; source files are untouched."),
+            QStringLiteral("previewExplanation"), this));
 
     auto *positionRow = new QHBoxLayout;
     auto *positionLabel = new QLabel(QStringLiteral("Position"), this);
@@ -57,7 +62,8 @@ ProcessedPreviewSheet::ProcessedPreviewSheet(Workspace &workspace, SourceInspect
     positionLabel->setBuddy(m_position);
     m_positionText = new QLabel(this);
     m_positionText->setObjectName(QStringLiteral("previewPositionText"));
-    m_positionText->setMinimumWidth(m_positionText->fontMetrics().horizontalAdvance(QStringLiteral("0000.0s")));
+    m_positionText->setMinimumWidth(
+        m_positionText->fontMetrics().horizontalAdvance(QStringLiteral("0000.0s")));
     positionRow->addWidget(positionLabel);
     positionRow->addWidget(m_position, 1);
     positionRow->addWidget(m_positionText);
@@ -66,14 +72,15 @@ ProcessedPreviewSheet::ProcessedPreviewSheet(Workspace &workspace, SourceInspect
     m_view = new QStackedWidget(this);
     m_view->setMinimumSize(Theme::lineHeight() * 24, Theme::lineHeight() * 14);
     auto *placeholder = wrapped(QStringLiteral("Render A Frame Or A Five-Second Test Clip"),
-                                QStringLiteral("previewPlaceholder"), m_view);
+        QStringLiteral("previewPlaceholder"), m_view);
     placeholder->setAlignment(Qt::AlignCenter);
     m_view->addWidget(placeholder);
     m_image = new QLabel(m_view);
     m_image->setObjectName(QStringLiteral("previewImage"));
     m_image->setAccessibleName(QStringLiteral("Processed Frame"));
     m_image->setAlignment(Qt::AlignCenter);
-    m_image->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Ignored); // the picture follows the sheet's size
+    m_image->setSizePolicy(
+        QSizePolicy::Ignored, QSizePolicy::Ignored); // the picture follows the sheet's size
     m_view->addWidget(m_image);
     m_video = new QVideoWidget(m_view);
     m_video->setObjectName(QStringLiteral("previewClip"));
@@ -89,7 +96,7 @@ ProcessedPreviewSheet::ProcessedPreviewSheet(Workspace &workspace, SourceInspect
     QPalette warning = m_error->palette();
     warning.setColor(QPalette::WindowText, Theme::errorColour());
     m_error->setPalette(warning);
-    for (QLabel *label : {m_busy, m_message, m_detail, m_estimate, m_error})
+    for (QLabel *label : { m_busy, m_message, m_detail, m_estimate, m_error })
         layout->addWidget(label);
 
     auto *actions = new QHBoxLayout;
@@ -104,7 +111,7 @@ ProcessedPreviewSheet::ProcessedPreviewSheet(Workspace &workspace, SourceInspect
     m_done = new QuietButton(QStringLiteral("Done"), this, true);
     m_done->setObjectName(QStringLiteral("donePreview"));
     m_done->setDefault(true);
-    for (QuietButton *button : {m_frame, m_clip, m_cancel, m_reveal})
+    for (QuietButton *button : { m_frame, m_clip, m_cancel, m_reveal })
         actions->addWidget(button);
     actions->addStretch(1);
     actions->addWidget(m_done);
@@ -116,7 +123,7 @@ ProcessedPreviewSheet::ProcessedPreviewSheet(Workspace &workspace, SourceInspect
     QWidget::setTabOrder(m_reveal, m_done);
 
     connect(m_position, &QSlider::valueChanged, this,
-            [this](int tenths) { m_positionText->setText(QString::asprintf("%.1fs", tenths / 10.0)); });
+        [this](int tenths) { m_positionText->setText(QString::asprintf("%.1fs", tenths / 10.0)); });
     connect(m_frame, &QPushButton::clicked, this, [this] { render(false); });
     connect(m_clip, &QPushButton::clicked, this, [this] { render(true); });
     connect(m_cancel, &QPushButton::clicked, m_controller, &PreviewController::cancel);
@@ -162,7 +169,7 @@ void ProcessedPreviewSheet::render(bool clip)
     if (!m_inspector.selected() || !m_inspector.info())
         return;
     m_controller->render(*m_inspector.selected(), m_inspector.preset(), m_position->value() / 10.0, clip,
-                         m_workspace.queue().state().ffmpeg, duration());
+        m_workspace.queue().state().ffmpeg, duration());
 }
 
 void ProcessedPreviewSheet::done(int result)
@@ -190,7 +197,7 @@ void ProcessedPreviewSheet::refresh()
     m_error->setText(preview.error().value_or(QString()));
     m_error->setVisible(preview.error().has_value());
     m_estimate->setText(m_inspector.info() ? QStringLiteral("Estimated Output: ")
-                                                 + PreviewService::estimatedSize(m_inspector.preset(), *m_inspector.info())
+                + PreviewService::estimatedSize(m_inspector.preset(), *m_inspector.info())
                                            : QString());
 
     if (!preview.image().isEmpty()) {

@@ -13,9 +13,9 @@
 #include <QListWidget>
 #include <QMediaFormat>
 #include <QMediaPlayer>
-#include <QTimer>
 #include <QPixmap>
 #include <QStackedWidget>
+#include <QTimer>
 #include <QVBoxLayout>
 #include <QVideoWidget>
 
@@ -32,16 +32,21 @@ constexpr int loadingLimitMs = 4000;
 // name are left to a try.
 bool decodable(const QString &engineCodec)
 {
-    static const QMap<QString, QMediaFormat::VideoCodec> named{
-        {QStringLiteral("h264"), QMediaFormat::VideoCodec::H264},   {QStringLiteral("hevc"), QMediaFormat::VideoCodec::H265},
-        {QStringLiteral("mpeg4"), QMediaFormat::VideoCodec::MPEG4}, {QStringLiteral("mpeg1video"), QMediaFormat::VideoCodec::MPEG1},
-        {QStringLiteral("mpeg2video"), QMediaFormat::VideoCodec::MPEG2}, {QStringLiteral("vp8"), QMediaFormat::VideoCodec::VP8},
-        {QStringLiteral("vp9"), QMediaFormat::VideoCodec::VP9},     {QStringLiteral("av1"), QMediaFormat::VideoCodec::AV1},
-        {QStringLiteral("theora"), QMediaFormat::VideoCodec::Theora}, {QStringLiteral("mjpeg"), QMediaFormat::VideoCodec::MotionJPEG},
+    static const QMap<QString, QMediaFormat::VideoCodec> named {
+        { QStringLiteral("h264"), QMediaFormat::VideoCodec::H264 },
+        { QStringLiteral("hevc"), QMediaFormat::VideoCodec::H265 },
+        { QStringLiteral("mpeg4"), QMediaFormat::VideoCodec::MPEG4 },
+        { QStringLiteral("mpeg1video"), QMediaFormat::VideoCodec::MPEG1 },
+        { QStringLiteral("mpeg2video"), QMediaFormat::VideoCodec::MPEG2 },
+        { QStringLiteral("vp8"), QMediaFormat::VideoCodec::VP8 },
+        { QStringLiteral("vp9"), QMediaFormat::VideoCodec::VP9 },
+        { QStringLiteral("av1"), QMediaFormat::VideoCodec::AV1 },
+        { QStringLiteral("theora"), QMediaFormat::VideoCodec::Theora },
+        { QStringLiteral("mjpeg"), QMediaFormat::VideoCodec::MotionJPEG },
     };
     const auto codec = named.constFind(engineCodec);
     return codec == named.constEnd()
-           || QMediaFormat().supportedVideoCodecs(QMediaFormat::Decode).contains(*codec);
+        || QMediaFormat().supportedVideoCodecs(QMediaFormat::Decode).contains(*codec);
 }
 
 QString objectNameFor(const QString &prefix, const QString &label)
@@ -65,7 +70,9 @@ QLabel *caption(const QString &text, QWidget *parent)
 } // namespace
 
 SourceInspectorPanel::SourceInspectorPanel(Workspace &workspace, SourceInspector &inspector, QWidget *parent)
-    : PanelSurface(parent), m_workspace(workspace), m_inspector(inspector)
+    : PanelSurface(parent)
+    , m_workspace(workspace)
+    , m_inspector(inspector)
 {
     setObjectName(QStringLiteral("sourceInspector"));
     auto *layout = new QVBoxLayout(this);
@@ -105,7 +112,8 @@ SourceInspectorPanel::SourceInspectorPanel(Workspace &workspace, SourceInspector
     m_error->setPalette(warning);
     layout->addWidget(m_error);
 
-    layout->addWidget(caption(QStringLiteral("Source Preview · Output Processing Is Applied During Encoding"), this));
+    layout->addWidget(
+        caption(QStringLiteral("Source Preview · Output Processing Is Applied During Encoding"), this));
     m_preview = new QStackedWidget(this);
     m_preview->setObjectName(QStringLiteral("sourcePreview"));
     m_preview->setMinimumHeight(Theme::lineHeight() * 8);
@@ -169,8 +177,8 @@ SourceInspectorPanel::SourceInspectorPanel(Workspace &workspace, SourceInspector
 
 void SourceInspectorPanel::refresh()
 {
-    const SourceSummary::SourceState state{m_inspector.selected(), m_inspector.inspecting(), m_inspector.sourceError(),
-                                           m_inspector.info()};
+    const SourceSummary::SourceState state { m_inspector.selected(), m_inspector.inspecting(),
+        m_inspector.sourceError(), m_inspector.info() };
     for (const auto &[label, value] : SourceSummary::rows(m_inspector.preset(), state))
         m_rows.value(label)->setText(value);
     m_sources->setText(QStringLiteral("%1 Sources").arg(m_workspace.sources().size()));
@@ -182,7 +190,8 @@ void SourceInspectorPanel::refresh()
     m_subtitleList->clear();
     if (info) {
         for (qsizetype index = 0; index < info->subtitleTracks.size(); ++index)
-            m_subtitleList->addItem(QStringLiteral("Track %1 · %2").arg(index + 1).arg(info->subtitleTracks[index]));
+            m_subtitleList->addItem(
+                QStringLiteral("Track %1 · %2").arg(index + 1).arg(info->subtitleTracks[index]));
     }
     m_subtitleList->setVisible(m_subtitleList->count() > 0);
     m_noSubtitles->setVisible(m_subtitleList->count() == 0);
@@ -233,9 +242,11 @@ void SourceInspectorPanel::showSource()
             if (status == QMediaPlayer::LoadingMedia || status == QMediaPlayer::NoMedia)
                 unplayable();
         });
-        connect(m_player, &QMediaPlayer::playbackStateChanged, this, [this](QMediaPlayer::PlaybackState state) {
-            m_play->setLabel(state == QMediaPlayer::PlayingState ? QStringLiteral("Pause") : QStringLiteral("Play"));
-        });
+        connect(
+            m_player, &QMediaPlayer::playbackStateChanged, this, [this](QMediaPlayer::PlaybackState state) {
+                m_play->setLabel(
+                    state == QMediaPlayer::PlayingState ? QStringLiteral("Pause") : QStringLiteral("Play"));
+            });
     }
     m_preview->setCurrentIndex(playerPage);
     m_player->setSource(QUrl::fromLocalFile(*selected));

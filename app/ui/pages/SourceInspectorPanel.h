@@ -29,7 +29,7 @@ public:
     SourceInspectorPanel(Workspace &workspace, SourceInspector &inspector, QWidget *parent = nullptr);
 
     QWidget *subtitleTracks() const { return m_subtitles; } // list, or "No Embedded Subtitle Tracks Detected"
-    QLabel *chapterCount() const { return m_chapters; }     // "%lld Chapters In Selected Source"
+    QLabel *chapterCount() const { return m_chapters; } // "%lld Chapters In Selected Source"
 
 private:
     void refresh();
