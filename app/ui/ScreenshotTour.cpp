@@ -1,14 +1,20 @@
 #include "ScreenshotTour.h"
 
 #include "MainWindow.h"
+#include "ingest/MediaIngestService.h"
 #include "models/JobListModel.h"
+#include "pages/ProcessedPreviewSheet.h"
 #include "queue/QueueService.h"
+#include "workspace/PreviewController.h"
+#include "workspace/SourceInspector.h"
 #include "workspace/Workspace.h"
 
 #include <QApplication>
 #include <QDeadlineTimer>
 #include <QDir>
+#include <QAbstractButton>
 #include <QListView>
+#include <QSlider>
 #include <QTextStream>
 
 namespace vantor::ui {
@@ -22,7 +28,44 @@ void settle(int milliseconds)
         QApplication::processEvents(QEventLoop::AllEvents, 20);
 }
 
+bool settleUntil(const std::function<bool()> &done, int milliseconds)
+{
+    const QDeadlineTimer deadline(milliseconds);
+    while (!done() && !deadline.hasExpired())
+        QApplication::processEvents(QEventLoop::AllEvents, 20);
+    return done();
+}
+
 } // namespace
+
+bool takeProcessedPreview(MainWindow &window, Workspace &workspace, const QString &source, const QString &file)
+{
+    const TranscodePreset kept = workspace.preset();
+    TranscodePreset shown = kept;
+    FinishingOptions finish = shown.finish();
+    finish.burnFilename = true;
+    finish.burnTimecode = true;
+    shown.setFinish(finish);
+    workspace.setPreset(shown);
+
+    SourceInspector inspector(workspace);
+    inspector.select(source);
+    bool saved = false;
+    if (settleUntil([&] { return !inspector.inspecting(); }, 20000) && inspector.info()) {
+        ProcessedPreviewSheet sheet(workspace, inspector, &window);
+        sheet.show();
+        auto *position = sheet.findChild<QSlider *>(QStringLiteral("previewPosition"));
+        position->setValue(position->maximum() / 2);
+        sheet.findChild<QAbstractButton *>(QStringLiteral("renderFrame"))->click();
+        if (settleUntil([&] { return !sheet.controller().busy(); }, 30000) && !sheet.controller().image().isEmpty()) {
+            settle(300);
+            saved = sheet.grab().save(file);
+        }
+        sheet.reject();
+    }
+    workspace.setPreset(kept);
+    return saved;
+}
 
 void takeScreenshots(MainWindow &window, Workspace &workspace, const QString &folder)
 {
@@ -58,6 +101,15 @@ void takeScreenshots(MainWindow &window, Workspace &workspace, const QString &fo
         const QString file = QDir(folder).filePath(pageLabel(page).toLower() + QStringLiteral(".png"));
         if (!window.grab().save(file))
             QTextStream(stderr) << "vantor: The picture could not be saved: " << file << '\n';
+    }
+    settleUntil([&] { return !workspace.scanning(); }, 20000);
+    for (const SourceFile &source : workspace.sources()) {
+        if (!MediaIngestService::isVideo(source.url))
+            continue;
+        const QString file = QDir(folder).filePath(QStringLiteral("processed-preview.png"));
+        if (!takeProcessedPreview(window, workspace, source.url, file))
+            QTextStream(stderr) << "vantor: The processed preview could not be pictured: " << file << '\n';
+        break;
     }
     queue.prepareToQuit();
 }

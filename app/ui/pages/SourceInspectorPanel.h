@@ -1,0 +1,58 @@
+#pragma once
+
+#include "widgets/PanelSurface.h"
+
+#include <QMap>
+
+class QLabel;
+class QListWidget;
+class QMediaPlayer;
+class QStackedWidget;
+class QTimer;
+class QVideoWidget;
+
+namespace vantor {
+class SourceInspector;
+class Workspace;
+} // namespace vantor
+
+namespace vantor::ui {
+
+class QuietButton;
+
+// The Summary of the selected source and its output, with the source preview: the player where
+// the format plays, else a still frame rendered by the engine. The subtitle track list and the
+// chapter count belong to their own tabs; the page moves them there.
+class SourceInspectorPanel : public PanelSurface {
+    Q_OBJECT
+public:
+    SourceInspectorPanel(Workspace &workspace, SourceInspector &inspector, QWidget *parent = nullptr);
+
+    QWidget *subtitleTracks() const { return m_subtitles; } // list, or "No Embedded Subtitle Tracks Detected"
+    QLabel *chapterCount() const { return m_chapters; } // "%lld Chapters In Selected Source"
+
+private:
+    void refresh();
+    void showSource();
+    void unplayable();
+
+    Workspace &m_workspace;
+    SourceInspector &m_inspector;
+    QMap<QString, QLabel *> m_rows;
+    QLabel *m_sources;
+    QLabel *m_overrides;
+    QLabel *m_error;
+    QStackedWidget *m_preview;
+    QVideoWidget *m_video = nullptr;
+    QMediaPlayer *m_player = nullptr;
+    QTimer *m_loading = nullptr; // gives up on a source the player keeps loading
+    QLabel *m_still;
+    QuietButton *m_play;
+    QWidget *m_subtitles;
+    QListWidget *m_subtitleList;
+    QLabel *m_noSubtitles;
+    QLabel *m_chapters;
+    QString m_playing; // the source in the player
+};
+
+} // namespace vantor::ui
