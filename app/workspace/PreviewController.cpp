@@ -1,7 +1,7 @@
 #include "workspace/PreviewController.h"
 
 #include "AppInfo.h"
-#include "model/VantorError.h"
+#include "base/VantorError.h"
 #include "transcode/PreviewService.h"
 
 #include <QFile>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "model/JobControl.h"
+#include "base/JobControl.h"
 #include "queue/PersistenceQueue.h"
-#include "transcode/TranscodePreset.h"
+#include "presets/TranscodePreset.h"
 
 #include <QByteArray>
 #include <QObject>

@@ -1,7 +1,7 @@
 #include "workspace/SourceInspector.h"
 
 #include "AppInfo.h"
-#include "model/VantorError.h"
+#include "base/VantorError.h"
 #include "queue/QueueService.h"
 #include "transcode/PreviewService.h"
 #include "transcode/TranscodeService.h"

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "model/JobControl.h"
+#include "base/JobControl.h"
 #include "queue/PersistenceQueue.h"
 #include "transcode/MediaInfo.h"
-#include "transcode/TranscodePreset.h"
+#include "presets/TranscodePreset.h"
 
 #include <QByteArray>
 #include <QObject>

@@ -1,7 +1,7 @@
 #include "workspace/SourceSummary.h"
 
 #include "ingest/NamingService.h"
-#include "model/VantorError.h"
+#include "base/VantorError.h"
 #include "transcode/PreviewService.h"
 #include "transcode/TranscodeService.h"
 

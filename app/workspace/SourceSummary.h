@@ -1,7 +1,7 @@
 #pragma once
 
 #include "transcode/MediaInfo.h"
-#include "transcode/TranscodePreset.h"
+#include "presets/TranscodePreset.h"
 
 #include <QList>
 #include <QString>
