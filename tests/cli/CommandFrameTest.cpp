@@ -72,7 +72,9 @@ INSTANTIATE_TEST_SUITE_P(Calls, Refusals, testing::Values(
     Call{{"copy", "--no-verify", "-a", "MD5", "%D/a", "%D/b"}, 2, "vantor: --algorithm and --no-verify exclude each other"},
     Call{{"probe"}, 2, "vantor: Name at least one file to probe."},
     Call{{"presets", "extra"}, 2, "vantor: presets takes no arguments."},
-    Call{{"transcode", "-p", "Dailies", "%D/x.mov"}, 2, "vantor: --preset names no preset “Dailies”. Run 'vantor presets' to list them."},
+    Call{{"transcode", "-p", "Dailies", "%D/x.mov"}, 2,
+         "vantor: --preset names no preset “Dailies”. The presets are: Editorial Proxy, Review File, Client Review, "
+         "YouTube Master, Festival Screener, ProRes Master, Archive Master."},
     Call{review + QStringList{"--scale", "-5", "%D/x.mov"}, 2, "vantor: --scale takes a whole number from 1 to 100, not \"-5\"."},
     Call{review + QStringList{"--width", "1", "%D/x.mov"}, 2,
          "vantor: --width takes 0 (no limit) or a whole number from 16 to 16384, not \"1\"."},
