@@ -127,8 +127,9 @@ int addJobs(const QStringList &arguments)
 {
     CommandParser parser(QStringLiteral("queue add"),
                          QStringLiteral("Queues files: 'copy' and 'copy-transcode' scan each SOURCE (files, folders, "
-                                        "cards) as an import does; 'transcode' queues transcodes as 'vantor transcode' "
-                                        "names them. A batch with any destination collision is refused whole."));
+                                        "cards) as an import does; 'transcode' queues a transcode of each video file as "
+                                        "'vantor transcode' names it. A batch with any destination collision is "
+                                        "refused whole."));
     parser.addPositional(QStringLiteral("OPERATION"), QStringLiteral("copy, copy-transcode or transcode."),
                          QStringLiteral("copy|copy-transcode|transcode"));
     parser.addPositional(QStringLiteral("SOURCE"), QStringLiteral("Files or folders."), QStringLiteral("SOURCE..."));
