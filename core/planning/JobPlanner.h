@@ -38,7 +38,7 @@ namespace JobPlanner {
 // A plan into `project`'s folder, its naming values filled from the project.
 JobPlan forProject(const ProjectContext &project, const FileGrant &grant);
 
-// What the source at `index` becomes: `operation`, a copy for a non-video file in a batch that
+// What a source becomes: the plan's operation, a copy for a non-video file in a batch that
 // copies and transcodes, nothing for one in a batch that only transcodes.
 std::optional<JobOperation> operationFor(const JobPlan &plan, const SourceFile &source);
 // Every token's value for the source at `index`, ORIGINAL and COUNTER included.
