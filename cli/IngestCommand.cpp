@@ -191,9 +191,10 @@ int runIngest(const QStringList &arguments)
         // A file whose name cannot be used is named and left out; the rest are imported.
         std::vector<SourceFile> usable;
         const std::vector<SourceFile> &scanned = workspace.sources();
+        const JobPlan naming = workspace.plan();
         for (std::size_t index = 0; index < scanned.size(); ++index) {
             try {
-                workspace.stem(scanned[index], int(index));
+                JobPlanner::stem(naming, scanned[index], int(index));
                 usable.push_back(scanned[index]);
             } catch (const UnusableNameError &error) {
                 printError(QStringLiteral("Skipped. ") + error.message());

@@ -23,14 +23,8 @@ QList<TranscodePreset> availablePresets()
 TranscodePreset findPreset(const QString &name)
 {
     const QList<TranscodePreset> presets = availablePresets();
-    for (const TranscodePreset &preset : presets) {
-        if (preset.name == name)
-            return preset;
-    }
-    for (const TranscodePreset &preset : presets) {
-        if (preset.name.compare(name, Qt::CaseInsensitive) == 0)
-            return preset;
-    }
+    if (const std::optional<TranscodePreset> found = PresetService::find(presets, name))
+        return *found;
     QStringList names;
     for (const TranscodePreset &preset : presets)
         names << preset.name;

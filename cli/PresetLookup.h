@@ -12,7 +12,7 @@ namespace vantor::cli {
 // A state file that cannot be read is reported, never replaced by the built-ins silently.
 QList<TranscodePreset> availablePresets();
 
-// The preset named by --preset (exactly, else ignoring case); a UsageError lists the names.
+// The preset named by --preset, as PresetService::find matches names; a UsageError lists the names.
 TranscodePreset findPreset(const QString &name);
 
 } // namespace vantor::cli

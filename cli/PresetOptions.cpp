@@ -1,5 +1,6 @@
 #include "PresetOptions.h"
 #include "PictureOptions.h"
+#include "PresetLookup.h"
 #include "SavedState.h"
 
 #include "state/StateStore.h"
@@ -86,15 +87,7 @@ ChosenPreset chosenPreset(const CommandParser &parser)
 
     // A state that cannot be read is not guessed around: the user's presets may be in it.
     const AppState state = readSavedState();
-    QList<TranscodePreset> candidates(state.presets.begin(), state.presets.end());
-    candidates += PresetService::defaults();
-    const auto found = std::find_if(candidates.begin(), candidates.end(),
-                                    [&](const TranscodePreset &preset) { return preset.name == wanted; });
-    if (found == candidates.end())
-        throw UsageError(QString::fromUtf8("--preset names no preset \u201c") + wanted
-                         + QString::fromUtf8("\u201d. Run 'vantor presets' to list them."));
-
-    TranscodePreset preset = *found;
+    TranscodePreset preset = findPreset(wanted);
     EncodingOptions tuning = preset.tuning();
     FinishingOptions finish = preset.finish();
     bool tuned = false;

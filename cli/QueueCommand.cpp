@@ -6,9 +6,9 @@
 #include "QueueProgress.h"
 
 #include "ingest/MediaIngestService.h"
-#include "ingest/NamingService.h"
 #include "ingest/StagingFiles.h"
 #include "jobs/JobReport.h"
+#include "planning/JobPlanner.h"
 #include "base/JsonCodec.h"
 #include "state/StateStore.h"
 #include "base/VantorError.h"
@@ -123,26 +123,13 @@ int listJobs(const QStringList &arguments)
     return exitSuccess;
 }
 
-// The output name `vantor transcode` gives a source: its base name, the suffix, the container.
-QString outputName(const QString &relative, const TranscodePreset &preset)
-{
-    const QFileInfo info(relative);
-    const QString folder = info.path() == QLatin1String(".") ? QString() : info.path() + u'/';
-    return folder + info.completeBaseName() + preset.suffix + u'.' + preset.container;
-}
-
-QString validFolder(const CommandParser &parser, const QString &option, const QString &fallback)
-{
-    const QString text = parser.isSet(option) ? parser.value(option) : fallback;
-    return text.isEmpty() ? QString() : NamingService::relativePath(text, {});
-}
-
 int addJobs(const QStringList &arguments)
 {
     CommandParser parser(QStringLiteral("queue add"),
                          QStringLiteral("Queues files: 'copy' and 'copy-transcode' scan each SOURCE (files, folders, "
-                                        "cards) as an import does; 'transcode' queues transcodes as 'vantor transcode' "
-                                        "names them. A batch with any destination collision is refused whole."));
+                                        "cards) as an import does; 'transcode' queues a transcode of each video file as "
+                                        "'vantor transcode' names it. A batch with any destination collision is "
+                                        "refused whole."));
     parser.addPositional(QStringLiteral("OPERATION"), QStringLiteral("copy, copy-transcode or transcode."),
                          QStringLiteral("copy|copy-transcode|transcode"));
     parser.addPositional(QStringLiteral("SOURCE"), QStringLiteral("Files or folders."), QStringLiteral("SOURCE..."));
@@ -183,39 +170,32 @@ int addJobs(const QStringList &arguments)
         PresetService::validate(*preset);
     }
 
-    std::vector<MediaJob> jobs;
+    JobPlan plan;
+    plan.operation = operation;
+    std::vector<SourceFile> sources;
     if (operation == JobOperation::transcode) {
+        // Each source's output lands in the folder itself, as 'vantor transcode' puts it.
         if (!parser.isSet(QStringLiteral("output")))
             throw UsageError(QStringLiteral("transcode needs --output DIR"));
-        const QString root = absolute(parser.value(QStringLiteral("output")));
+        plan.root = absolute(parser.value(QStringLiteral("output")));
+        plan.hierarchy = false;
         for (const QString &path : positional) {
-            for (const SourceFile &source : MediaIngestService::scan({path})) {
-                const QString output = root + u'/' + outputName(QFileInfo(source.url).fileName(), *preset);
-                jobs.push_back(MediaJob::make(source.url, source.grant, root, FileGrant(root), std::nullopt, output,
-                                              operation, preset, std::nullopt, source.size, source.modified));
-            }
+            const std::vector<SourceFile> scanned = MediaIngestService::scan({path});
+            sources.insert(sources.end(), scanned.begin(), scanned.end());
         }
     } else {
         if (!parser.isSet(QStringLiteral("root")))
             throw UsageError(QStringLiteral("%1 needs --root DIR").arg(operationName));
-        const QString root = absolute(parser.value(QStringLiteral("root")));
-        const QString copyFolder = validFolder(parser, QStringLiteral("folder"), {});
-        const QString outputFolder = validFolder(parser, QStringLiteral("output-folder"), {});
-        const std::optional<ChecksumAlgorithm> checksum =
-            parser.isSet(QStringLiteral("no-verify")) ? std::nullopt : std::optional(algorithmOption(parser));
-        const auto under = [&root](const QString &folder, const QString &relative) {
-            return root + u'/' + (folder.isEmpty() ? relative : folder + u'/' + relative);
-        };
-        for (const SourceFile &source : MediaIngestService::scan(positional)) {
-            // Only video is transcoded; sidecars and audio are copied alongside.
-            const bool transcodes = operation.transcodes() && MediaIngestService::isVideo(source.url);
-            jobs.push_back(MediaJob::make(
-                source.url, source.grant, root, FileGrant(root), under(copyFolder, source.relative),
-                transcodes ? std::optional(under(outputFolder, outputName(source.relative, *preset))) : std::nullopt,
-                transcodes ? operation : JobOperation(JobOperation::copy), transcodes ? preset : std::nullopt,
-                checksum, source.size, source.modified));
-        }
+        plan.root = absolute(parser.value(QStringLiteral("root")));
+        plan.copyFolder = parser.value(QStringLiteral("folder"));
+        plan.outputFolder = parser.value(QStringLiteral("output-folder"));
+        plan.checksum = parser.isSet(QStringLiteral("no-verify")) ? std::nullopt : std::optional(algorithmOption(parser));
+        sources = MediaIngestService::scan(positional);
     }
+    plan.grant = FileGrant(plan.root);
+    if (preset)
+        plan.preset = *preset;
+    const std::vector<MediaJob> jobs = JobPlanner::plan(plan, sources);
     if (jobs.empty())
         throw VantorError(QStringLiteral("No files were found to queue."));
     auto queue = openQueue();

@@ -4,8 +4,9 @@
 #include "ProgressBar.h"
 
 #include "ingest/MediaIngestService.h"
-#include "files/SafeFiles.h"
+#include "base/JsonCodec.h"
 #include "base/VantorError.h"
+#include "planning/JobPlanner.h"
 #include "transcode/BurnInService.h"
 #include "transcode/TranscodePhase.h"
 #include "transcode/TranscodeService.h"
@@ -13,6 +14,9 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QTextStream>
 
 namespace vantor::cli {
 
@@ -38,9 +42,8 @@ QStringList plannedArguments(const MediaJob &job, const QString &engine, JobCont
     const MediaInfo info = TranscodeService::probe(job.source, engine, control);
     const BurnInAssets assets = BurnInService::prepare(job.source, *job.preset, info);
     try {
-        const QString staging = QFileInfo(*job.outputDestination).path() + QLatin1Char('/')
-                                + QFile::decodeName(SafeFiles::stagingName(QStringLiteral("-encode.partial")));
-        QStringList vector = TranscodeService::arguments(job.source, staging, *job.preset, info, assets.filters);
+        QStringList vector = TranscodeService::arguments(job.source, *JobPlanner::outputTemporary(job), *job.preset,
+                                                         info, assets.filters);
         assets.cleanup();
         return vector;
     } catch (...) {
@@ -64,6 +67,9 @@ int runTranscode(const QStringList &arguments)
                         QStringLiteral("DIR"));
         parser.addFlag({QStringLiteral("dry-run")},
                        QStringLiteral("Print the engine's arguments, one per line, and run nothing."));
+        parser.addFlag({QStringLiteral("json")},
+                       QStringLiteral("With --dry-run: print each planned job, its temporary file and the engine's "
+                                      "arguments as JSON."));
         parser.addPositional(QStringLiteral("SOURCE"), QStringLiteral("A video file."), QStringLiteral("SOURCE..."));
         if (!parser.parse(arguments))
             return int(exitSuccess);
@@ -71,6 +77,10 @@ int runTranscode(const QStringList &arguments)
             throw UsageError(QStringLiteral("Name at least one SOURCE to transcode."));
         const ChosenPreset chosen = chosenPreset(parser);
         const bool dryRun = parser.isSet(QStringLiteral("dry-run"));
+        const bool json = parser.isSet(QStringLiteral("json"));
+        if (json && !dryRun)
+            throw UsageError(QStringLiteral("--json goes with --dry-run."));
+        QJsonArray planned;
 
         JobControl control;
         InterruptWatcher watcher([&] { control.cancel(); });
@@ -84,12 +94,22 @@ int runTranscode(const QStringList &arguments)
                                            : QFileInfo(source.url).path();
                 if (!QFileInfo(folder).isDir())
                     throw VantorError(QStringLiteral("Select an available, real destination folder: ") + folder);
-                const QString output = folder + QLatin1Char('/') + QFileInfo(source.url).completeBaseName()
-                                       + chosen.preset.suffix + QLatin1Char('.') + chosen.preset.container;
-                const MediaJob job = MediaJob::make(source.url, source.grant, folder, FileGrant(folder), std::nullopt,
-                                                    output, JobOperation::transcode, chosen.preset, std::nullopt,
-                                                    source.size, source.modified);
-                if (dryRun) {
+                JobPlan plan;
+                plan.operation = JobOperation::transcode;
+                plan.root = folder;
+                plan.grant = FileGrant(folder);
+                plan.hierarchy = false;
+                plan.preset = chosen.preset;
+                const std::vector<MediaJob> jobs = JobPlanner::plan(plan, {source});
+                if (jobs.empty())
+                    throw VantorError(QStringLiteral("Select a video file to transcode: ") + source.url);
+                const MediaJob &job = jobs.front();
+                if (dryRun && json) {
+                    planned.append(QJsonObject{
+                        {QStringLiteral("job"), job.toJson()},
+                        {QStringLiteral("temporary"), *JobPlanner::outputTemporary(job)},
+                        {QStringLiteral("arguments"), QJsonArray::fromStringList(plannedArguments(job, chosen.engine, control))}});
+                } else if (dryRun) {
                     if (!first)
                         printLine(QString());
                     for (const QString &argument : plannedArguments(job, chosen.engine, control))
@@ -98,7 +118,7 @@ int runTranscode(const QStringList &arguments)
                     ProgressBar bar(QFileInfo(source.url).fileName());
                     TranscodeService::transcode(job, chosen.engine, control, [&](double fraction) { bar.update(fraction); });
                     bar.finish();
-                    printLine(output);
+                    printLine(*job.outputDestination);
                 }
             } catch (const CancellationError &) {
                 throw;
@@ -109,6 +129,8 @@ int runTranscode(const QStringList &arguments)
             }
             first = false;
         }
+        if (json)
+            QTextStream(stdout) << JsonCodec::pretty(planned);
         return status;
     });
 }

@@ -138,7 +138,7 @@ int run(const QStringList &arguments)
                      [&] { QTextStream(stderr) << workspace.notice() << '\n'; });
     session.reportProgress(workspace);
     workspace.queue().start();
-    workspace.watcher()->poll();
+    workspace.watcher()->start();
     session.waitForInterrupt();
     return session.quit(workspace);
 }

@@ -7,7 +7,7 @@ foreach(layer IN LISTS CORE_LAYERS)
   math(EXPR rank "${rank} + 1")
 endforeach()
 set(rank_queue 20)
-set(rank_automation 22) # until the watch folders stop including the workspace
+set(rank_automation 21)
 set(rank_workspace 22)
 set(rank_selftest 23)
 foreach(top IN ITEMS models pages widgets ui cli)

@@ -3,11 +3,12 @@
 #include "AppInfo.h"
 #include "ingest/MediaIngestService.h"
 #include "files/SafeFiles.h"
+#include "ingest/NamingService.h"
 #include "base/VantorError.h"
 #include "projects/WatchFolder.h"
 #include "queue/QueueService.h"
+#include "planning/JobPlanner.h"
 #include "presets/PresetService.h"
-#include "workspace/Workspace.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -39,8 +40,8 @@ WatchFolder *findRule(AppState &state, const QUuid &id)
 
 } // namespace
 
-WatchFolderService::WatchFolderService(Workspace *workspace)
-    : m_workspace(workspace), m_clock(monotonicSeconds),
+WatchFolderService::WatchFolderService(QueueService &queue, QObject *parent)
+    : QObject(parent), m_queue(queue), m_clock(monotonicSeconds),
       m_scans(QString::fromLatin1(AppInfo::identifier) + QStringLiteral(".watch"))
 {
     m_timer.setInterval(interval);
@@ -48,18 +49,25 @@ WatchFolderService::WatchFolderService(Workspace *workspace)
     // window and hold a finished file back for a whole extra poll.
     m_timer.setTimerType(Qt::PreciseTimer);
     connect(&m_timer, &QTimer::timeout, this, [this] { poll(); });
+}
+
+void WatchFolderService::start()
+{
+    if (started())
+        return;
     m_timer.start();
+    poll();
 }
 
 WatchFolderService::~WatchFolderService() = default;
 
 void WatchFolderService::poll()
 {
-    if (m_polling || !m_workspace)
+    if (m_polling)
         return;
     m_polling = true;
     std::vector<QUuid> rules;
-    for (const WatchFolder &rule : m_workspace->queue().state().watches) {
+    for (const WatchFolder &rule : m_queue.state().watches) {
         if (rule.enabled)
             rules.push_back(rule.id);
     }
@@ -68,12 +76,12 @@ void WatchFolderService::poll()
 
 void WatchFolderService::pollRule(std::vector<QUuid> rules, std::size_t position)
 {
-    if (!m_workspace || position >= rules.size()) {
+    if (position >= rules.size()) {
         finishPass();
         return;
     }
     const QUuid id = rules[position];
-    WatchFolder *rule = findRule(m_workspace->queue().mutableState(), id);
+    WatchFolder *rule = findRule(m_queue.mutableState(), id);
     if (!rule) { // removed while the pass waited
         pollRule(std::move(rules), position + 1);
         return;
@@ -104,9 +112,7 @@ void WatchFolderService::pollRule(std::vector<QUuid> rules, std::size_t position
 
 void WatchFolderService::applyScan(const QUuid &id, const std::vector<SourceFile> &files)
 {
-    if (!m_workspace)
-        return;
-    QueueService &queue = m_workspace->queue();
+    QueueService &queue = m_queue;
     try {
         for (const SourceFile &file : files) {
             if (!MediaIngestService::isVideo(file.url))
@@ -129,22 +135,27 @@ void WatchFolderService::applyScan(const QUuid &id, const std::vector<SourceFile
             if (now - known->since < stableFor - jitterAllowance)
                 continue;
 
-            const TranscodePreset preset = rule->preset;
-            const FileGrant destination = rule->destination;
-            const QString folder = QDir::cleanPath(destination.resolve());
-            const qsizetype slash = file.relative.lastIndexOf(QLatin1Char('/'));
-            const QString sub = slash < 0 ? QString() : file.relative.left(slash);
-            const QString name = QFileInfo(file.url).completeBaseName() + preset.suffix + QLatin1Char('.')
-                                 + preset.container;
-            const QString target = QDir::cleanPath(folder + QLatin1Char('/') + sub + QLatin1Char('/') + name);
-            queue.enqueue({MediaJob::make(file.url, file.grant, folder, destination, std::nullopt, target,
-                                          JobOperation::transcode, preset, std::nullopt, file.size, file.modified)});
+            JobPlan plan;
+            plan.operation = JobOperation::transcode;
+            plan.root = QDir::cleanPath(rule->destination.resolve());
+            plan.grant = rule->destination;
+            plan.preset = rule->preset;
+            bool queued = true;
+            try {
+                queue.enqueue(JobPlanner::plan(plan, {file}));
+            } catch (const UnusableNameError &refused) {
+                // A name that cannot be used is reported once per version, not every poll, and
+                // does not hold back the files after it.
+                report(refused.message());
+                queued = false;
+            }
             // The state may have changed while the scan ran: mark the rule only if it is still there.
             if (WatchFolder *current = findRule(queue.mutableState(), id)) {
                 current->seen.insert(file.url, signature);
                 queue.save();
             }
-            queue.start();
+            if (queued)
+                queue.start();
         }
     } catch (const std::exception &error) {
         report(errorText(error));
@@ -168,10 +179,8 @@ void WatchFolderService::reportSkipped(const QUuid &id, const QStringList &paths
 void WatchFolderService::report(const QString &message)
 {
     const QString text = QStringLiteral("Watch folder: ") + message;
-    if (!m_workspace)
-        return;
-    m_workspace->setNotice(text);
-    m_workspace->queue().log(text);
+    Q_EMIT notice(text);
+    m_queue.log(text);
 }
 
 void WatchFolderService::finishPass()
@@ -188,7 +197,7 @@ QUuid WatchFolderService::addRule(const QString &source, const QString &destinat
         throw VantorError(QStringLiteral("Choose a destination outside the watched folder."));
     PresetService::validate(preset);
     const WatchFolder rule = WatchFolder::make(FileGrant(folder), FileGrant(output), preset);
-    QueueService &queue = m_workspace->queue();
+    QueueService &queue = m_queue;
     queue.mutableState().watches.push_back(rule);
     queue.save();
     Q_EMIT rulesChanged();
@@ -197,7 +206,7 @@ QUuid WatchFolderService::addRule(const QString &source, const QString &destinat
 
 void WatchFolderService::setEnabled(const QUuid &id, bool enabled)
 {
-    QueueService &queue = m_workspace->queue();
+    QueueService &queue = m_queue;
     if (WatchFolder *rule = findRule(queue.mutableState(), id)) {
         if (rule->enabled == enabled)
             return;
@@ -209,7 +218,7 @@ void WatchFolderService::setEnabled(const QUuid &id, bool enabled)
 
 void WatchFolderService::removeRule(const QUuid &id)
 {
-    QueueService &queue = m_workspace->queue();
+    QueueService &queue = m_queue;
     if (std::erase_if(queue.mutableState().watches, [&](const WatchFolder &rule) { return rule.id == id; }) == 0)
         return;
     queue.save();

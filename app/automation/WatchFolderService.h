@@ -6,7 +6,6 @@
 
 #include <QHash>
 #include <QObject>
-#include <QPointer>
 #include <QSet>
 #include <QTimer>
 #include <QUuid>
@@ -15,11 +14,11 @@
 
 namespace vantor {
 
-class Workspace;
+class QueueService;
 
 // Folder automation: every 10 seconds, each enabled rule's folder is scanned off the main thread
 // and every video file that has kept its size and modification time for 20 seconds is queued
-// once per version as a transcode into the rule's destination.
+// once per version as a transcode into the rule's destination. Nothing polls until start().
 class WatchFolderService : public QObject {
     Q_OBJECT
 public:
@@ -29,8 +28,13 @@ public:
     static constexpr double stableFor = 20.0; // seconds a version must stay unchanged
     static constexpr double jitterAllowance = 0.25; // seconds of poll timing slack
 
-    explicit WatchFolderService(Workspace *workspace);
+    // `queue` holds the rules and receives the jobs; it must outlive the service.
+    explicit WatchFolderService(QueueService &queue, QObject *parent = nullptr);
     ~WatchFolderService() override;
+
+    // Polls now and every interval from then on.
+    void start();
+    bool started() const { return m_timer.isActive(); }
 
     // One pass over the enabled rules; returns at once. A pass already running makes it a no-op.
     void poll();
@@ -45,6 +49,7 @@ public:
 Q_SIGNALS:
     void pollFinished();
     void rulesChanged(); // a rule was added, enabled, disabled or removed
+    void notice(const QString &message); // a failure or a skipped entry, also in the log
 
 private:
     struct Version {
@@ -57,7 +62,7 @@ private:
     void report(const QString &message);
     void finishPass();
 
-    QPointer<Workspace> m_workspace;
+    QueueService &m_queue;
     QTimer m_timer;
     bool m_polling = false;
     QHash<QString, Version> m_stability; // rule id + "/" + path

@@ -7,6 +7,7 @@
 #include "state/StateStore.h"
 #include "base/VantorError.h"
 #include "queue/JobPhases.h"
+#include "automation/WatchFolderService.h"
 #include "workspace/Workspace.h"
 
 #include <QApplication>
@@ -38,6 +39,7 @@ int runWindow(const QStringList &received)
         takeScreenshots(window, *workspace, pictures);
         return 0;
     }
+    workspace->watcher()->start(); // folder automation runs while the window is open
     return QApplication::exec();
 }
 

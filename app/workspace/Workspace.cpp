@@ -27,28 +27,6 @@ namespace vantor {
 
 namespace {
 
-QString joined(const QStringList &parts)
-{
-    QStringList present;
-    for (const QString &part : parts) {
-        if (!part.isEmpty())
-            present << part;
-    }
-    return QDir::cleanPath(present.join(QLatin1Char('/')));
-}
-
-QString withExtension(const QString &stem, const QString &extension)
-{
-    return extension.isEmpty() ? stem : stem + QLatin1Char('.') + extension;
-}
-
-// The folder part of a scanned relative path: "A001/CLIP/C0001.MXF" -> "A001/CLIP".
-QString subFolder(const QString &relative)
-{
-    const qsizetype slash = relative.lastIndexOf(QLatin1Char('/'));
-    return slash < 0 ? QString() : relative.left(slash);
-}
-
 // A stored boolean, or true when the key is missing or holds something else. The settings file
 // is text, so a boolean written by this program reads back as "true" or "false".
 bool defaultsFlag(const QSettings &settings, const QString &key)
@@ -80,7 +58,8 @@ Workspace::Workspace(const QString &supportDirectory, JobPhases phases, UserChoi
         m_location = QFileInfo(QDir::cleanPath(state.project->root)).path();
     }
     readDefaults();
-    m_watcher = std::make_unique<WatchFolderService>(this);
+    m_watcher = std::make_unique<WatchFolderService>(*m_queue);
+    connect(m_watcher.get(), &WatchFolderService::notice, this, [this](const QString &text) { setNotice(text); });
     checkEngine();
 }
 
@@ -244,44 +223,35 @@ std::optional<QString> Workspace::directory(const QString &title)
 
 // ---- Naming
 
-QMap<QString, QString> Workspace::values(const SourceFile &source, int index) const
+JobPlan Workspace::plan() const
 {
-    const std::optional<ProjectContext> &project = m_queue->state().project;
-    return {
-        {QStringLiteral("PROJECT"), project ? project->name : m_name},
-        {QStringLiteral("CLIENT"), project ? project->client : m_client},
-        {QStringLiteral("DATE"), project ? project->date : dateText(m_date)},
-        {QStringLiteral("CAMERA"), m_camera},
-        {QStringLiteral("ROLL"), m_roll},
-        {QStringLiteral("SCENE"), m_scene},
-        {QStringLiteral("SHOT"), m_shot},
-        {QStringLiteral("TAKE"), m_take},
-        {QStringLiteral("ORIGINAL"), QFileInfo(source.url).completeBaseName()},
-        {QStringLiteral("COUNTER"), QStringLiteral("%1").arg(index + 1, 4, 10, QLatin1Char('0'))},
-    };
-}
-
-QString Workspace::stem(const SourceFile &source, int index) const
-{
-    const QString pattern = m_rename ? m_pattern : QStringLiteral("{ORIGINAL}");
-    if (pattern.contains(QLatin1String("{ORIGINAL}")))
-        NamingService::original(source.url); // refused naming the file: the pattern is not at fault
-    return NamingService::expand(pattern, values(source, index));
-}
-
-bool Workspace::transcodes(const SourceFile &source) const
-{
-    return m_operation == JobOperation::transcode
-           || (m_operation == JobOperation::copyAndTranscode && MediaIngestService::isVideo(source.url));
+    const AppState &state = m_queue->state();
+    JobPlan plan;
+    if (state.project)
+        plan = JobPlanner::forProject(*state.project, state.projectGrant.value_or(FileGrant()));
+    else
+        plan.values = {{QStringLiteral("PROJECT"), m_name},
+                       {QStringLiteral("CLIENT"), m_client},
+                       {QStringLiteral("DATE"), dateText(m_date)}};
+    plan.operation = m_operation;
+    plan.copyFolder = m_copyFolder;
+    plan.outputFolder = m_outputFolder;
+    plan.hierarchy = m_hierarchy;
+    plan.checksum = m_verify ? std::optional(m_algorithm) : std::nullopt;
+    plan.pattern = m_rename ? std::optional(m_pattern) : std::nullopt;
+    plan.values.insert(QStringLiteral("CAMERA"), m_camera);
+    plan.values.insert(QStringLiteral("ROLL"), m_roll);
+    plan.values.insert(QStringLiteral("SCENE"), m_scene);
+    plan.values.insert(QStringLiteral("SHOT"), m_shot);
+    plan.values.insert(QStringLiteral("TAKE"), m_take);
+    plan.preset = m_preset;
+    return plan;
 }
 
 std::optional<QString> Workspace::outputName(const SourceFile &source, int index) const
 {
     try {
-        const QString base = stem(source, index);
-        if (transcodes(source))
-            return base + m_preset.suffix + QLatin1Char('.') + m_preset.container;
-        return withExtension(base, QFileInfo(source.url).suffix());
+        return JobPlanner::outputName(plan(), source, index);
     } catch (const std::exception &) {
         return std::nullopt;
     }
@@ -318,38 +288,7 @@ std::vector<MediaJob> Workspace::importJobs() const
     if (m_operation.transcodes())
         PresetService::validate(m_preset);
 
-    const ProjectContext &project = *state.project;
-    const NamingValues folderValues{{QStringLiteral("PROJECT"), project.name},
-                                    {QStringLiteral("CLIENT"), project.client},
-                                    {QStringLiteral("DATE"), project.date}};
-    const QString copyRelative = NamingService::relativePath(m_copyFolder, folderValues);
-    const QString outputRelative = NamingService::relativePath(m_outputFolder, folderValues);
-    const QString root = QDir::cleanPath(project.root);
-
-    std::vector<MediaJob> jobs;
-    for (std::size_t index = 0; index < m_sources.size(); ++index) {
-        const SourceFile &source = m_sources[index];
-        const QString base = stem(source, int(index));
-        JobOperation operation = m_operation;
-        // Sidecars and other non-video files on a card are copied, not transcoded.
-        if (operation == JobOperation::copyAndTranscode && !MediaIngestService::isVideo(source.url))
-            operation = JobOperation::copy;
-        const QString sub = m_hierarchy ? subFolder(source.relative) : QString();
-        const QString copyTarget =
-            joined({root, copyRelative, sub, withExtension(base, QFileInfo(source.url).suffix())});
-        const QString outputTarget =
-            joined({root, outputRelative, sub, base + m_preset.suffix + QLatin1Char('.') + m_preset.container});
-        const QString sourcePath = QDir::cleanPath(source.url);
-        if (copyTarget == sourcePath || outputTarget == sourcePath)
-            throw VantorError(QStringLiteral("Source and destination are the same. Choose another folder."));
-        jobs.push_back(MediaJob::make(
-            source.url, source.grant, root, *state.projectGrant,
-            operation.copies() ? std::optional(copyTarget) : std::nullopt,
-            operation.transcodes() ? std::optional(outputTarget) : std::nullopt, operation,
-            operation.transcodes() ? std::optional(m_preset) : std::nullopt,
-            m_verify ? std::optional(m_algorithm) : std::nullopt, source.size, source.modified));
-    }
-    return jobs;
+    return JobPlanner::plan(plan(), m_sources);
 }
 
 namespace {
@@ -445,31 +384,20 @@ std::vector<MediaJob> Workspace::transcodeJobs() const
     const AppState &state = m_queue->state();
     if (!state.transcodeDestination)
         throw VantorError(QStringLiteral("Choose an output folder."));
-    std::vector<const SourceFile *> videos;
-    for (const SourceFile &source : m_sources) {
-        if (MediaIngestService::isVideo(source.url))
-            videos.push_back(&source);
-    }
-    if (videos.empty())
+    if (std::none_of(m_sources.begin(), m_sources.end(),
+                     [](const SourceFile &source) { return MediaIngestService::isVideo(source.url); }))
         throw VantorError(QStringLiteral("Open video sources first."));
     PresetService::validate(m_preset);
     const QString folder = QDir::cleanPath(state.transcodeDestination->resolve());
     SafeFiles::existingDirectory(folder);
-
-    std::vector<MediaJob> jobs;
-    for (const SourceFile *source : videos) {
-        const TranscodePreset chosen = m_sourcePresets.value(source->url, m_preset);
-        PresetService::validate(chosen);
-        const QString fileName =
-            NamingService::component(QFileInfo(source->url).completeBaseName() + chosen.suffix);
-        const QString target = joined({folder, fileName + QLatin1Char('.') + chosen.container});
-        if (target == QDir::cleanPath(source->url))
-            throw VantorError(QStringLiteral("The output would replace a source. Choose another suffix or folder."));
-        jobs.push_back(MediaJob::make(source->url, source->grant, folder, *state.transcodeDestination, std::nullopt,
-                                      target, JobOperation::transcode, chosen, std::nullopt, source->size,
-                                      source->modified));
-    }
-    return jobs;
+    JobPlan plan;
+    plan.operation = JobOperation::transcode;
+    plan.root = folder;
+    plan.grant = *state.transcodeDestination;
+    plan.hierarchy = false;
+    plan.preset = m_preset;
+    plan.sourcePresets = m_sourcePresets;
+    return JobPlanner::plan(plan, m_sources);
 }
 
 void Workspace::enqueueTranscodes(bool start)

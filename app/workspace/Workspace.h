@@ -3,6 +3,7 @@
 #include "base/ChecksumAlgorithm.h"
 #include "jobs/JobStatus.h"
 #include "jobs/SourceFile.h"
+#include "planning/JobPlanner.h"
 #include "projects/ProjectTemplate.h"
 #include "queue/JobPhases.h"
 #include "queue/PersistenceQueue.h"
@@ -32,7 +33,8 @@ class Workspace : public QObject {
     Q_OBJECT
 public:
     // Opens the support folder's queue (throws VantorError when another process holds it), reads
-    // the import defaults, starts the folder automation and the engine check. `choices` answers
+    // the import defaults and starts the engine check. The folder automation waits for its
+    // start(): only the window and `vantor watch run` poll. `choices` answers
     // the actions' dialogs and must outlive the workspace.
     Workspace(const QString &supportDirectory, JobPhases phases, UserChoices *choices, QObject *parent = nullptr);
     ~Workspace() override;
@@ -110,9 +112,10 @@ public:
     void addTranscodeSources(); // "Open Video Sources"
     std::optional<QString> directory(const QString &title);
 
-    // Naming for one source at `index` in the list.
-    QMap<QString, QString> values(const SourceFile &source, int index) const;
-    QString stem(const SourceFile &source, int index) const; // throws VantorError
+    // The Import page's plan as edited, into the open project (its naming values from the
+    // fields while none is open).
+    JobPlan plan() const;
+    // The previewed name of the source at `index` in the list; none when it has no usable name.
     std::optional<QString> outputName(const SourceFile &source, int index) const;
 
     void checkEngine();
@@ -159,7 +162,6 @@ private:
     void reportBackgroundFailure(const QString &message);
     void readDefaults();
     QString dateText(const QDateTime &date) const;
-    bool transcodes(const SourceFile &source) const;
     std::vector<MediaJob> importJobs() const;    // throws
     void buildImportPlan(const std::function<void(const ImportPlan &)> &then);
     std::vector<MediaJob> transcodeJobs() const; // throws

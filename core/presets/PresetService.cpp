@@ -168,4 +168,20 @@ void validate(const TranscodePreset &preset)
         refuse("Embedded text subtitles require MOV or MP4.");
 }
 
+std::optional<TranscodePreset> find(const QList<TranscodePreset> &presets, const QString &name)
+{
+    std::optional<TranscodePreset> folded;
+    int folds = 0;
+    for (const TranscodePreset &preset : presets) {
+        if (preset.name == name)
+            return preset;
+        if (preset.name.compare(name, Qt::CaseInsensitive) == 0) {
+            folded = preset;
+            ++folds;
+        }
+    }
+    // Two presets that differ only in case leave a case-folded name ambiguous.
+    return folds == 1 ? folded : std::nullopt;
+}
+
 } // namespace vantor::PresetService

@@ -4,6 +4,7 @@
 
 #include <QList>
 #include <QString>
+#include <optional>
 
 namespace vantor {
 
@@ -19,6 +20,10 @@ bool safeSuffix(const QString &suffix);
 
 // Throws VantorError with the first rule the preset breaks.
 void validate(const TranscodePreset &preset);
+
+// The preset called `name`: its exact spelling first, else the one preset whose name differs
+// from it in case only. Nothing when no preset, or more than one, matches.
+std::optional<TranscodePreset> find(const QList<TranscodePreset> &presets, const QString &name);
 
 // "3, 4" -> {2, 3}: zero-based source channels in output order. Throws VantorError.
 QList<int> channelMapping(const QString &text);

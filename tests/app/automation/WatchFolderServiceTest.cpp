@@ -137,6 +137,49 @@ TEST_F(WatchFolderServiceTest, ALinkIsSkippedAndLoggedOnceWhileTheRestIsQueued)
     EXPECT_EQ(readFile(OperationLog::path(harness.support.path())).count(message.toUtf8()), 1);
 }
 
+// A workspace polls only once asked: an import (as `vantor ingest` makes) with an enabled rule
+// and a finished file in its folder queues nothing for the rule.
+TEST_F(WatchFolderServiceTest, NoRuleIsPolledUntilTheWatcherIsStarted)
+{
+    rule(QStringLiteral("In"), QStringLiteral("out"));
+    media.write(QStringLiteral("In/waiting.mov"), "a");
+    const QString card = media.write(QStringLiteral("card/take.wav"), "sound");
+    ws.openProjectFolder(media.makeDir(QStringLiteral("Doc")));
+    ws.setOperation(JobOperation::copy);
+    ws.receive({card}, Page::ingest);
+    ASSERT_TRUE(harness.settle());
+    QSignalSpy polls(watcher, &WatchFolderService::pollFinished);
+    ws.enqueue(false);
+    ASSERT_TRUE(harness.settle());
+    ASSERT_EQ(ws.queue().state().jobs.size(), 1u);
+    EXPECT_EQ(ws.queue().state().jobs.front().source, card);
+    EXPECT_FALSE(watcher->started());
+    EXPECT_EQ(polls.count(), 0);
+    EXPECT_TRUE(ws.queue().state().watches.front().seen.isEmpty());
+
+    watcher->start(); // as the window and `vantor watch run` do: a first pass at once
+    EXPECT_TRUE(watcher->started());
+    ASSERT_TRUE(polls.count() > 0 || polls.wait(10000));
+    pollAfter(WatchFolderService::stableFor);
+    EXPECT_EQ(queued().size(), 2);
+}
+
+// A file whose name cannot be part of a new name is reported once per version; the files after
+// it are still queued.
+TEST_F(WatchFolderServiceTest, AnUnusableNameHoldsBackNoOtherFile)
+{
+    rule(QStringLiteral("In"), QStringLiteral("out"));
+    const QString bad = media.write(QStringLiteral("In/bad\x01.mov"), "a");
+    media.write(QStringLiteral("In/good.mov"), "b");
+    for (int poll = 0; poll < 4; ++poll)
+        pollAfter(10);
+    EXPECT_EQ(queued(), QStringList{media.file(QStringLiteral("out/In/good_proxy.mov"))});
+    const QString message = QStringLiteral("Watch folder: This file's name cannot be part of a file name in the project: ")
+                            + QString(bad).replace(QChar(1), QStringLiteral("\\x01"));
+    ws.queue().flush();
+    EXPECT_EQ(readFile(OperationLog::path(harness.support.path())).count(message.toUtf8()), 1);
+}
+
 TEST_F(WatchFolderServiceTest, RuleEditing)
 {
     const QString watched = media.makeDir(QStringLiteral("W"));
@@ -165,6 +208,7 @@ TEST(WatchFolderRealTime, AFileWrittenOverFortyFiveSecondsIsQueuedTwentyToThirty
     Workspace &ws = harness.open();
     ws.queue().pause();
     ws.watcher()->setEnabled(ws.watcher()->addRule(media.makeDir("In"), media.makeDir("Out"), ws.preset()), true);
+    ws.watcher()->start();
     QFile file(media.write(QStringLiteral("In/shot.mov"), "a"));
     ASSERT_TRUE(file.open(QIODevice::Append | QIODevice::Unbuffered));
     const auto queued = [&] { return !ws.queue().state().jobs.empty(); };
