@@ -9,6 +9,7 @@
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QListView>
+#include <QTabWidget>
 #include <QTextStream>
 
 namespace vantor::ui {
@@ -20,6 +21,12 @@ void settle(int milliseconds)
     const QDeadlineTimer deadline(milliseconds);
     while (!deadline.hasExpired())
         QApplication::processEvents(QEventLoop::AllEvents, 20);
+}
+
+void save(MainWindow &window, const QString &file)
+{
+    if (!window.grab().save(file))
+        QTextStream(stderr) << "vantor: The picture could not be saved: " << file << '\n';
 }
 
 } // namespace
@@ -55,9 +62,19 @@ void takeScreenshots(MainWindow &window, Workspace &workspace, const QString &fo
             }
         }
         settle(400);
-        const QString file = QDir(folder).filePath(pageLabel(page).toLower() + QStringLiteral(".png"));
-        if (!window.grab().save(file))
-            QTextStream(stderr) << "vantor: The picture could not be saved: " << file << '\n';
+        save(window, QDir(folder).filePath(pageLabel(page).toLower() + QStringLiteral(".png")));
+        if (page != Page::transcode)
+            continue;
+        // One picture per settings tab: "transcode-dimensions.png", ...
+        if (auto *tabs = window.findChild<QTabWidget *>(QStringLiteral("settingsTabs"))) {
+            for (int index = 0; index < tabs->count(); ++index) {
+                tabs->setCurrentIndex(index);
+                settle(200);
+                const QString tab = tabs->tabText(index).toLower().remove(u'-');
+                save(window, QDir(folder).filePath(QStringLiteral("transcode-") + tab + QStringLiteral(".png")));
+            }
+            tabs->setCurrentIndex(0);
+        }
     }
     queue.prepareToQuit();
 }

@@ -150,6 +150,7 @@ QWidget *TranscodePage::buildSettings()
     auto *scroll = new QScrollArea(this);
     scroll->setWidgetResizable(true);
     scroll->setFrameShape(QFrame::NoFrame);
+    scroll->setFocusPolicy(Qt::NoFocus); // the controls inside take focus, not the frame
     auto *content = new QWidget(scroll);
     auto *layout = new QVBoxLayout(content);
 
@@ -189,13 +190,14 @@ QWidget *TranscodePage::buildSettings()
         m_tabs->addTab(tab, title);
         m_parts.push_back(tab);
     }
-    layout->addWidget(m_tabs, 1);
+    layout->addWidget(m_tabs);
     auto *metadata = new MetadataSection(m_editing, content);
     auto *output = new OutputRow(m_editing, content);
     layout->addWidget(metadata);
     layout->addWidget(output);
     m_parts.push_back(metadata);
     m_parts.push_back(output);
+    layout->addStretch(1);
     scroll->setWidget(content);
 
     m_previewBurnIns = burnIns->findChild<QuietButton *>(QStringLiteral("previewBurnIns"));

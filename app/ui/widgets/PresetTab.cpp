@@ -31,6 +31,9 @@ std::optional<QString> refusal(const TranscodePreset &preset)
     }
 }
 
+// Captions share one width, so the controls beside them line up.
+int captionWidth(const QWidget *caption) { return caption->fontMetrics().horizontalAdvance(QLatin1Char('M')) * 11; }
+
 void colour(QLabel *label, const QColor &colour)
 {
     QPalette palette = label->palette();
@@ -84,7 +87,7 @@ void PresetTab::place(QVBoxLayout *into, QWidget *control, const QString &label,
     row->setSpacing(Theme::space(3));
     if (!inline_) {
         auto *caption = new QLabel(label, this);
-        caption->setMinimumWidth(caption->fontMetrics().horizontalAdvance(QLatin1Char('M')) * 9);
+        caption->setMinimumWidth(captionWidth(caption));
         caption->setBuddy(control);
         row->addWidget(caption);
     }
@@ -107,7 +110,7 @@ QCheckBox *PresetTab::check(QVBoxLayout *into, const QString &name, const QStrin
                             std::function<bool(const TranscodePreset &)> get,
                             std::function<void(TranscodePreset &, bool)> set)
 {
-    auto *box = new QCheckBox(label, this);
+    auto *box = new QCheckBox(QString(label).replace(u'&', QStringLiteral("&&")), this); // "&" is no mnemonic
     box->setObjectName(name);
     place(into, box, label, true);
     connect(box, &QCheckBox::toggled, this, [this, box, set](bool on) { edit(box, [&](TranscodePreset &p) { set(p, on); }); });
@@ -199,8 +202,9 @@ QLabel *PresetTab::help(QVBoxLayout *into, const QString &text, const QString &n
 QLabel *PresetTab::reading(QVBoxLayout *into, const QString &name, const QString &label)
 {
     auto *row = new QHBoxLayout;
+    row->setSpacing(Theme::space(3));
     auto *caption = new QLabel(label, this);
-    caption->setMinimumWidth(caption->fontMetrics().horizontalAdvance(QLatin1Char('M')) * 9);
+    caption->setMinimumWidth(captionWidth(caption));
     auto *value = new QLabel(this);
     value->setObjectName(name);
     value->setAccessibleName(label);
