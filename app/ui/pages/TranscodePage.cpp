@@ -44,7 +44,7 @@ QuietButton *button(const QString &name, const QString &label, QWidget *parent, 
 } // namespace
 
 TranscodePage::TranscodePage(Workspace &workspace, QWidget *parent)
-    : QWidget(parent), m_workspace(workspace), m_editing{workspace, nullptr, std::nullopt},
+    : QWidget(parent), m_workspace(workspace), m_editing{workspace, nullptr, std::nullopt, false, false},
       m_probe(std::make_unique<SourceProbe>(workspace.queue())),
       m_sources(new TranscodeSourceModel(workspace, false, this)), m_presets(new PresetListModel(workspace, this))
 {
@@ -70,6 +70,8 @@ TranscodePage::TranscodePage(Workspace &workspace, QWidget *parent)
     connect(&workspace, &Workspace::sourcesChanged, this, &TranscodePage::showSources);
     connect(m_probe.get(), &SourceProbe::changed, this, [this] {
         m_editing.info = m_probe->info();
+        m_editing.selected = !m_probe->path().isEmpty();
+        m_editing.inspecting = m_probe->inspecting();
         presentAll();
     });
     showPreset();
@@ -242,7 +244,8 @@ void TranscodePage::setPreviewHandler(std::function<void()> handler)
 void TranscodePage::queueTranscodes(bool start)
 {
     // The engine would refuse such a crop only when the job runs; the source is known now.
-    if (m_editing.info && cropExceedsSource(m_workspace.preset(), *m_editing.info)) {
+    const TranscodePreset shown = m_workspace.sourcePresets().value(m_probe->path(), m_workspace.preset());
+    if (m_editing.info && cropExceedsSource(shown, *m_editing.info)) {
         m_workspace.setError(QStringLiteral("Crop Exceeds Source Dimensions"));
         return;
     }
@@ -253,8 +256,7 @@ void TranscodePage::select(const QString &path)
 {
     if (path == m_probe->path())
         return;
-    m_editing.info.reset();
-    m_probe->inspect(path);
+    m_probe->inspect(path); // reports the change, which clears what was shown
     Q_EMIT selectedChanged(path);
 }
 

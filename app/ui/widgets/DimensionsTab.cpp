@@ -69,12 +69,13 @@ DimensionsTab::DimensionsTab(PresetEditing &editing, QWidget *parent) : PresetTa
     QLabel *exceeds = help(orientation, QStringLiteral("Crop Exceeds Source Dimensions"), QStringLiteral("cropExceeds"));
     layout->addStretch(1);
 
-    onPresent([source, output, exceeds](const TranscodePreset &preset, const MediaInfo *info) {
+    onPresent([this, source, output, exceeds](const TranscodePreset &preset, const MediaInfo *info) {
         const bool known = info && info->width > 0 && info->height > 0;
         const bool exceeded = known && cropExceedsSource(preset, *info);
-        source->setText(known ? dimensions(info->width, info->height) : QStringLiteral("No Source Selected"));
+        const QString missing = this->editing().missing();
+        source->setText(known ? dimensions(info->width, info->height) : missing);
         if (!known || exceeded) {
-            output->setText(known ? QStringLiteral("\u2014") : QStringLiteral("No Source Selected"));
+            output->setText(known ? QStringLiteral("\u2014") : missing);
         } else {
             const auto [width, height] = TranscodeService::outputDimensions(preset, *info);
             output->setText(dimensions(width, height));

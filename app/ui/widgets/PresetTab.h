@@ -28,6 +28,15 @@ struct PresetEditing {
     Workspace &workspace;
     QWidget *lastEdited = nullptr;
     std::optional<MediaInfo> info;
+    bool selected = false;   // a source is shown
+    bool inspecting = false; // its probe is running
+
+    // What stands in for a value of the source while its probe is not there.
+    QString missing() const
+    {
+        return !selected ? QStringLiteral("No Source Selected")
+                         : inspecting ? QStringLiteral("Inspecting\u2026") : QStringLiteral("Not Available");
+    }
 };
 
 // One part of the preset editor. Each control is bound to one field of the workspace's current
