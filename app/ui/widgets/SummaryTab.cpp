@@ -1,5 +1,6 @@
 #include "widgets/SummaryTab.h"
 
+#include "Theme.h"
 #include "queue/QueueService.h"
 #include "widgets/QuietButton.h"
 #include "workspace/Workspace.h"
@@ -15,8 +16,16 @@ SummaryTab::SummaryTab(PresetEditing &editing, QWidget *parent) : PresetTab(edit
 {
     auto *layout = new QVBoxLayout(this);
     QVBoxLayout *batch = section(QStringLiteral("Summary"), layout);
-    QLabel *sources = reading(batch, QStringLiteral("summarySources"), QStringLiteral("Sources"));
-    QLabel *custom = reading(batch, QStringLiteral("summaryOverrides"), QStringLiteral("Overrides"));
+    auto *counts = new QHBoxLayout;
+    auto *sources = new QLabel(this);
+    sources->setObjectName(QStringLiteral("summarySources"));
+    auto *custom = new QLabel(this);
+    custom->setObjectName(QStringLiteral("summaryOverrides"));
+    counts->addWidget(sources);
+    counts->addSpacing(Theme::space(4));
+    counts->addWidget(custom);
+    counts->addStretch(1);
+    batch->addLayout(counts);
     auto *area = new QWidget(this);
     area->setObjectName(QStringLiteral("sourceInspectorSlot"));
     m_inspectorArea = new QVBoxLayout(area);
