@@ -218,6 +218,23 @@ TEST_F(TranscodePageTest, RefusedValuesShowTheirMessageBesideTheControlAndQueueN
     }
 }
 
+TEST_F(TranscodePageTest, ARefusalStaysBesideItsCauseUntilThePresetPasses)
+{
+    const auto refusal = [&](const char *control) {
+        auto *label = find<QLabel>(QString::fromLatin1(control) + QStringLiteral("Refusal"));
+        return label->isHidden() ? QString() : label->text(); // its tab may be in the background
+    };
+    const QString hardwareRule = QStringLiteral("Hardware encoding supports H.264 and HEVC.");
+    enter(QStringLiteral("hardware"), QString());
+    EXPECT_EQ(refusal("hardware"), hardwareRule);
+    enter(QStringLiteral("maxWidth"), QStringLiteral("1280"));
+    EXPECT_EQ(refusal("hardware"), hardwareRule);
+    EXPECT_EQ(refusal("maxWidth"), QString());
+    enter(QStringLiteral("codec"), QStringLiteral("HEVC"));
+    EXPECT_EQ(refusal("hardware"), QString());
+    EXPECT_EQ(refusal("codec"), QString());
+}
+
 TEST_F(TranscodePageTest, HelpTextsFollowTheValuesTheyDescribe)
 {
     struct Row {

@@ -65,8 +65,10 @@ void PresetTab::present()
 void PresetTab::edit(QWidget *control, const std::function<void(TranscodePreset &)> &change)
 {
     TranscodePreset preset = m_editing.workspace.preset();
+    // A refusal stays beside the control that caused it until the preset passes again.
+    if (!m_editing.lastEdited || !refusal(preset))
+        m_editing.lastEdited = control;
     change(preset);
-    m_editing.lastEdited = control;
     m_editing.workspace.setPreset(preset);
     present(); // the refusal beside this control, even when the preset did not change
 }
