@@ -5,6 +5,7 @@
 #include "pages/BatchSourcesSheet.h"
 #include "pages/SavePresetSheet.h"
 #include "pages/TranscodePage.h"
+#include "Theme.h"
 #include "workspace/SourceProbe.h"
 
 #include <QCheckBox>
@@ -233,6 +234,24 @@ TEST_F(TranscodePageTest, ARefusalStaysBesideItsCauseUntilThePresetPasses)
     enter(QStringLiteral("codec"), QStringLiteral("HEVC"));
     EXPECT_EQ(refusal("hardware"), QString());
     EXPECT_EQ(refusal("codec"), QString());
+}
+
+TEST_F(TranscodePageTest, CaptionsFollowTheDesktopPaletteBetweenLightAndDark)
+{
+    const QPalette light = QApplication::palette();
+    QPalette dark = light;
+    dark.setColor(QPalette::Window, QColor(0x20, 0x20, 0x20));
+    dark.setColor(QPalette::WindowText, QColor(0xee, 0xee, 0xee));
+    const auto shown = [&](const char *name) {
+        return find<QLabel>(QString::fromLatin1(name))->palette().color(QPalette::WindowText);
+    };
+    for (const QPalette &palette : {dark, light}) {
+        QApplication::setPalette(palette);
+        QCoreApplication::processEvents();
+        EXPECT_EQ(shown("frameRateHelp"), ui::Theme::mutedText());
+        EXPECT_EQ(shown("cropExceeds"), ui::Theme::errorColour());
+        EXPECT_EQ(shown("hardwareRefusal"), ui::Theme::errorColour());
+    }
 }
 
 TEST_F(TranscodePageTest, HelpTextsFollowTheValuesTheyDescribe)

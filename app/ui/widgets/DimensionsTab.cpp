@@ -1,6 +1,5 @@
 #include "widgets/DimensionsTab.h"
 
-#include "Theme.h"
 #include "model/VantorError.h"
 #include "transcode/TranscodeService.h"
 
@@ -66,7 +65,8 @@ DimensionsTab::DimensionsTab(PresetEditing &editing, QWidget *parent) : PresetTa
     crop(QStringLiteral("cropLeft"), QStringLiteral("Crop Left"), &EncodingOptions::cropLeft);
     crop(QStringLiteral("cropRight"), QStringLiteral("Crop Right"), &EncodingOptions::cropRight);
     help(orientation, QStringLiteral("Crop values use source pixels and must be even."));
-    QLabel *exceeds = help(orientation, QStringLiteral("Crop Exceeds Source Dimensions"), QStringLiteral("cropExceeds"));
+    QLabel *exceeds =
+        help(orientation, QStringLiteral("Crop Exceeds Source Dimensions"), QStringLiteral("cropExceeds"), true);
     layout->addStretch(1);
 
     onPresent([this, source, output, exceeds](const TranscodePreset &preset, const MediaInfo *info) {
@@ -80,9 +80,6 @@ DimensionsTab::DimensionsTab(PresetEditing &editing, QWidget *parent) : PresetTa
             const auto [width, height] = TranscodeService::outputDimensions(preset, *info);
             output->setText(dimensions(width, height));
         }
-        QPalette palette = exceeds->palette();
-        palette.setColor(QPalette::WindowText, Theme::errorColour());
-        exceeds->setPalette(palette);
         exceeds->setVisible(exceeded);
     });
 }

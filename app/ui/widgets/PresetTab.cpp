@@ -189,15 +189,15 @@ QLineEdit *PresetTab::text(QVBoxLayout *into, const QString &name, const QString
     return field;
 }
 
-QLabel *PresetTab::help(QVBoxLayout *into, const QString &text, const QString &name)
+QLabel *PresetTab::help(QVBoxLayout *into, const QString &text, const QString &name, bool warning)
 {
     auto *label = new QLabel(text, this);
     label->setObjectName(name);
     label->setWordWrap(true);
     label->setFont(Theme::captionFont());
-    colour(label, Theme::mutedText());
+    colour(label, warning ? Theme::errorColour() : Theme::mutedText());
     into->addWidget(label);
-    m_helps.push_back(label);
+    m_helps.emplace_back(label, warning);
     return label;
 }
 
@@ -227,8 +227,8 @@ void PresetTab::changeEvent(QEvent *event)
 void PresetTab::paintTexts()
 {
     // Derived colours follow the desktop's palette when it changes (light to dark).
-    for (QLabel *label : m_helps)
-        colour(label, Theme::mutedText());
+    for (const auto &[label, warning] : m_helps)
+        colour(label, warning ? Theme::errorColour() : Theme::mutedText());
     for (const auto &[control, label] : m_refusals)
         colour(label, Theme::errorColour());
 }

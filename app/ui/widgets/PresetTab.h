@@ -83,7 +83,8 @@ protected:
     QLineEdit *text(QVBoxLayout *into, const QString &name, const QString &label,
                     std::function<QString(const TranscodePreset &)> get,
                     std::function<void(TranscodePreset &, const QString &)> set);
-    QLabel *help(QVBoxLayout *into, const QString &text, const QString &name = {});
+    // A caption under controls; `warning` ones read in the error colour.
+    QLabel *help(QVBoxLayout *into, const QString &text, const QString &name = {}, bool warning = false);
     // A read-only "label: value" row; returns the value.
     QLabel *reading(QVBoxLayout *into, const QString &name, const QString &label);
     // Runs on every present(), after the bound controls were refreshed.
@@ -100,7 +101,7 @@ private:
     PresetEditing &m_editing;
     std::vector<Show> m_shows;
     std::vector<std::pair<QWidget *, QLabel *>> m_refusals; // control, the label beside it
-    std::vector<QLabel *> m_helps;
+    std::vector<std::pair<QLabel *, bool>> m_helps; // the label, whether it warns
 };
 
 } // namespace vantor::ui
