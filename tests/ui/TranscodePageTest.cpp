@@ -55,6 +55,8 @@ protected:
         output = dir.makeDir(QStringLiteral("out"));
         answers.folders << output;
         click(QStringLiteral("chooseOutputFolder"));
+        EXPECT_EQ(answers.asked, QStringList{QStringLiteral("Transcode Output Folder")});
+        EXPECT_EQ(find<QLabel>(QStringLiteral("saveTo"))->text(), output);
         base = workspace->preset();
     }
     ui::TranscodePage *page() const { return window->findChild<ui::TranscodePage *>(); }
@@ -64,6 +66,7 @@ protected:
     {
         answers.files << paths;
         click(QStringLiteral("openSources"));
+        EXPECT_EQ(answers.asked.last(), QStringLiteral("Open Video Sources"));
         ASSERT_TRUE(waitUntil([&] { return workspace->sources().size() == std::size_t(paths.size()); }));
         ASSERT_TRUE(waitUntil([&] { return page()->probe().info().has_value(); }))
             << page()->probe().sourceError().value_or(QString()).toStdString();
