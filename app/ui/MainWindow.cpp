@@ -10,6 +10,7 @@
 #include "pages/ProjectPage.h"
 #include "pages/QueuePage.h"
 #include "pages/SettingsPage.h"
+#include "pages/TranscodePage.h"
 #include "queue/QueueService.h"
 #include "workspace/Workspace.h"
 
@@ -53,13 +54,7 @@ MainWindow::MainWindow(Workspace &workspace, QWidget *parent)
                                               "their output names, the copy, proxy and naming settings, and "
                                               "\u201cQueue & start\u201d"),
                                            tr("vantor ingest --project DIR [--dry-run] SOURCE\u2026"), m_pages));
-    m_pages->addWidget(new PlaceholderPage(tr("02 / Proxies"), tr("Transcode"),
-                                           tr("Video sources turned into proxies and deliverables with a "
-                                              "preset, previewed before they are queued."),
-                                           tr("the sources with what the engine finds in them, the preset's eight "
-                                              "tabs, the processed frame and five-second test clip, and the output "
-                                              "folder and suffix"),
-                                           tr("vantor transcode, vantor preview and vantor presets"), m_pages));
+    m_pages->addWidget(new TranscodePage(workspace, m_pages));
     m_pages->addWidget(new QueuePage(workspace, m_pages));
     m_pages->addWidget(new ProjectPage(workspace, m_pages));
     m_pages->addWidget(new SettingsPage(workspace, m_pages));

@@ -15,6 +15,7 @@
 #include <QAbstractButton>
 #include <QListView>
 #include <QSlider>
+#include <QTabWidget>
 #include <QTextStream>
 
 namespace vantor::ui {
@@ -34,6 +35,12 @@ bool settleUntil(const std::function<bool()> &done, int milliseconds)
     while (!done() && !deadline.hasExpired())
         QApplication::processEvents(QEventLoop::AllEvents, 20);
     return done();
+}
+
+void save(MainWindow &window, const QString &file)
+{
+    if (!window.grab().save(file))
+        QTextStream(stderr) << "vantor: The picture could not be saved: " << file << '\n';
 }
 
 } // namespace
@@ -98,9 +105,19 @@ void takeScreenshots(MainWindow &window, Workspace &workspace, const QString &fo
             }
         }
         settle(400);
-        const QString file = QDir(folder).filePath(pageLabel(page).toLower() + QStringLiteral(".png"));
-        if (!window.grab().save(file))
-            QTextStream(stderr) << "vantor: The picture could not be saved: " << file << '\n';
+        save(window, QDir(folder).filePath(pageLabel(page).toLower() + QStringLiteral(".png")));
+        if (page != Page::transcode)
+            continue;
+        // One picture per settings tab: "transcode-dimensions.png", ...
+        if (auto *tabs = window.findChild<QTabWidget *>(QStringLiteral("settingsTabs"))) {
+            for (int index = 0; index < tabs->count(); ++index) {
+                tabs->setCurrentIndex(index);
+                settle(200);
+                const QString tab = tabs->tabText(index).toLower().remove(u'-');
+                save(window, QDir(folder).filePath(QStringLiteral("transcode-") + tab + QStringLiteral(".png")));
+            }
+            tabs->setCurrentIndex(0);
+        }
     }
     settleUntil([&] { return !workspace.scanning(); }, 20000);
     for (const SourceFile &source : workspace.sources()) {

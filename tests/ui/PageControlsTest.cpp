@@ -4,6 +4,8 @@
 #include "pages/FolderAutomationSheet.h"
 #include "pages/ProjectPage.h"
 #include "pages/SettingsPage.h"
+#include "pages/BatchSourcesSheet.h"
+#include "pages/TranscodePage.h"
 #include "presets/PresetService.h"
 
 #include <QAbstractItemView>
@@ -67,6 +69,20 @@ TEST_F(PageControlsTest, EveryControlIsNamedAfterItsLabelAndTabbedInReadingOrder
          },
          {"watchRules=Rules", "addWatchFolder=Add Folder\u2026", "removeWatchFolder=Remove",
           "doneAutomation=Done"}},
+        {[&] {
+             workspace->setPage(Page::transcode);
+             return window->findChild<ui::TranscodePage *>();
+         },
+         {"openSources=Open Sources", "addToQueue=Add To Queue", "startTranscodes=Start", "pauseQueue=Pause",
+          "showQueue=Queue", "transcodeSources=Source", "batchSources=Batch Sources\u2026", "presetPicker=Preset",
+          "reloadPreset=Reload", "saveNewPreset=Save New Preset\u2026", "settingsTabs=Settings",
+          "preserveMetadata=Preserve Timecode & Metadata", "chooseOutputFolder=Choose Output Folder",
+          "suffix=Suffix"}},
+        {[&] {
+             click(QStringLiteral("batchSources"));
+             return window->findChild<ui::BatchSourcesSheet *>();
+         },
+         {"batchSources=Sources", "batchSelect=Select", "batchSelectAll=Select All", "batchDone=Done"}},
     };
     for (const Surface &surface : surfaces) {
         QWidget *root = surface.show();

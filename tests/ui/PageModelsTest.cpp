@@ -1,7 +1,9 @@
 #include "UiFixture.h"
 
 #include "automation/WatchFolderService.h"
+#include "models/PresetListModel.h"
 #include "models/TemplateListModel.h"
+#include "models/TranscodeSourceModel.h"
 #include "models/WatchRuleModel.h"
 #include "presets/PresetService.h"
 
@@ -73,6 +75,60 @@ TEST_F(PageModelsTest, RuleRowsFollowTheRulesOneRowAtATime)
     EXPECT_EQ(model.index(0, 0).data(ui::WatchRuleModel::IdRole).toUuid(), ids[1]);
     EXPECT_EQ(model.index(0, 0).data(Qt::CheckStateRole).toInt(), Qt::Checked);
     EXPECT_EQ(reset.size(), 0);
+}
+
+TEST_F(PageModelsTest, PresetRowsFollowSavingAndRemovingPresets)
+{
+    ui::PresetListModel model(*workspace);
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::Fatal);
+    const int stored = model.rowCount();
+    QSignalSpy inserted(&model, &QAbstractItemModel::rowsInserted);
+    QSignalSpy removed(&model, &QAbstractItemModel::rowsRemoved);
+    QSignalSpy reset(&model, &QAbstractItemModel::modelReset);
+
+    workspace->setCustomPresetName(QStringLiteral("dailies hd"));
+    workspace->savePreset();
+    ASSERT_EQ(model.rowCount(), stored + 1);
+    EXPECT_EQ(inserted.size(), 1);
+    EXPECT_EQ(model.rowOf(workspace->preset().id), stored);
+    EXPECT_EQ(model.index(stored, 0).data().toString(), workspace->preset().displayName());
+
+    const QUuid saved = workspace->preset().id;
+    workspace->setPreset(*model.at(0)); // removing a preset that is not current still shows
+    workspace->removePreset(saved);
+    EXPECT_EQ(model.rowCount(), stored);
+    EXPECT_EQ(removed.size(), 1);
+    EXPECT_EQ(model.rowOf(saved), -1);
+    EXPECT_EQ(reset.size(), 0);
+}
+
+TEST_F(PageModelsTest, SourceRowsShowTheirSettingsAndKeepTheirChecks)
+{
+    const QStringList urls{dir.write(QStringLiteral("a.mov"), "a"), dir.write(QStringLiteral("b.mov"), "b"),
+                           dir.write(QStringLiteral("c.mov"), "c")};
+    workspace->receive(urls);
+    ASSERT_TRUE(waitUntil([&] { return workspace->sources().size() == 3; }));
+    ui::TranscodeSourceModel model(*workspace, true);
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::Fatal);
+    QSignalSpy changed(&model, &QAbstractItemModel::dataChanged);
+
+    EXPECT_TRUE(model.setData(model.index(2, 0), Qt::Checked, Qt::CheckStateRole));
+    EXPECT_TRUE(model.setData(model.index(0, 0), Qt::Checked, Qt::CheckStateRole));
+    EXPECT_EQ(model.checked(), (QStringList{urls[0], urls[2]}));
+    changed.clear();
+    workspace->setSourcePreset(urls[1], workspace->preset());
+    EXPECT_EQ(changedRows(changed), QStringList{QStringLiteral("1-1")});
+    EXPECT_EQ(model.index(1, 0).data(ui::TranscodeSourceModel::SettingsRole).toString(),
+              workspace->preset().displayName());
+    EXPECT_EQ(model.index(0, 0).data(ui::TranscodeSourceModel::SettingsRole).toString(),
+              QStringLiteral("Global Settings"));
+
+    // A removed source takes its check with it; the others keep theirs.
+    std::vector<SourceFile> kept = workspace->sources();
+    kept.erase(kept.begin());
+    workspace->setSources(kept);
+    EXPECT_EQ(model.checked(), QStringList{urls[2]});
+    EXPECT_EQ(model.index(1, 0).data(Qt::CheckStateRole).toInt(), Qt::Checked);
 }
 
 } // namespace

@@ -1,0 +1,108 @@
+// Editing a Transcode control, on the offscreen platform: the time from a new "Width Limit" to
+// the repaint of the "Output Dimensions" it changes, with a probed 1080p source selected, set
+// against one display frame at 60 Hz. The edit must not run the engine: the source's probe
+// count is printed and must stay at the one probe made when it was selected.
+
+#include "BenchSupport.h"
+
+#include "MainWindow.h"
+#include "pages/TranscodePage.h"
+#include "workspace/SourceProbe.h"
+#include "workspace/UserChoices.h"
+#include "workspace/Workspace.h"
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QLabel>
+#include <QSpinBox>
+#include <QTabWidget>
+
+using namespace vantor;
+
+namespace {
+
+struct NoChoices : UserChoices {
+    std::optional<QString> chooseFolder(const QString &) override { return std::nullopt; }
+    QStringList chooseFiles(const QString &) override { return {}; }
+    bool confirm(const QString &, const QString &) override { return false; }
+};
+
+struct PaintWatch : QObject {
+    bool painted = false;
+    bool eventFilter(QObject *, QEvent *event) override
+    {
+        painted = painted || event->type() == QEvent::Paint;
+        return false;
+    }
+};
+
+void waitFor(const std::function<bool()> &done)
+{
+    while (!done())
+        QApplication::processEvents(QEventLoop::AllEvents, 5);
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QApplication application(argc, argv);
+    const QString base = bench::scratch(QStringLiteral("transcode-edit"));
+    QDir(base).removeRecursively();
+    QDir().mkpath(base);
+    const QString clip = base + QStringLiteral("/A001C001.mov");
+    bench::run({QStringLiteral("ffmpeg"), QStringLiteral("-y"), QStringLiteral("-loglevel"), QStringLiteral("error"),
+                QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
+                QStringLiteral("testsrc2=size=1920x1080:rate=25"), QStringLiteral("-t"), QStringLiteral("1"),
+                QStringLiteral("-c:v"), QStringLiteral("libx264"), clip});
+
+    NoChoices choices;
+    auto workspace = std::make_unique<Workspace>(base + QStringLiteral("/support"), runJobPhases, &choices);
+    auto window = std::make_unique<ui::MainWindow>(*workspace);
+    window->show();
+    auto *page = window->findChild<ui::TranscodePage *>();
+    int probes = 0;
+    QObject::connect(&page->probe(), &SourceProbe::changed, [&] { probes += !page->probe().inspecting(); });
+    workspace->receive({clip}, Page::transcode);
+    waitFor([&] { return page->probe().info().has_value() || page->probe().sourceError().has_value(); });
+    if (!page->probe().info()) {
+        std::printf("the source could not be probed: %s\n", qPrintable(*page->probe().sourceError()));
+        return 1;
+    }
+    window->findChild<QTabWidget *>(QStringLiteral("settingsTabs"))->setCurrentIndex(1);
+    auto *width = window->findChild<QSpinBox *>(QStringLiteral("maxWidth"));
+    auto *output = window->findChild<QLabel *>(QStringLiteral("outputDimensions"));
+    PaintWatch watch;
+    output->installEventFilter(&watch);
+    QApplication::processEvents();
+
+    std::vector<double> times, synchronous;
+    for (int edit = 0; edit < 200; ++edit) {
+        const QString before = output->text();
+        watch.painted = false;
+        QElapsedTimer clock;
+        clock.start();
+        width->setValue(edit % 2 ? 1280 : 960);
+        synchronous.push_back(clock.nsecsElapsed() / 1e9);
+        waitFor([&] { return watch.painted && output->text() != before; });
+        times.push_back(clock.nsecsElapsed() / 1e9);
+    }
+    std::sort(times.begin(), times.end());
+    std::sort(synchronous.begin(), synchronous.end());
+    std::printf("of which the edit itself (preset, validation, every tab shown again): median %.1f ms\n",
+                synchronous[synchronous.size() / 2] * 1000);
+    const double median = times[times.size() / 2];
+    const double worst = times.back();
+    const double frame = 1.0 / 60;
+    bench::report("Transcode control edit to repaint, median of 200", "one 60 Hz frame", median, frame, "time ratio",
+                  median / frame, "<= 1", median / frame <= 1);
+    bench::report("Transcode control edit to repaint, worst of 200", "one 60 Hz frame", worst, frame, "time ratio",
+                  worst / frame, "<= 3", worst / frame <= 3);
+    std::printf("probes of the source during the edits: %d (target 0) %s\n", probes - 1, probes == 1 ? "ok" : "MISSED");
+    window.reset();
+    workspace.reset();
+    QDir(base).removeRecursively();
+    return 0;
+}
