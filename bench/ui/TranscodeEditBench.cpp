@@ -7,7 +7,7 @@
 
 #include "MainWindow.h"
 #include "pages/TranscodePage.h"
-#include "workspace/SourceProbe.h"
+#include "workspace/SourceInspector.h"
 #include "workspace/UserChoices.h"
 #include "workspace/Workspace.h"
 
@@ -63,12 +63,17 @@ int main(int argc, char **argv)
     auto window = std::make_unique<ui::MainWindow>(*workspace);
     window->show();
     auto *page = window->findChild<ui::TranscodePage *>();
+    // A probe is counted when an inspection ends; still frames and other changes are not probes.
     int probes = 0;
-    QObject::connect(&page->probe(), &SourceProbe::changed, [&] { probes += !page->probe().inspecting(); });
+    bool wasInspecting = false;
+    QObject::connect(&page->inspector(), &SourceInspector::changed, [&] {
+        probes += wasInspecting && !page->inspector().inspecting();
+        wasInspecting = page->inspector().inspecting();
+    });
     workspace->receive({clip}, Page::transcode);
-    waitFor([&] { return page->probe().info().has_value() || page->probe().sourceError().has_value(); });
-    if (!page->probe().info()) {
-        std::printf("the source could not be probed: %s\n", qPrintable(*page->probe().sourceError()));
+    waitFor([&] { return page->inspector().info().has_value() || page->inspector().sourceError().has_value(); });
+    if (!page->inspector().info()) {
+        std::printf("the source could not be probed: %s\n", qPrintable(*page->inspector().sourceError()));
         return 1;
     }
     window->findChild<QTabWidget *>(QStringLiteral("settingsTabs"))->setCurrentIndex(1);

@@ -6,7 +6,7 @@
 #include "pages/SavePresetSheet.h"
 #include "pages/TranscodePage.h"
 #include "Theme.h"
-#include "workspace/SourceProbe.h"
+#include "workspace/SourceInspector.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -68,8 +68,8 @@ protected:
         click(QStringLiteral("openSources"));
         EXPECT_EQ(answers.asked.last(), QStringLiteral("Open Video Sources"));
         ASSERT_TRUE(waitUntil([&] { return workspace->sources().size() == std::size_t(paths.size()); }));
-        ASSERT_TRUE(waitUntil([&] { return page()->probe().info().has_value(); }))
-            << page()->probe().sourceError().value_or(QString()).toStdString();
+        ASSERT_TRUE(waitUntil([&] { return page()->inspector().info().has_value(); }))
+            << page()->inspector().sourceError().value_or(QString()).toStdString();
     }
 
     // Brings the control's tab forward and enters `value` there as a user would.

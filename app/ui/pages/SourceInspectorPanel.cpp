@@ -10,7 +10,6 @@
 #include <QGridLayout>
 #include <QHBoxLayout>
 #include <QLabel>
-#include <QListWidget>
 #include <QMediaFormat>
 #include <QMediaPlayer>
 #include <QPixmap>
@@ -147,21 +146,6 @@ SourceInspectorPanel::SourceInspectorPanel(Workspace &workspace, SourceInspector
     m_preview->addWidget(unavailable);
     layout->addWidget(m_preview, 1);
 
-    m_subtitles = new QWidget(this);
-    auto *subtitleLayout = new QVBoxLayout(m_subtitles);
-    subtitleLayout->setContentsMargins(0, 0, 0, 0);
-    m_subtitleList = new QListWidget(m_subtitles);
-    m_subtitleList->setObjectName(QStringLiteral("subtitleTracks"));
-    m_subtitleList->setAccessibleName(QStringLiteral("Subtitle Tracks"));
-    m_noSubtitles = caption(QStringLiteral("No Embedded Subtitle Tracks Detected"), m_subtitles);
-    m_noSubtitles->setObjectName(QStringLiteral("noSubtitleTracks"));
-    subtitleLayout->addWidget(m_subtitleList);
-    subtitleLayout->addWidget(m_noSubtitles);
-    layout->addWidget(m_subtitles);
-    m_chapters = caption(QString(), this);
-    m_chapters->setObjectName(QStringLiteral("chapterCount"));
-    layout->addWidget(m_chapters);
-
     connect(m_play, &QPushButton::clicked, this, [this] {
         if (!m_player)
             return;
@@ -186,16 +170,6 @@ void SourceInspectorPanel::refresh()
     m_error->setText(m_inspector.sourceError().value_or(QString()));
     m_error->setVisible(m_inspector.sourceError().has_value());
 
-    const std::optional<MediaInfo> &info = m_inspector.info();
-    m_subtitleList->clear();
-    if (info) {
-        for (qsizetype index = 0; index < info->subtitleTracks.size(); ++index)
-            m_subtitleList->addItem(
-                QStringLiteral("Track %1 · %2").arg(index + 1).arg(info->subtitleTracks[index]));
-    }
-    m_subtitleList->setVisible(m_subtitleList->count() > 0);
-    m_noSubtitles->setVisible(m_subtitleList->count() == 0);
-    m_chapters->setText(QStringLiteral("%1 Chapters In Selected Source").arg(info ? info->chapterCount : 0));
     showSource();
 }
 

@@ -5,7 +5,6 @@
 #include <QMap>
 
 class QLabel;
-class QListWidget;
 class QMediaPlayer;
 class QStackedWidget;
 class QTimer;
@@ -21,15 +20,12 @@ namespace vantor::ui {
 class QuietButton;
 
 // The Summary of the selected source and its output, with the source preview: the player where
-// the format plays, else a still frame rendered by the engine. The subtitle track list and the
-// chapter count belong to their own tabs; the page moves them there.
+// the format plays, else a still frame rendered by the engine. The subtitle tracks and chapters
+// are shown on their own tabs of the Transcode page.
 class SourceInspectorPanel : public PanelSurface {
     Q_OBJECT
 public:
     SourceInspectorPanel(Workspace &workspace, SourceInspector &inspector, QWidget *parent = nullptr);
-
-    QWidget *subtitleTracks() const { return m_subtitles; } // list, or "No Embedded Subtitle Tracks Detected"
-    QLabel *chapterCount() const { return m_chapters; } // "%lld Chapters In Selected Source"
 
 private:
     void refresh();
@@ -48,10 +44,6 @@ private:
     QTimer *m_loading = nullptr; // gives up on a source the player keeps loading
     QLabel *m_still;
     QuietButton *m_play;
-    QWidget *m_subtitles;
-    QListWidget *m_subtitleList;
-    QLabel *m_noSubtitles;
-    QLabel *m_chapters;
     QString m_playing; // the source in the player
 };
 

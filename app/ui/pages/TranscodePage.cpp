@@ -4,7 +4,9 @@
 #include "models/PresetListModel.h"
 #include "models/TranscodeSourceModel.h"
 #include "pages/BatchSourcesSheet.h"
+#include "pages/ProcessedPreviewSheet.h"
 #include "pages/SavePresetSheet.h"
+#include "pages/SourceInspectorPanel.h"
 #include "queue/QueueService.h"
 #include "widgets/AudioTab.h"
 #include "widgets/BurnInsTab.h"
@@ -17,7 +19,7 @@
 #include "widgets/TrackTabs.h"
 #include "widgets/VideoTab.h"
 #include "widgets/WorkspaceHeader.h"
-#include "workspace/SourceProbe.h"
+#include "workspace/SourceInspector.h"
 #include "workspace/Workspace.h"
 
 #include <QComboBox>
@@ -45,7 +47,7 @@ QuietButton *button(const QString &name, const QString &label, QWidget *parent, 
 
 TranscodePage::TranscodePage(Workspace &workspace, QWidget *parent)
     : QWidget(parent), m_workspace(workspace), m_editing{workspace, nullptr, std::nullopt, false, false},
-      m_probe(std::make_unique<SourceProbe>(workspace.queue())),
+      m_inspector(std::make_unique<SourceInspector>(workspace)),
       m_sources(new TranscodeSourceModel(workspace, false, this)), m_presets(new PresetListModel(workspace, this))
 {
     setObjectName(QStringLiteral("transcodePage"));
@@ -68,11 +70,17 @@ TranscodePage::TranscodePage(Workspace &workspace, QWidget *parent)
         presentAll();
     });
     connect(&workspace, &Workspace::sourcesChanged, this, &TranscodePage::showSources);
-    connect(m_probe.get(), &SourceProbe::changed, this, [this] {
-        m_editing.info = m_probe->info();
-        m_editing.selected = !m_probe->path().isEmpty();
-        m_editing.inspecting = m_probe->inspecting();
+    connect(m_inspector.get(), &SourceInspector::changed, this, [this] {
+        m_editing.info = m_inspector->info();
+        m_editing.selected = m_inspector->selected().has_value();
+        m_editing.inspecting = m_inspector->inspecting();
         presentAll();
+    });
+    inspectorArea()->addWidget(new SourceInspectorPanel(workspace, *m_inspector, this));
+    setPreviewHandler([this] {
+        auto *sheet = new ProcessedPreviewSheet(m_workspace, *m_inspector, window());
+        connect(sheet, &QDialog::finished, sheet, &QObject::deleteLater);
+        sheet->open();
     });
     showPreset();
     showSources();
@@ -233,7 +241,7 @@ QWidget *TranscodePage::buildSettings()
 
 QVBoxLayout *TranscodePage::inspectorArea() const { return m_summary->inspectorArea(); }
 
-QString TranscodePage::selected() const { return m_probe->path(); }
+QString TranscodePage::selected() const { return m_inspector->selected().value_or(QString()); }
 
 void TranscodePage::setPreviewHandler(std::function<void()> handler)
 {
@@ -244,7 +252,7 @@ void TranscodePage::setPreviewHandler(std::function<void()> handler)
 void TranscodePage::queueTranscodes(bool start)
 {
     // The engine would refuse such a crop only when the job runs; the source is known now.
-    const TranscodePreset shown = m_workspace.sourcePresets().value(m_probe->path(), m_workspace.preset());
+    const TranscodePreset shown = m_workspace.sourcePresets().value(selected(), m_workspace.preset());
     if (m_editing.info && cropExceedsSource(shown, *m_editing.info)) {
         m_workspace.setError(QStringLiteral("Crop Exceeds Source Dimensions"));
         return;
@@ -254,9 +262,10 @@ void TranscodePage::queueTranscodes(bool start)
 
 void TranscodePage::select(const QString &path)
 {
-    if (path == m_probe->path())
+    if (path == selected())
         return;
-    m_probe->inspect(path); // reports the change, which clears what was shown
+    // Reports the change, which clears what was shown.
+    m_inspector->select(path.isEmpty() ? std::nullopt : std::optional<QString>(path));
     Q_EMIT selectedChanged(path);
 }
 

@@ -14,7 +14,7 @@ class QTabWidget;
 class QVBoxLayout;
 
 namespace vantor {
-class SourceProbe;
+class SourceInspector;
 class Workspace;
 }
 
@@ -38,7 +38,7 @@ public:
     QVBoxLayout *inspectorArea() const;
     // The selected source's path, empty when none.
     QString selected() const;
-    SourceProbe &probe() const { return *m_probe; }
+    SourceInspector &inspector() const { return *m_inspector; }
     // Opens the processed preview; "Preview Burn-Ins…" shows only once one is given.
     void setPreviewHandler(std::function<void()> handler);
 
@@ -57,7 +57,7 @@ private:
 
     Workspace &m_workspace;
     PresetEditing m_editing;
-    std::unique_ptr<SourceProbe> m_probe;
+    std::unique_ptr<SourceInspector> m_inspector;
     TranscodeSourceModel *m_sources;
     PresetListModel *m_presets;
     QListView *m_list = nullptr;

@@ -14,28 +14,13 @@ namespace vantor::ui {
 
 SummaryTab::SummaryTab(PresetEditing &editing, QWidget *parent) : PresetTab(editing, parent)
 {
+    // The source inspector panel fills it: the Summary rows, the counts and the source preview.
     auto *layout = new QVBoxLayout(this);
-    QVBoxLayout *batch = section(QStringLiteral("Summary"), layout);
-    auto *counts = new QHBoxLayout;
-    auto *sources = new QLabel(this);
-    sources->setObjectName(QStringLiteral("summarySources"));
-    auto *custom = new QLabel(this);
-    custom->setObjectName(QStringLiteral("summaryOverrides"));
-    counts->addWidget(sources);
-    counts->addSpacing(Theme::space(4));
-    counts->addWidget(custom);
-    counts->addStretch(1);
-    batch->addLayout(counts);
     auto *area = new QWidget(this);
     area->setObjectName(QStringLiteral("sourceInspectorSlot"));
     m_inspectorArea = new QVBoxLayout(area);
     m_inspectorArea->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(area, 1);
-    onPresent([this, sources, custom](const TranscodePreset &, const MediaInfo *) {
-        const Workspace &workspace = this->editing().workspace;
-        sources->setText(QStringLiteral("%1 Sources").arg(workspace.sources().size()));
-        custom->setText(QString::number(workspace.sourcePresets().size()) + QStringLiteral(" Custom Overrides"));
-    });
 }
 
 OutputRow::OutputRow(PresetEditing &editing, QWidget *parent) : PresetTab(editing, parent)
