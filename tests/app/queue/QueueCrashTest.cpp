@@ -10,6 +10,7 @@
 #include <atomic>
 #include <cstdlib>
 #include <functional>
+#include <map>
 #include <csignal>
 #include <gtest/gtest.h>
 #include <thread>
@@ -33,38 +34,21 @@ QMap<QString, QByteArray> fingerprint(const QString &folder)
     return result;
 }
 
-// What a crash left behind once the user has retried until every job completed.
-struct Damage {
-    long jobsLost = 0;
-    long jobsIncomplete = 0;
-    long copiesDiffering = 0;
-    long outputsUnplayable = 0;
-    long stagingLeft = 0;
-    long neighbourChanged = 0;
+// What a crash left behind once the user has retried until every job completed, by kind.
+using Damage = std::map<std::string, long>;
 
-    Damage &operator+=(const Damage &other)
-    {
-        jobsLost += other.jobsLost;
-        jobsIncomplete += other.jobsIncomplete;
-        copiesDiffering += other.copiesDiffering;
-        outputsUnplayable += other.outputsUnplayable;
-        stagingLeft += other.stagingLeft;
-        neighbourChanged += other.neighbourChanged;
-        return *this;
-    }
-    std::string describe() const
-    {
-        return std::to_string(jobsLost) + " jobs lost, " + std::to_string(jobsIncomplete) + " incomplete, "
-               + std::to_string(copiesDiffering) + " copies differing, " + std::to_string(outputsUnplayable)
-               + " outputs unplayable, " + std::to_string(stagingLeft) + " staging left, "
-               + std::to_string(neighbourChanged) + " neighbours changed";
-    }
-    bool none() const
-    {
-        return jobsLost == 0 && jobsIncomplete == 0 && copiesDiffering == 0 && outputsUnplayable == 0 && stagingLeft == 0
-               && neighbourChanged == 0;
-    }
-};
+bool intact(const Damage &damage)
+{
+    return std::all_of(damage.begin(), damage.end(), [](const auto &entry) { return entry.second == 0; });
+}
+
+std::string describe(const Damage &damage)
+{
+    std::string text;
+    for (const auto &[kind, count] : damage)
+        text += (text.empty() ? "" : ", ") + std::to_string(count) + ' ' + kind;
+    return text;
+}
 
 // A support folder and a project, in memory: a kill tests the process, not the disk, and fsync
 // there costs nothing. The queued state is kept so the same workload can be replayed.
@@ -121,17 +105,17 @@ public:
             vantor({"queue", "retry", "--failed"});
             vantor({"queue", "run"});
         }
-        Damage damage;
         const AppState state = StateStore::load(support());
-        damage.jobsLost = long(jobs) - long(state.jobs.size());
+        Damage damage{{"jobs lost", long(jobs) - long(state.jobs.size())},
+                      {"staging left", test::listTree(project()).filter(QStringLiteral(".vantor-")).size()},
+                      {"neighbours changed", test::readFile(project() + QStringLiteral("/new/nested/ONE.BIN")) != "theirs"},
+                      {"jobs incomplete", 0}, {"copies differing", 0}, {"outputs unplayable", 0}};
         for (const MediaJob &job : state.jobs) {
-            damage.jobsIncomplete += job.status != JobStatus::complete;
-            damage.copiesDiffering += job.copyDestination && test::readFile(*job.copyDestination) != test::readFile(job.source);
-            damage.outputsUnplayable += job.outputDestination
+            damage["jobs incomplete"] += job.status != JobStatus::complete;
+            damage["copies differing"] += job.copyDestination && test::readFile(*job.copyDestination) != test::readFile(job.source);
+            damage["outputs unplayable"] += job.outputDestination
                 && test::runProgram(QStringLiteral("ffprobe"), {"-v", "error", *job.outputDestination}).exitCode != 0;
         }
-        damage.stagingLeft = test::listTree(project()).filter(QStringLiteral(".vantor-")).size();
-        damage.neighbourChanged = test::readFile(project() + QStringLiteral("/new/nested/ONE.BIN")) != "theirs";
         return damage;
     }
 
@@ -187,7 +171,7 @@ TEST_P(QueueCrashSweep, KilledBeforeAndAfterEveryMutatingOperationLosesNothing)
         operations = test::readFile(trace).count('\n');
         QFile::remove(trace);
         const Damage damage = counting.recover(GetParam().jobs);
-        ASSERT_TRUE(damage.none()) << damage.describe();
+        ASSERT_TRUE(intact(damage)) << describe(damage);
     }
     ASSERT_GT(operations, 10);
     std::fprintf(stderr, "[ figures  ] %s: N = %ld mutating operations\n", GetParam().name, operations);
@@ -211,7 +195,7 @@ TEST_P(QueueCrashSweep, KilledBeforeAndAfterEveryMutatingOperationLosesNothing)
                 << "neither killed nor short of the point: exit " << exitCode;
             EXPECT_TRUE(run.stateReadable()) << "state.json unreadable after a kill";
             const Damage damage = run.recover(GetParam().jobs);
-            EXPECT_TRUE(damage.none()) << damage.describe();
+            EXPECT_TRUE(intact(damage)) << describe(damage);
             failed = failed || ::testing::Test::HasFailure();
         }
     };
@@ -275,8 +259,8 @@ TEST(QueueSoak, RandomKillsOfARunningQueueLoseNothing)
     const Damage damage = run.recover(30);
     const long changed = changedOriginals(originals, card.path());
     std::fprintf(stderr, "[ figures  ] queue soak: %d kills, %s, %ld state unreadable, %ld originals changed\n", kills,
-                 damage.describe().c_str(), unreadable, changed);
-    EXPECT_TRUE(damage.none()) << damage.describe();
+                 describe(damage).c_str(), unreadable, changed);
+    EXPECT_TRUE(intact(damage)) << describe(damage);
     EXPECT_EQ(unreadable, 0);
     EXPECT_EQ(changed, 0);
 }
