@@ -35,7 +35,7 @@ screenshots: build
 build-tests: setup $(TEST_BUILD)/build.ninja
 	@cmake --build $(TEST_BUILD) -j $(JOBS)
 
-# Every test (the self-test among them, once), then proof that the product has no fault layer.
+# Proof that the product has no fault layer, then every test (the self-test among them, once).
 test: build build-tests
 	@scripts/check-product $(BUILD)/cli/vantor
 	@cd $(TEST_BUILD) && ctest --output-on-failure -j $(JOBS)
