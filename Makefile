@@ -1,18 +1,27 @@
 # Entry points. Each target first installs what is missing (scripts/setup is quiet when
 # nothing is), then builds with CMake and Ninja.
+# The product builds in build/ without tests or fault points; the tests build in build-test/ with
+# the fault points they drive. Both are Debug builds of the same objects, so ccache serves both.
 BUILD ?= build
+TEST_BUILD ?= build-test
 JOBS ?= $(shell nproc)
 PACKAGE_BUILD ?= build-package
 
-.PHONY: all setup build run screenshots test test-asan bench fuzz deb package-test clean format
+.PHONY: all setup build build-tests run screenshots test soak test-asan bench fuzz deb package-test clean format
 
 all: build
 
 setup:
 	@scripts/setup
 
-$(BUILD)/build.ninja: | setup
-	@cmake -S . -B $(BUILD) -G Ninja -DCMAKE_BUILD_TYPE=Debug >/dev/null
+# Configured again when this file changes, so a tree made by an older Makefile gets today's options.
+$(BUILD)/build.ninja: Makefile | setup
+	@cmake -S . -B $(BUILD) -G Ninja -DCMAKE_BUILD_TYPE=Debug -DVANTOR_TESTS=OFF -DVANTOR_FAULT_POINTS=OFF >/dev/null
+	@touch $@
+
+$(TEST_BUILD)/build.ninja: Makefile | setup
+	@cmake -S . -B $(TEST_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=Debug -DVANTOR_TESTS=ON -DVANTOR_FAULT_POINTS=ON >/dev/null
+	@touch $@
 
 build: setup $(BUILD)/build.ninja
 	@cmake --build $(BUILD) -j $(JOBS)
@@ -23,12 +32,21 @@ run: build
 screenshots: build
 	@scripts/screenshots $(BUILD)/cli/vantor docs/images
 
-test: build
-	@cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
-	@scripts/self-test $(BUILD)/cli/vantor
+build-tests: setup $(TEST_BUILD)/build.ninja
+	@cmake --build $(TEST_BUILD) -j $(JOBS)
+
+# Proof that the product has no fault layer, then every test (the self-test among them, once).
+test: build build-tests
+	@scripts/check-product $(BUILD)/cli/vantor
+	@cd $(TEST_BUILD) && ctest --output-on-failure -j $(JOBS)
+
+# The random-kill soaks, kept out of `make test` for their length; prints their figures.
+soak: build-tests
+	@scripts/soak $(TEST_BUILD)
 
 test-asan: setup
-	@cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DVANTOR_SANITIZE=ON >/dev/null
+	@cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=Debug -DVANTOR_SANITIZE=ON \
+		-DVANTOR_TESTS=ON -DVANTOR_FAULT_POINTS=ON >/dev/null
 	@cmake --build build-asan -j $(JOBS)
 	@cd build-asan && ASAN_OPTIONS=detect_leaks=1 ctest --output-on-failure -j $(JOBS)
 
@@ -65,4 +83,4 @@ format:
 	@git ls-files '*.cpp' '*.h' | xargs clang-format -i
 
 clean:
-	@rm -rf $(BUILD) build-asan build-bench build-fuzz $(PACKAGE_BUILD)
+	@rm -rf $(BUILD) $(TEST_BUILD) build-asan build-bench build-fuzz $(PACKAGE_BUILD)

@@ -61,6 +61,12 @@ void WatchFolderService::start()
 
 WatchFolderService::~WatchFolderService() = default;
 
+void WatchFolderService::setTiming(int intervalMs, double stableForSeconds)
+{
+    m_timer.setInterval(intervalMs);
+    m_stableFor = stableForSeconds;
+}
+
 void WatchFolderService::poll()
 {
     if (m_polling)
@@ -132,7 +138,7 @@ void WatchFolderService::applyScan(const QUuid &id, const std::vector<SourceFile
             }
             // Polls land 10 s apart give or take the timer's and the scan's jitter: two of them
             // must count as 20 s even when the second ran a few milliseconds short.
-            if (now - known->since < stableFor - jitterAllowance)
+            if (now - known->since < m_stableFor * (1.0 - jitterAllowance / stableFor))
                 continue;
 
             JobPlan plan;

@@ -40,6 +40,9 @@ public:
     void poll();
     bool polling() const { return m_polling; }
     void setClock(Clock clock) { m_clock = std::move(clock); }
+    // Another time scale for the poll and the quiet time (tests run the real timer briefly);
+    // the timing slack shrinks in proportion.
+    void setTiming(int intervalMs, double stableForSeconds);
 
     // Rule editing; each change is saved at once. addRule throws VantorError.
     QUuid addRule(const QString &source, const QString &destination, const TranscodePreset &preset);
@@ -68,6 +71,7 @@ private:
     QHash<QString, Version> m_stability; // rule id + "/" + path
     QSet<QString> m_skipped;             // rule id + "/" + path, reported once while it stays
     Clock m_clock;
+    double m_stableFor = stableFor;
     PersistenceQueue m_scans; // the per-rule scans, one at a time
 };
 

@@ -19,6 +19,10 @@ namespace vantor::FileIo {
 
 namespace {
 
+enum class Fault { none, fail, shortWrite };
+
+#ifdef VANTOR_FAULT_POINTS
+// The fault layer exists in test builds only: the product has neither the plan nor the hooks.
 struct FaultState {
     std::mutex mutex;
     Faults::Plan plan;
@@ -32,16 +36,13 @@ FaultState &faultState()
     return state;
 }
 
-enum class Fault { none, fail, shortWrite };
-
 // The number of the mutating operation under way on this thread; threads interleave, so the
 // kill after an operation is decided by its own number, not by the shared count.
-[[maybe_unused]] thread_local long currentOperation = 0;
+thread_local long currentOperation = 0;
 
 // Called around every mutating operation. Returns what the operation should do instead.
-Fault beforeMutation([[maybe_unused]] const char *operation)
+Fault beforeMutation(const char *operation)
 {
-#ifdef VANTOR_FAULT_POINTS
     FaultState &state = faultState();
     std::lock_guard lock(state.mutex);
     const long number = ++state.count;
@@ -55,18 +56,15 @@ Fault beforeMutation([[maybe_unused]] const char *operation)
         ::raise(SIGKILL);
     if (state.plan.failAt == number)
         return state.plan.shortWrite ? Fault::shortWrite : Fault::fail;
-#endif
     return Fault::none;
 }
 
 void afterMutation()
 {
-#ifdef VANTOR_FAULT_POINTS
     FaultState &state = faultState();
     std::lock_guard lock(state.mutex);
     if (state.plan.killAfter != 0 && state.plan.killAfter == currentOperation)
         ::raise(SIGKILL);
-#endif
 }
 
 int injectedError()
@@ -74,6 +72,11 @@ int injectedError()
     const int error = faultState().plan.error;
     return error != 0 ? error : EIO;
 }
+#else
+constexpr Fault beforeMutation(const char *) { return Fault::none; }
+constexpr void afterMutation() {}
+constexpr int injectedError() { return EIO; }
+#endif
 
 // A planned short write that lands on an operation other than a write fails it as a full disk.
 int errorFor(Fault fault)
@@ -337,16 +340,8 @@ void endDirect(int fd)
         throwSystemError(errno);
 }
 
-namespace Faults {
-
-bool available()
-{
 #ifdef VANTOR_FAULT_POINTS
-    return true;
-#else
-    return false;
-#endif
-}
+namespace Faults {
 
 void set(const Plan &plan)
 {
@@ -391,5 +386,6 @@ void loadFromEnvironment()
 }
 
 } // namespace Faults
+#endif
 
 } // namespace vantor::FileIo

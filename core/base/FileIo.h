@@ -83,7 +83,8 @@ struct Plan {
     long killAfter = 0;    // SIGKILL the process after the Nth mutating operation
 };
 
-bool available(); // false in release builds, where the fault points are compiled out
+// Declared everywhere, defined only where VANTOR_FAULT_POINTS is on (the test builds): a product
+// binary that called them would not link.
 void set(const Plan &plan); // also restarts the count
 void clear();
 long mutatingCount();

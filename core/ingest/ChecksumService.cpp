@@ -31,7 +31,7 @@ public:
         m_context.reset(EVP_MD_CTX_new());
         const EVP_MD *type = algorithm == ChecksumAlgorithm::md5 ? EVP_md5() : EVP_sha256();
         if (!m_context || EVP_DigestInit_ex(m_context.get(), type, nullptr) != 1)
-            throw std::runtime_error("The digest could not be started.");
+            throw VantorError(QStringLiteral("The digest could not be started."));
     }
 
     void update(const char *data, std::size_t length)
@@ -39,7 +39,7 @@ public:
         if (!m_context)
             m_xxHash.update(data, length);
         else if (EVP_DigestUpdate(m_context.get(), data, length) != 1)
-            throw std::runtime_error("The digest could not be updated.");
+            throw VantorError(QStringLiteral("The digest could not be updated."));
     }
 
     QString text()
@@ -49,7 +49,7 @@ public:
         unsigned char digest[EVP_MAX_MD_SIZE];
         unsigned int length = 0;
         if (EVP_DigestFinal_ex(m_context.get(), digest, &length) != 1)
-            throw std::runtime_error("The digest could not be finished.");
+            throw VantorError(QStringLiteral("The digest could not be finished."));
         return QString::fromLatin1(QByteArray(reinterpret_cast<const char *>(digest), int(length)).toHex());
     }
 

@@ -5,7 +5,6 @@
 #include "transcode/TranscodeService.h"
 
 #include <cmath>
-#include <stdexcept>
 
 namespace vantor::TranscodeService {
 
@@ -15,7 +14,7 @@ qint64 checkedSubtract(qint64 value, qint64 a, qint64 b)
 {
     qint64 result = 0;
     if (__builtin_sub_overflow(value, a, &result) || __builtin_sub_overflow(result, b, &result))
-        throw std::overflow_error("picture size arithmetic overflowed");
+        throw VantorError(QStringLiteral("The crop values do not fit this picture's size."));
     return result;
 }
 
@@ -23,7 +22,7 @@ qint64 scaledSide(double factor, qint64 side)
 {
     const double product = std::trunc(factor * double(side));
     if (!std::isfinite(product) || product > 9.0e15 || product < -9.0e15)
-        throw std::overflow_error("scaled picture size is out of range");
+        throw VantorError(QStringLiteral("The scale or size limit gives a picture size out of range for this source."));
     const qint64 even = qint64(product) / 2 * 2;
     return std::max<qint64>(even, 16);
 }

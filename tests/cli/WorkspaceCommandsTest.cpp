@@ -122,8 +122,9 @@ TEST_F(WorkspaceCommands, JobsLeftRunningShowAsInterruptedUntilTheNextRunRecover
         const QString status = cases[i].status.rawValue();
         ASSERT_LT(line, std::size_t(free.size()));
         EXPECT_EQ(free[line].section("  ", 1, 1).trimmed(), cases[i].interrupted ? "INTERRUPTED" : status) << status.toStdString();
-        if (cases[i].interrupted)
+        if (cases[i].interrupted) {
             EXPECT_EQ(free[++line], "    " + message);
+        }
         EXPECT_EQ(held[i].section("  ", 1, 1).trimmed(), status) << "a held queue is shown as it is";
     }
     EXPECT_EQ(held.size(), std::size(cases));
@@ -136,8 +137,9 @@ TEST_F(WorkspaceCommands, JobsLeftRunningShowAsInterruptedUntilTheNextRunRecover
     for (std::size_t i = 0; i < std::size(cases); ++i) {
         const MediaJob job = stored().jobs[i];
         EXPECT_EQ(job.status, cases[i].interrupted ? JobStatus::failed : cases[i].status);
-        if (cases[i].interrupted)
+        if (cases[i].interrupted) {
             EXPECT_EQ(job.error, message);
+        }
     }
     EXPECT_EQ(vantor("queue run").errText(), "") << "recovered once";
 }
@@ -293,7 +295,7 @@ TEST_F(WorkspaceCommands, AnIngestThatDoesNotFitIsRefusedBeforeAnyByteIsWritten)
     const SmallVolume volume(dir.makeDir("volume"));
     if (!volume.mounted)
         GTEST_SKIP() << "mounting a tmpfs needs root";
-    for (const QString &run : {"ingest --operation copy --dry-run --project", "ingest --operation copy --project"}) {
+    for (const QString &run : QStringList{"ingest --operation copy --dry-run --project", "ingest --operation copy --project"}) {
         const ProcessResult result = vantor(run, {volume.path, card});
         EXPECT_EQ(result.exitCode, 1) << run.toStdString();
         EXPECT_EQ(result.errText(), "vantor: Not enough space on " + volume.path + " for this ingest: 1.3 MB needed, 1.0 MB free.\n");
@@ -314,7 +316,7 @@ TEST_F(WorkspaceCommands, IngestSetsAsideWhatIsAlreadyOffloaded)
     ASSERT_EQ(again.exitCode, 0) << again.errText().toStdString();
     EXPECT_EQ(again.outText(), copies + "/C2.XML\n");
     QStringList expected{"Comparing the copies already at their destinations with their sources."};
-    for (const QString &file : {"C1.XML", "CLIP/C1.MXF", "CLIP/C2.MXF"})
+    for (const QString &file : QStringList{"C1.XML", "CLIP/C1.MXF", "CLIP/C2.MXF"})
         expected << QString("Already offloaded: %1/%2 → %3/%2").arg(card, file, copies);
     expected << "3 files already offloaded; their copies match the sources.";
     EXPECT_EQ(again.errText().split('\n').mid(0, 5), expected);
@@ -419,8 +421,9 @@ TEST_F(WorkspaceCommands, ASaveThatFailsFailsTheCommand)
         EXPECT_EQ(result.exitCode, 1) << command.toStdString();
         EXPECT_EQ(result.errText().trimmed().section('\n', -1), "vantor: Queue could not be saved: No space left on device")
             << command.toStdString();
-        if (command.startsWith("queue add"))
+        if (command.startsWith("queue add")) {
             EXPECT_EQ(result.outText(), "") << "no id of a job that was not saved";
+        }
     }
     environment.remove("VANTOR_FAULT_FAIL_AT");
     environment.remove("VANTOR_FAULT_ERRNO");

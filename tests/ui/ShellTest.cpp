@@ -207,8 +207,9 @@ TEST_F(ShellTest, ControlsAreNamedAndReachableByKeyboard)
             continue;
         EXPECT_FALSE(widget->objectName().isEmpty()) << widget->metaObject()->className();
         EXPECT_FALSE(widget->accessibleName().isEmpty()) << widget->objectName().toStdString();
-        if (auto *button = qobject_cast<QAbstractButton *>(widget))
+        if (auto *button = qobject_cast<QAbstractButton *>(widget)) {
             EXPECT_EQ(button->accessibleName(), button->text()) << widget->objectName().toStdString();
+        }
     }
 
     QStringList reached;

@@ -5,7 +5,6 @@
 #include "base/VantorError.h"
 #include "queue/OperationLog.h"
 
-#include <QElapsedTimer>
 #include <QFile>
 #include <QTest>
 #include <gtest/gtest.h>
@@ -200,25 +199,31 @@ TEST_F(WatchFolderServiceTest, RuleEditing)
     EXPECT_TRUE(!created.enabled && created.preset == ws.preset() && created.source == FileGrant(watched));
 }
 
-// Real time, real timer: the only test here that waits for the clock.
-TEST(WatchFolderRealTime, AFileWrittenOverFortyFiveSecondsIsQueuedTwentyToThirtySecondsLater)
+// The service's own timer and clock at a twentieth of the real scale (polls 0.5 s apart, 1 s of
+// quiet): the only test here that waits for time to pass.
+TEST(WatchFolderRealTime, TheTimerQueuesAFileOnceItHasStoppedGrowing)
 {
     WorkspaceHarness harness;
     TempDir media;
     Workspace &ws = harness.open();
     ws.queue().pause();
-    ws.watcher()->setEnabled(ws.watcher()->addRule(media.makeDir("In"), media.makeDir("Out"), ws.preset()), true);
-    ws.watcher()->start();
+    WatchFolderService *watcher = ws.watcher();
+    watcher->setTiming(500, 1.0);
+    watcher->setEnabled(watcher->addRule(media.makeDir("In"), media.makeDir("Out"), ws.preset()), true);
+    watcher->start();
     QFile file(media.write(QStringLiteral("In/shot.mov"), "a"));
     ASSERT_TRUE(file.open(QIODevice::Append | QIODevice::Unbuffered));
-    const auto queued = [&] { return !ws.queue().state().jobs.empty(); };
-    QElapsedTimer timer;
-    for (timer.start(); timer.elapsed() < 45000; file.write("more"))
-        ASSERT_FALSE(QTest::qWaitFor(queued, 3000));
-    timer.start();
-    ASSERT_TRUE(QTest::qWaitFor(queued, 40000));
-    EXPECT_GE(timer.elapsed(), 20000);
-    EXPECT_LE(timer.elapsed(), 31000);
-    EXPECT_EQ(ws.queue().state().jobs.size(), 1u);
+    // It grows after each of the first five polls, then stays; the sixth poll first sees it whole.
+    int polls = 0, queuedAt = 0;
+    QObject::connect(watcher, &WatchFolderService::pollFinished, [&] {
+        ++polls;
+        if (queuedAt == 0 && !ws.queue().state().jobs.empty())
+            queuedAt = polls;
+        if (polls <= 5)
+            file.write("more");
+    });
+    ASSERT_TRUE(QTest::qWaitFor([&] { return queuedAt != 0 || polls > 20; }, 30000)) << polls << " polls";
+    EXPECT_GT(queuedAt, 6) << "queued while it grew, or when first seen whole";
+    ASSERT_EQ(ws.queue().state().jobs.size(), 1u);
     EXPECT_EQ(ws.queue().state().jobs.back().bytes, file.size());
 }

@@ -69,8 +69,9 @@ TEST_F(Adoption, AnOutputIsAdoptedOnlyWhenItIsWhatTheJobRecordedBeforePublishing
         QFile::remove(output);
         if (occupant == Occupant::smallClip)
             test::makeClip(output, {.width = 160, .height = 120, .seconds = 1.0});
-        if (occupant == Occupant::otherScale)
+        if (occupant == Occupant::otherScale) {
             ASSERT_TRUE(test::runFfmpeg({"-i", source, "-vf", "scale=160:90", "-f", "mp4", output}));
+        }
         if (occupant == Occupant::ownOutput || occupant == Occupant::ownOutputChanged) {
             TranscodeService::transcode(waiting, {}, control, {}, [&](const PublishRecord &record) {
                 waiting.outputPublish = record;

@@ -168,7 +168,6 @@ TEST_F(StateStoreTest, FilesTheQueueMustNotUseAreRefusedWithTheirReason)
 
 TEST_F(StateStoreTest, AFailedSaveLeavesThePreviousFileWhole)
 {
-    ASSERT_TRUE(FileIo::Faults::available());
     const AppState before = fullState();
     StateStore::save(before, dir.path());
     const QByteArray old = stateFile();
@@ -208,7 +207,8 @@ TEST(StateStoreCrashChild, SavesUntilKilled)
         StateStore::save(round % 2 ? a : b, dir + "/support");
 }
 
-TEST(StateStoreCrash, KillingASaveAtRandomMomentsLeavesAWholeState)
+// Long: runs under `make soak`, which reads the figures line.
+TEST(StateStoreSoak, KillingASaveAtRandomMomentsLeavesAWholeState)
 {
     TempDir dir;
     const QByteArray a = StateStore::encode(stateWithJobs(300)), b = StateStore::encode(stateWithJobs(350));
@@ -219,8 +219,10 @@ TEST(StateStoreCrash, KillingASaveAtRandomMomentsLeavesAWholeState)
     environment.insert("VANTOR_TEST_CRASH_DIR", dir.path());
     QRandomGenerator random(20261122);
     QByteArray last = a;
+    const int kills = 200;
+    int torn = 0;    // neither whole state: what a kill must never leave
     int changes = 0; // how often a kill found the other state: proof that saves completed
-    for (int kill = 0; kill < 200; ++kill) {
+    for (int kill = 0; kill < kills; ++kill) {
         QProcess child;
         child.setProcessEnvironment(environment);
         child.setProcessChannelMode(QProcess::ForwardedErrorChannel);
@@ -232,10 +234,13 @@ TEST(StateStoreCrash, KillingASaveAtRandomMomentsLeavesAWholeState)
         child.kill();
         ASSERT_TRUE(child.waitForFinished(10000));
         const QByteArray now = readFile(dir.file("support/state.json"));
-        ASSERT_TRUE(now == a || now == b) << "kill " << kill << ": " << now.size() << " bytes";
+        torn += now != a && now != b;
         changes += now != last;
         last = now;
     }
+    std::fprintf(stderr, "[ figures  ] state save soak: %d kills, %d state unreadable, %d saves completed between kills\n",
+                 kills, torn, changes);
+    EXPECT_EQ(torn, 0);
     EXPECT_GT(changes, 20) << "the kills must land among completed saves, not only before the first";
 }
 

@@ -5,6 +5,7 @@
 #include "transcode/TranscodeService.h"
 
 #include <gtest/gtest.h>
+#include <limits>
 #include <set>
 
 namespace vantor {
@@ -137,6 +138,11 @@ INSTANTIATE_TEST_SUITE_P(Rows, Arguments,
         Row { "noEnlarging", preset(), vf("scale=640:360:flags=lanczos"), hdSource(640, 360) },
         Row { "cropTooFar", changed([](P &, E &e, F &) { e.cropLeft = 600, e.cropRight = 390; }), { tooSmall }, hdSource(1000, 1000) },
         Row { "tinySource", preset(), { tooSmall }, hdSource(1920, 12) },
+        // A probed size no arithmetic can hold ends in a refusal naming the setting, not an overflow.
+        Row { "cropBeyondRange", changed([](P &, E &e, F &) { e.cropLeft = 2; }), { "The crop values do not fit this picture's size." },
+              hdSource(std::numeric_limits<qint64>::min(), 1080) },
+        Row { "scaleBeyondRange", preset(Codec::h264, "mp4", AudioMode::aac, 0),
+              { "The scale or size limit gives a picture size out of range for this source." }, hdSource(std::numeric_limits<qint64>::max(), 1080) },
         Row { "av1InMov", preset(Codec::av1, "mov"), { "AV1 is not supported in MOV." } }),
     [](const testing::TestParamInfo<Row> &info) { return std::string(info.param.name); });
 
