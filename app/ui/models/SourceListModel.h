@@ -1,0 +1,37 @@
+#pragma once
+
+#include <QAbstractListModel>
+#include <QStringList>
+
+namespace vantor {
+class Workspace;
+}
+
+namespace vantor::ui {
+
+// The workspace's source list, one row per scanned file with its previewed output name. Rows
+// follow the list by the smallest change (an appended scan inserts, a removal removes); a change
+// of the naming or the plan re-reads the previews only.
+class SourceListModel : public QAbstractListModel {
+    Q_OBJECT
+public:
+    enum Role { PathRole = Qt::UserRole + 1, RelativeRole, SizeRole, OutputNameRole };
+
+    explicit SourceListModel(Workspace &workspace, QObject *parent = nullptr);
+
+    int rowCount(const QModelIndex &parent = {}) const override;
+    QVariant data(const QModelIndex &index, int role = Qt::DisplayRole) const override;
+    QHash<int, QByteArray> roleNames() const override;
+
+    // Takes the row's file off the workspace's list.
+    void remove(int row);
+
+private:
+    void refresh();
+    void refreshPreviews();
+
+    Workspace &m_workspace;
+    QStringList m_paths; // what the view has been told, in order
+};
+
+} // namespace vantor::ui
