@@ -31,6 +31,7 @@ void SourceListModel::refresh()
     while (tail < before - head && tail < after - head && m_paths[before - 1 - tail] == fresh[after - 1 - tail])
         ++tail;
     const int removed = before - head - tail, added = after - head - tail;
+    m_previews.assign(fresh.size(), std::nullopt); // counters follow the positions
     if (removed > 0 && added > 0) {
         beginResetModel();
         m_paths = fresh;
@@ -53,6 +54,7 @@ void SourceListModel::refresh()
 
 void SourceListModel::refreshPreviews()
 {
+    m_previews.assign(m_previews.size(), std::nullopt);
     if (!m_paths.isEmpty())
         Q_EMIT dataChanged(index(0), index(int(m_paths.size()) - 1), {OutputNameRole, Qt::AccessibleTextRole});
 }
@@ -80,16 +82,26 @@ QVariant SourceListModel::data(const QModelIndex &index, int role) const
     case SizeRole:
         return source.size;
     case OutputNameRole:
-        if (const std::optional<QString> name = m_workspace.outputName(source, index.row()))
+        if (const std::optional<QString> name = preview(index.row()))
             return *name;
         return {};
     case Qt::AccessibleTextRole: {
-        const std::optional<QString> name = m_workspace.outputName(source, index.row());
+        const std::optional<QString> name = preview(index.row());
         return QFileInfo(source.url).fileName() + (name ? QStringLiteral(", becomes ") + *name : QString());
     }
     default:
         return {};
     }
+}
+
+std::optional<QString> SourceListModel::preview(int row) const
+{
+    if (row >= int(m_previews.size())) // asked before the list's change reached the model
+        return m_workspace.outputName(m_workspace.sources()[std::size_t(row)], row);
+    std::optional<std::optional<QString>> &known = m_previews[std::size_t(row)];
+    if (!known)
+        known = m_workspace.outputName(m_workspace.sources()[std::size_t(row)], row);
+    return *known;
 }
 
 QHash<int, QByteArray> SourceListModel::roleNames() const

@@ -2,6 +2,8 @@
 
 #include <QAbstractListModel>
 #include <QStringList>
+#include <optional>
+#include <vector>
 
 namespace vantor {
 class Workspace;
@@ -29,9 +31,13 @@ public:
 private:
     void refresh();
     void refreshPreviews();
+    std::optional<QString> preview(int row) const;
 
     Workspace &m_workspace;
     QStringList m_paths; // what the view has been told, in order
+    // Previews of the rows painted so far, built on first use: a long card pays only for the
+    // rows on screen, and each repaint of those reads them back.
+    mutable std::vector<std::optional<std::optional<QString>>> m_previews;
 };
 
 } // namespace vantor::ui

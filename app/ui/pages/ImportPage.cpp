@@ -138,6 +138,10 @@ QWidget *ImportPage::buildSources()
     busy->setAccessibleName(scanText->text());
     scanRow->addWidget(scanText);
     scanRow->addWidget(busy, 1);
+    // Its space is kept while hidden: a scan's start and end repaint the row, not the whole list.
+    QSizePolicy keep = m_scanning->sizePolicy();
+    keep.setRetainSizeWhenHidden(true);
+    m_scanning->setSizePolicy(keep);
     list->addWidget(m_scanning);
 
     m_list = named(new QListView(panel), "sourceList");
