@@ -72,7 +72,8 @@ ImportPage::ImportPage(Workspace &workspace, QWidget *parent)
 
     auto *footer = new QHBoxLayout;
     m_project = mutedLabel("importProject", this);
-    m_queue = named(new QuietButton(QStringLiteral("Queue & start"), this, true), "queueStart");
+    m_queue = named(new QuietButton(QStringLiteral("Queue && start"), this, true), "queueStart");
+    m_queue->setAccessibleName(QStringLiteral("Queue & start")); // "&&" shows one "&", not a mnemonic
     footer->addWidget(m_project, 1);
     footer->addWidget(m_queue);
     layout->addLayout(footer);
@@ -123,26 +124,27 @@ QWidget *ImportPage::buildSources()
     auto *heading = new QHBoxLayout;
     heading->addWidget(new SectionLabel(QStringLiteral("Source media"), panel));
     heading->addStretch(1);
-    m_count = named(new SectionLabel(QString(), panel), "sourceCount");
-    heading->addWidget(m_count);
-    list->addLayout(heading);
-
     m_scanning = named(new QWidget(panel), "scanning");
     auto *scanRow = new QHBoxLayout(m_scanning);
     scanRow->setContentsMargins(0, 0, 0, 0);
     auto *scanText = new QLabel(QStringLiteral("Scanning sources\u2026"), m_scanning);
+    scanText->setFont(Theme::captionFont());
     auto *busy = new QProgressBar(m_scanning);
     busy->setRange(0, 0); // no total is known while a card is walked
     busy->setTextVisible(false);
     busy->setMaximumHeight(Theme::space(2));
+    busy->setMaximumWidth(Theme::lineHeight() * 8);
     busy->setAccessibleName(scanText->text());
     scanRow->addWidget(scanText);
     scanRow->addWidget(busy, 1);
-    // Its space is kept while hidden: a scan's start and end repaint the row, not the whole list.
+    // Its space is kept while hidden: a scan's start and end repaint the heading, not the list.
     QSizePolicy keep = m_scanning->sizePolicy();
     keep.setRetainSizeWhenHidden(true);
     m_scanning->setSizePolicy(keep);
-    list->addWidget(m_scanning);
+    heading->addWidget(m_scanning);
+    m_count = named(new SectionLabel(QString(), panel), "sourceCount");
+    heading->addWidget(m_count);
+    list->addLayout(heading);
 
     m_list = named(new QListView(panel), "sourceList");
     m_list->setModel(m_model);

@@ -47,7 +47,7 @@ void SourceDelegate::paint(QPainter *painter, const QStyleOptionViewItem &option
     const QString name = index.data().toString();
     const QString relative = index.data(SourceListModel::RelativeRole).toString();
     const QString folder = relative.contains(u'/') ? relative.section(u'/', 0, -2) : QString();
-    const int nameWidth = std::min(QFontMetrics(bold).horizontalAdvance(name), area.width() - sizeWidth);
+    const int nameWidth = std::min(QFontMetrics(bold).horizontalAdvance(name) + Theme::space(1), area.width() - sizeWidth);
     painter->setFont(bold);
     painter->setPen(palette.color(QPalette::Text));
     painter->drawText(QRect(area.left(), area.top(), nameWidth, line), Qt::AlignLeft | Qt::AlignVCenter,
