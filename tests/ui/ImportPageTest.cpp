@@ -12,6 +12,7 @@
 #include <QListView>
 #include <QMessageBox>
 #include <QMimeData>
+#include <QAbstractItemModelTester>
 #include <QTabWidget>
 
 using namespace vantor;
@@ -93,6 +94,8 @@ protected:
 TEST_F(ImportPageTest, ADroppedCardListsItsFilesWithThePreviewedNames)
 {
     openWith(phases());
+    QAbstractItemModelTester tester(find<QListView>(QStringLiteral("sourceList"))->model(),
+                                    QAbstractItemModelTester::FailureReportingMode::Fatal);
     EXPECT_EQ(label(QStringLiteral("importProject")), QStringLiteral("Create or open a project first"));
     workspace->openProjectFolder(project);
     workspace->setPage(Page::ingest);
@@ -273,6 +276,7 @@ TEST_F(ImportPageTest, RowsLeaveByTheirMarkByTheKeyboardAndAllAtOnce)
     for (const SourceFile &source : workspace->sources())
         workspace->setSourcePreset(source.url, PresetService::defaults().first());
     auto *list = find<QListView>(QStringLiteral("sourceList"));
+    QAbstractItemModelTester tester(list->model(), QAbstractItemModelTester::FailureReportingMode::Fatal);
 
     const QRect first = list->visualRect(list->model()->index(0, 0));
     QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, ui::SourceDelegate::removeRect(first).center());

@@ -18,36 +18,34 @@ SourceListModel::SourceListModel(Workspace &workspace, QObject *parent)
 
 void SourceListModel::refresh()
 {
-    const std::vector<SourceFile> &sources = m_workspace.sources();
-    QStringList fresh;
-    fresh.reserve(qsizetype(sources.size()));
-    for (const SourceFile &source : sources)
-        fresh << source.url;
-    const int before = int(m_paths.size()), after = int(fresh.size());
+    const std::vector<SourceFile> &fresh = m_workspace.sources();
+    const int before = int(m_rows.size()), after = int(fresh.size());
+    const auto same = [&](int old, int now) { return m_rows[std::size_t(old)].url == fresh[std::size_t(now)].url; };
     int head = 0;
-    while (head < before && head < after && m_paths[head] == fresh[head])
+    while (head < before && head < after && same(head, head))
         ++head;
     int tail = 0;
-    while (tail < before - head && tail < after - head && m_paths[before - 1 - tail] == fresh[after - 1 - tail])
+    while (tail < before - head && tail < after - head && same(before - 1 - tail, after - 1 - tail))
         ++tail;
     const int removed = before - head - tail, added = after - head - tail;
-    m_previews.assign(fresh.size(), std::nullopt); // counters follow the positions
     if (removed > 0 && added > 0) {
         beginResetModel();
-        m_paths = fresh;
+        m_rows = fresh;
+        m_previews.assign(fresh.size(), std::nullopt);
         endResetModel();
         return;
     }
-    if (removed > 0) {
+    if (removed > 0)
         beginRemoveRows({}, head, head + removed - 1);
-        m_paths = fresh;
-        endRemoveRows();
-    } else if (added > 0) {
+    else if (added > 0)
         beginInsertRows({}, head, head + added - 1);
-        m_paths = fresh;
+    m_rows = fresh;
+    m_previews.assign(fresh.size(), std::nullopt); // counters follow the positions
+    if (removed > 0)
+        endRemoveRows();
+    else if (added > 0)
         endInsertRows();
-    }
-    // Counters follow the position, so every row after a removal has a new preview.
+    // Every row after a removal has a new counter, so a new preview.
     if (removed > 0 && head < after)
         Q_EMIT dataChanged(index(head), index(after - 1), {OutputNameRole, Qt::AccessibleTextRole});
 }
@@ -55,22 +53,20 @@ void SourceListModel::refresh()
 void SourceListModel::refreshPreviews()
 {
     m_previews.assign(m_previews.size(), std::nullopt);
-    if (!m_paths.isEmpty())
-        Q_EMIT dataChanged(index(0), index(int(m_paths.size()) - 1), {OutputNameRole, Qt::AccessibleTextRole});
+    if (!m_rows.empty())
+        Q_EMIT dataChanged(index(0), index(int(m_rows.size()) - 1), {OutputNameRole, Qt::AccessibleTextRole});
 }
 
 int SourceListModel::rowCount(const QModelIndex &parent) const
 {
-    return parent.isValid() ? 0 : int(m_paths.size());
+    return parent.isValid() ? 0 : int(m_rows.size());
 }
 
 QVariant SourceListModel::data(const QModelIndex &index, int role) const
 {
-    const std::vector<SourceFile> &sources = m_workspace.sources();
-    if (!checkIndex(index, CheckIndexOption::IndexIsValid | CheckIndexOption::ParentIsInvalid)
-        || index.row() >= int(sources.size()))
+    if (!checkIndex(index, CheckIndexOption::IndexIsValid | CheckIndexOption::ParentIsInvalid))
         return {};
-    const SourceFile &source = sources[std::size_t(index.row())];
+    const SourceFile &source = m_rows[std::size_t(index.row())];
     switch (role) {
     case Qt::DisplayRole:
         return QFileInfo(source.url).fileName();
@@ -96,11 +92,9 @@ QVariant SourceListModel::data(const QModelIndex &index, int role) const
 
 std::optional<QString> SourceListModel::preview(int row) const
 {
-    if (row >= int(m_previews.size())) // asked before the list's change reached the model
-        return m_workspace.outputName(m_workspace.sources()[std::size_t(row)], row);
     std::optional<std::optional<QString>> &known = m_previews[std::size_t(row)];
     if (!known)
-        known = m_workspace.outputName(m_workspace.sources()[std::size_t(row)], row);
+        known = m_workspace.outputName(m_rows[std::size_t(row)], row);
     return *known;
 }
 
@@ -116,9 +110,9 @@ QHash<int, QByteArray> SourceListModel::roleNames() const
 
 void SourceListModel::remove(int row)
 {
-    std::vector<SourceFile> sources = m_workspace.sources();
-    if (row < 0 || row >= int(sources.size()))
+    if (row < 0 || row >= int(m_rows.size()))
         return;
+    std::vector<SourceFile> sources = m_rows;
     sources.erase(sources.begin() + row);
     m_workspace.setSources(sources);
 }

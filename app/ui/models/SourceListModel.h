@@ -1,7 +1,8 @@
 #pragma once
 
+#include "model/SourceFile.h"
+
 #include <QAbstractListModel>
-#include <QStringList>
 #include <optional>
 #include <vector>
 
@@ -34,7 +35,9 @@ private:
     std::optional<QString> preview(int row) const;
 
     Workspace &m_workspace;
-    QStringList m_paths; // what the view has been told, in order
+    // The rows as the view was told of them: between a change's begin and end the view still
+    // reads the rows it knows.
+    std::vector<SourceFile> m_rows;
     // Previews of the rows painted so far, built on first use: a long card pays only for the
     // rows on screen, and each repaint of those reads them back.
     mutable std::vector<std::optional<std::optional<QString>>> m_previews;

@@ -10,6 +10,7 @@
 
 #include <QCheckBox>
 #include <QComboBox>
+#include <QEvent>
 #include <QFileInfo>
 #include <QLabel>
 #include <QSignalBlocker>
@@ -252,6 +253,13 @@ void ImportPlanPanel::refreshPresets()
         selected = 0;
     }
     m_preset->setCurrentIndex(selected);
+}
+
+void ImportPlanPanel::changeEvent(QEvent *event)
+{
+    PanelSurface::changeEvent(event);
+    if (event->type() == QEvent::ApplicationPaletteChange) // the preview's colours come from the palette
+        refreshPreview();
 }
 
 void ImportPlanPanel::refreshPreview()

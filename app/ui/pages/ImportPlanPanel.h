@@ -24,6 +24,9 @@ public:
     QWidget *firstControl() const;
     QWidget *lastControl() const;
 
+protected:
+    void changeEvent(QEvent *event) override;
+
 private:
     QWidget *buildCopyTab();
     QWidget *buildProxyTab();
