@@ -74,6 +74,8 @@ ImportPage::ImportPage(Workspace &workspace, QWidget *parent)
     m_project = mutedLabel("importProject", this);
     m_queue = named(new QuietButton(QStringLiteral("Queue && start"), this, true), "queueStart");
     m_queue->setAccessibleName(QStringLiteral("Queue & start")); // "&&" shows one "&", not a mnemonic
+    m_queue->setShortcut(QKeySequence(int(Qt::CTRL) | int(Qt::Key_Return)));
+    m_queue->setToolTip(m_queue->shortcut().toString(QKeySequence::NativeText));
     footer->addWidget(m_project, 1);
     footer->addWidget(m_queue);
     layout->addLayout(footer);
