@@ -97,8 +97,10 @@ TEST_F(ImportPageTest, ADroppedCardListsItsFilesWithThePreviewedNames)
     QAbstractItemModelTester tester(find<QListView>(QStringLiteral("sourceList"))->model(),
                                     QAbstractItemModelTester::FailureReportingMode::Fatal);
     EXPECT_EQ(label(QStringLiteral("importProject")), QStringLiteral("Create or open a project first"));
-    workspace->openProjectFolder(project);
-    workspace->setPage(Page::ingest);
+    workspace->setName(QStringLiteral("Doc"));
+    workspace->setLocation(dir.makeDir(QStringLiteral("projects")));
+    workspace->createProject();
+    ASSERT_TRUE(waitUntil([&] { return !workspace->scanning(); }));
     EXPECT_EQ(label(QStringLiteral("importProject")), QStringLiteral("Into \u201CDoc\u201D"));
 
     // Only local files are taken; a web address leaves everything as it was.
