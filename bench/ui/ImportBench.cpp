@@ -1,7 +1,8 @@
 // The Import page with a camera card of 5,000 files, on the offscreen platform:
 //  - time from the drop until the source list shows every file and has painted, against the
 //    scan alone;
-//  - the worst gap of a 10 ms main-thread timer from the drop until the list shows them all;
+//  - the worst gap of a 10 ms main-thread timer from the drop until the list shows them all,
+//    beside the same timer on the idle window (the machine's own share);
 //  - the slowest repaint of the list while it is scrolled through, page by page.
 
 #include "BenchSupport.h"
@@ -51,7 +52,7 @@ QString makeCard(const QString &base)
 }
 
 struct Shown {
-    double seconds = 0, worstGap = 0, worstScrollPaint = 0;
+    double seconds = 0, worstGap = 0, idleGap = 0, worstScrollPaint = 0;
 };
 
 Shown dropAndShow(const QString &support, const QString &card)
@@ -85,6 +86,17 @@ Shown dropAndShow(const QString &support, const QString &card)
         shown.worstGap = std::max(shown.worstGap, sinceBeat.nsecsElapsed() / 1e6);
         sinceBeat.restart();
     });
+    // The same timer on the idle window first: what the machine's own load costs the beat.
+    sinceBeat.start();
+    heartbeat.start();
+    for (QElapsedTimer idle; !idle.isValid() || idle.elapsed() < 300;) {
+        if (!idle.isValid())
+            idle.start();
+        QApplication::processEvents(QEventLoop::AllEvents, 5);
+    }
+    heartbeat.stop();
+    shown.idleGap = std::exchange(shown.worstGap, 0.0);
+
     QMimeData data;
     data.setUrls({QUrl::fromLocalFile(card)});
     // A drop follows the drag's entry, as from a file manager.
@@ -137,12 +149,14 @@ int main(int argc, char **argv)
         const Shown shown = dropAndShow(support, card);
         best.seconds = std::min(best.seconds, shown.seconds);
         best.worstGap = std::max(best.worstGap, shown.worstGap);
+        best.idleGap = std::max(best.idleGap, shown.idleGap);
         best.worstScrollPaint = std::max(best.worstScrollPaint, shown.worstScrollPaint);
     }
     bench::report("Import page, 5,000-file card dropped until listed and painted", "scan alone", best.seconds, scan,
                   "time ratio", best.seconds / scan, "<= 2", best.seconds / scan <= 2);
-    std::printf("during the drop: worst main-thread heartbeat gap %.1f ms (target < 20 ms) %s\n", best.worstGap,
-                best.worstGap < 20 ? "ok" : "MISSED");
+    std::printf("during the drop: worst main-thread heartbeat gap %.1f ms (target < 20 ms) %s; idle window before "
+                "it: %.1f ms\n",
+                best.worstGap, best.worstGap < 20 ? "ok" : "MISSED", best.idleGap);
     std::printf("scrolling the 5,000 rows page by page: slowest repaint %.1f ms (target < 16 ms) %s\n",
                 best.worstScrollPaint, best.worstScrollPaint < 16 ? "ok" : "MISSED");
     QDir(base).removeRecursively();
