@@ -6,7 +6,6 @@
 //  - the slowest repaint of the list while it is scrolled through, page by page.
 
 #include "BenchSupport.h"
-
 #include "MainWindow.h"
 #include "ingest/MediaIngestService.h"
 #include "widgets/DropZone.h"
@@ -42,8 +41,10 @@ QString makeCard(const QString &base)
         const QString clips = card + QStringLiteral("/A%1/CLIP").arg(folder, 3, 10, QLatin1Char('0'));
         QDir().mkpath(clips);
         for (int clip = 0; clip < 100; ++clip) {
-            QFile file(clips + QStringLiteral("/C%1%2").arg(folder * 100 + clip, 4, 10, QLatin1Char('0'))
-                                   .arg(clip % 2 ? QStringLiteral("M01.XML") : QStringLiteral(".MOV")));
+            QFile file(clips
+                + QStringLiteral("/C%1%2")
+                      .arg(folder * 100 + clip, 4, 10, QLatin1Char('0'))
+                      .arg(clip % 2 ? QStringLiteral("M01.XML") : QStringLiteral(".MOV")));
             file.open(QIODevice::WriteOnly);
             file.write(QByteArray(1024, 'x'));
         }
@@ -98,7 +99,7 @@ Shown dropAndShow(const QString &support, const QString &card)
     shown.idleGap = std::exchange(shown.worstGap, 0.0);
 
     QMimeData data;
-    data.setUrls({QUrl::fromLocalFile(card)});
+    data.setUrls({ QUrl::fromLocalFile(card) });
     // A drop follows the drag's entry, as from a file manager.
     QDragEnterEvent enter(zone->rect().center(), Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
     QApplication::sendEvent(zone, &enter);
@@ -144,7 +145,7 @@ int main(int argc, char **argv)
     Shown best;
     best.seconds = 1e9;
     for (int round = 0; round < 3; ++round) {
-        scan = std::min(scan, bench::seconds([&] { MediaIngestService::scan({card}); }));
+        scan = std::min(scan, bench::seconds([&] { MediaIngestService::scan({ card }); }));
         const QString support = base + QStringLiteral("/support%1").arg(round);
         const Shown shown = dropAndShow(support, card);
         best.seconds = std::min(best.seconds, shown.seconds);
@@ -152,13 +153,14 @@ int main(int argc, char **argv)
         best.idleGap = std::max(best.idleGap, shown.idleGap);
         best.worstScrollPaint = std::max(best.worstScrollPaint, shown.worstScrollPaint);
     }
-    bench::report("Import page, 5,000-file card dropped until listed and painted", "scan alone", best.seconds, scan,
-                  "time ratio", best.seconds / scan, "<= 2", best.seconds / scan <= 2);
-    std::printf("during the drop: worst main-thread heartbeat gap %.1f ms (target < 20 ms) %s; idle window before "
-                "it: %.1f ms\n",
-                best.worstGap, best.worstGap < 20 ? "ok" : "MISSED", best.idleGap);
+    bench::report("Import page, 5,000-file card dropped until listed and painted", "scan alone", best.seconds,
+        scan, "time ratio", best.seconds / scan, "<= 2", best.seconds / scan <= 2);
+    std::printf(
+        "during the drop: worst main-thread heartbeat gap %.1f ms (target < 20 ms) %s; idle window before "
+        "it: %.1f ms\n",
+        best.worstGap, best.worstGap < 20 ? "ok" : "MISSED", best.idleGap);
     std::printf("scrolling the 5,000 rows page by page: slowest repaint %.1f ms (target < 16 ms) %s\n",
-                best.worstScrollPaint, best.worstScrollPaint < 16 ? "ok" : "MISSED");
+        best.worstScrollPaint, best.worstScrollPaint < 16 ? "ok" : "MISSED");
     QDir(base).removeRecursively();
     return 0;
 }

@@ -1,10 +1,10 @@
 #include "RefusalCheck.h"
-
 #include "models/SourceListModel.h"
 #include "transcode/PresetService.h"
 #include "widgets/DropZone.h"
 #include "widgets/SourceDelegate.h"
 
+#include <QAbstractItemModelTester>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDropEvent>
@@ -12,7 +12,6 @@
 #include <QListView>
 #include <QMessageBox>
 #include <QMimeData>
-#include <QAbstractItemModelTester>
 #include <QTabWidget>
 
 using namespace vantor;
@@ -57,7 +56,7 @@ protected:
     }
     void dropCard()
     {
-        ASSERT_TRUE(drop({QUrl::fromLocalFile(card)}));
+        ASSERT_TRUE(drop({ QUrl::fromLocalFile(card) }));
         ASSERT_TRUE(waitUntil([&] { return !workspace->scanning(); }));
         ASSERT_EQ(workspace->sources().size(), 3u);
     }
@@ -69,7 +68,7 @@ protected:
         for (int row = 0; row < model->rowCount(); ++row) {
             const QModelIndex index = model->index(row, 0);
             shown << index.data().toString() + QStringLiteral(" -> ")
-                         + index.data(ui::SourceListModel::OutputNameRole).toString();
+                    + index.data(ui::SourceListModel::OutputNameRole).toString();
         }
         return shown;
     }
@@ -95,7 +94,7 @@ TEST_F(ImportPageTest, ADroppedCardListsItsFilesWithThePreviewedNames)
 {
     openWith(phases());
     QAbstractItemModelTester tester(find<QListView>(QStringLiteral("sourceList"))->model(),
-                                    QAbstractItemModelTester::FailureReportingMode::Fatal);
+        QAbstractItemModelTester::FailureReportingMode::Fatal);
     EXPECT_EQ(label(QStringLiteral("importProject")), QStringLiteral("Create or open a project first"));
     workspace->setName(QStringLiteral("Doc"));
     workspace->setLocation(dir.makeDir(QStringLiteral("projects")));
@@ -104,10 +103,10 @@ TEST_F(ImportPageTest, ADroppedCardListsItsFilesWithThePreviewedNames)
     EXPECT_EQ(label(QStringLiteral("importProject")), QStringLiteral("Into \u201CDoc\u201D"));
 
     // Only local files are taken; a web address leaves everything as it was.
-    EXPECT_FALSE(drop({QUrl(QStringLiteral("https://example.org/clip.mov"))}));
+    EXPECT_FALSE(drop({ QUrl(QStringLiteral("https://example.org/clip.mov")) }));
     EXPECT_FALSE(workspace->scanning());
 
-    ASSERT_TRUE(drop({QUrl::fromLocalFile(card)}));
+    ASSERT_TRUE(drop({ QUrl::fromLocalFile(card) }));
     EXPECT_TRUE(find(QStringLiteral("scanning"))->isVisible());
     EXPECT_FALSE(find<QAbstractButton>(QStringLiteral("queueStart"))->isEnabled());
     ASSERT_TRUE(waitUntil([&] { return !workspace->scanning(); }));
@@ -116,8 +115,9 @@ TEST_F(ImportPageTest, ADroppedCardListsItsFilesWithThePreviewedNames)
 
     const TranscodePreset &preset = workspace->preset();
     const QString proxy = preset.suffix + u'.' + preset.container;
-    EXPECT_EQ(rows(), (QStringList{"C0001.MOV -> C0001" + proxy, QStringLiteral("C0001M01.XML -> C0001M01.XML"),
-                                   "C0002.MOV -> C0002" + proxy}));
+    EXPECT_EQ(rows(),
+        (QStringList { "C0001.MOV -> C0001" + proxy, QStringLiteral("C0001M01.XML -> C0001M01.XML"),
+            "C0002.MOV -> C0002" + proxy }));
     EXPECT_EQ(label(QStringLiteral("sourceCount")), QStringLiteral("3 FILES"));
     EXPECT_EQ(label(QStringLiteral("sourceSummary")), QStringLiteral("3 files \u00B7 120.0 kB total"));
 
@@ -126,8 +126,9 @@ TEST_F(ImportPageTest, ADroppedCardListsItsFilesWithThePreviewedNames)
     click(QStringLiteral("renameOutputs"));
     type(QStringLiteral("namingPattern"), QStringLiteral("{PROJECT}_{CAMERA}{COUNTER}"));
     type(QStringLiteral("namingCamera"), QStringLiteral("A"));
-    EXPECT_EQ(rows(), (QStringList{"C0001.MOV -> Doc_A0001" + proxy, QStringLiteral("C0001M01.XML -> Doc_A0002.XML"),
-                                   "C0002.MOV -> Doc_A0003" + proxy}));
+    EXPECT_EQ(rows(),
+        (QStringList { "C0001.MOV -> Doc_A0001" + proxy, QStringLiteral("C0001M01.XML -> Doc_A0002.XML"),
+            "C0002.MOV -> Doc_A0003" + proxy }));
     EXPECT_EQ(label(QStringLiteral("namingPreview")), "C0001.MOV \u2192 Doc_A0001" + proxy);
 
     // A pattern that cannot be expanded previews nothing and says why.
@@ -154,9 +155,8 @@ TEST_F(ImportPageTest, QueueAndStartCopiesTheCardAndTheCopiesEqualTheirSources)
     click(QStringLiteral("queueStart"));
     ASSERT_TRUE(waitUntil([&] {
         const auto &jobs = queue().state().jobs;
-        return jobs.size() == 3 && std::all_of(jobs.begin(), jobs.end(), [](const MediaJob &job) {
-                   return job.status.final();
-               });
+        return jobs.size() == 3
+            && std::all_of(jobs.begin(), jobs.end(), [](const MediaJob &job) { return job.status.final(); });
     }));
     EXPECT_EQ(workspace->page(), Page::queue);
     EXPECT_TRUE(workspace->sources().empty());
@@ -165,12 +165,15 @@ TEST_F(ImportPageTest, QueueAndStartCopiesTheCardAndTheCopiesEqualTheirSources)
         EXPECT_EQ(job.status, JobStatus::complete) << job.error.value_or(QString()).toStdString();
         EXPECT_FALSE(job.preset.has_value());
         EXPECT_FALSE(job.outputDestination.has_value());
-        const QString relative = QDir(dir.path()).relativeFilePath(job.source); // the card's own name included
+        const QString relative
+            = QDir(dir.path()).relativeFilePath(job.source); // the card's own name included
         EXPECT_EQ(job.copyDestination, copies + relative);
-        EXPECT_TRUE(test::readFile(copies + relative) == test::readFile(job.source)) << relative.toStdString();
+        EXPECT_TRUE(test::readFile(copies + relative) == test::readFile(job.source))
+            << relative.toStdString();
     }
-    EXPECT_EQ(test::listTree(copies), QStringList({"card/", "card/A001/", "card/A001/CLIP/", "card/A001/CLIP/C0001.MOV",
-                                                   "card/A001/CLIP/C0001M01.XML", "card/A001/CLIP/C0002.MOV"}));
+    EXPECT_EQ(test::listTree(copies),
+        QStringList({ "card/", "card/A001/", "card/A001/CLIP/", "card/A001/CLIP/C0001.MOV",
+            "card/A001/CLIP/C0001M01.XML", "card/A001/CLIP/C0002.MOV" }));
 }
 
 TEST_F(ImportPageTest, WithRenamingOnNothingIsQueuedUntilQueueNamedCopies)
@@ -188,23 +191,25 @@ TEST_F(ImportPageTest, WithRenamingOnNothingIsQueuedUntilQueueNamedCopies)
         const char *button;
         bool queued;
     };
-    for (const Answer &answer : {Answer{"renameCancel", false}, Answer{"queueNamedCopies", true}}) {
+    for (const Answer &answer : { Answer { "renameCancel", false }, Answer { "queueNamedCopies", true } }) {
         click(QStringLiteral("queueStart"));
         QMessageBox *box = nullptr; // the one showing; an answered one may still await deletion
         ASSERT_TRUE(waitUntil([&] {
-            for (QMessageBox *shown : window->findChildren<QMessageBox *>(QStringLiteral("renameConfirmation")))
+            for (QMessageBox *shown :
+                window->findChildren<QMessageBox *>(QStringLiteral("renameConfirmation")))
                 box = shown->isVisible() ? shown : box;
             return box != nullptr;
         }));
         EXPECT_TRUE(workspace->renameConfirmation());
         EXPECT_EQ(box->text(), QStringLiteral("Use the previewed output names?"));
-        EXPECT_EQ(box->informativeText(), QStringLiteral("Only newly created copies and transcodes receive these "
-                                                         "names. Original source filenames remain unchanged."));
+        EXPECT_EQ(box->informativeText(),
+            QStringLiteral("Only newly created copies and transcodes receive these "
+                           "names. Original source filenames remain unchanged."));
         auto *cancel = box->findChild<QAbstractButton *>(QStringLiteral("renameCancel"));
         auto *accept = box->findChild<QAbstractButton *>(QStringLiteral("queueNamedCopies"));
         ASSERT_TRUE(cancel && accept);
-        EXPECT_EQ(QStringList({cancel->text(), accept->text()}),
-                  QStringList({QStringLiteral("Cancel"), QStringLiteral("Queue named copies")}));
+        EXPECT_EQ(QStringList({ cancel->text(), accept->text() }),
+            QStringList({ QStringLiteral("Cancel"), QStringLiteral("Queue named copies") }));
         EXPECT_TRUE(queue().state().jobs.empty());
         QTest::mouseClick(box->findChild<QAbstractButton *>(QLatin1String(answer.button)), Qt::LeftButton);
         EXPECT_FALSE(workspace->renameConfirmation());
@@ -212,7 +217,8 @@ TEST_F(ImportPageTest, WithRenamingOnNothingIsQueuedUntilQueueNamedCopies)
     }
     QStringList named;
     for (const MediaJob &job : queue().state().jobs)
-        named << QFileInfo(job.source).fileName() + QStringLiteral(" -> ") + QFileInfo(*job.copyDestination).fileName();
+        named << QFileInfo(job.source).fileName() + QStringLiteral(" -> ")
+                + QFileInfo(*job.copyDestination).fileName();
     EXPECT_EQ(named, previewed);
     EXPECT_EQ(previewed.first(), QStringLiteral("C0001.MOV -> Doc_0001.MOV"));
 }
@@ -227,26 +233,35 @@ TEST_F(ImportPageTest, PlanControlsChangeTheFieldsTheyName)
     };
     const TranscodePreset last = queue().state().presets.back();
     const Case cases[] = {
-        {"copyFolder", [&] { type(QStringLiteral("copyFolder"), QStringLiteral("CARDS/{CAMERA}")); },
-         [&] { return workspace->copyFolder() == QStringLiteral("CARDS/{CAMERA}"); }},
-        {"planHierarchy", [&] { find<QCheckBox>(QStringLiteral("planHierarchy"))->click(); },
-         [&] { return !workspace->hierarchy(); }},
-        {"planChecksum", [&] { choose(QStringLiteral("planChecksum"), QStringLiteral("SHA-256")); },
-         [&] { return workspace->algorithm() == ChecksumAlgorithm::sha256; }},
-        {"planVerify", [&] { find<QCheckBox>(QStringLiteral("planVerify"))->click(); }, [&] { return !workspace->verify(); }},
-        {"planPreset", [&] { choose(QStringLiteral("planPreset"), last.name); }, [&] { return workspace->preset() == last; }},
-        {"outputFolder", [&] { type(QStringLiteral("outputFolder"), QStringLiteral("PROXY")); },
-         [&] { return workspace->outputFolder() == QStringLiteral("PROXY"); }},
-        {"renameOutputs", [&] { find<QCheckBox>(QStringLiteral("renameOutputs"))->click(); }, [&] { return workspace->rename(); }},
-        {"namingPattern", [&] { type(QStringLiteral("namingPattern"), QStringLiteral("{SCENE}")); },
-         [&] { return workspace->pattern() == QStringLiteral("{SCENE}"); }},
-        {"namingCamera", [&] { type(QStringLiteral("namingCamera"), QStringLiteral("B")); }, [&] { return workspace->camera() == "B"; }},
-        {"namingRoll", [&] { type(QStringLiteral("namingRoll"), QStringLiteral("R2")); }, [&] { return workspace->roll() == "R2"; }},
-        {"namingScene", [&] { type(QStringLiteral("namingScene"), QStringLiteral("12")); }, [&] { return workspace->scene() == "12"; }},
-        {"namingShot", [&] { type(QStringLiteral("namingShot"), QStringLiteral("4")); }, [&] { return workspace->shot() == "4"; }},
-        {"namingTake", [&] { type(QStringLiteral("namingTake"), QStringLiteral("7")); }, [&] { return workspace->take() == "7"; }},
-        {"planOperation", [&] { choose(QStringLiteral("planOperation"), QStringLiteral("Transcode in place")); },
-         [&] { return workspace->operation() == JobOperation::transcode; }},
+        { "copyFolder", [&] { type(QStringLiteral("copyFolder"), QStringLiteral("CARDS/{CAMERA}")); },
+            [&] { return workspace->copyFolder() == QStringLiteral("CARDS/{CAMERA}"); } },
+        { "planHierarchy", [&] { find<QCheckBox>(QStringLiteral("planHierarchy"))->click(); },
+            [&] { return !workspace->hierarchy(); } },
+        { "planChecksum", [&] { choose(QStringLiteral("planChecksum"), QStringLiteral("SHA-256")); },
+            [&] { return workspace->algorithm() == ChecksumAlgorithm::sha256; } },
+        { "planVerify", [&] { find<QCheckBox>(QStringLiteral("planVerify"))->click(); },
+            [&] { return !workspace->verify(); } },
+        { "planPreset", [&] { choose(QStringLiteral("planPreset"), last.name); },
+            [&] { return workspace->preset() == last; } },
+        { "outputFolder", [&] { type(QStringLiteral("outputFolder"), QStringLiteral("PROXY")); },
+            [&] { return workspace->outputFolder() == QStringLiteral("PROXY"); } },
+        { "renameOutputs", [&] { find<QCheckBox>(QStringLiteral("renameOutputs"))->click(); },
+            [&] { return workspace->rename(); } },
+        { "namingPattern", [&] { type(QStringLiteral("namingPattern"), QStringLiteral("{SCENE}")); },
+            [&] { return workspace->pattern() == QStringLiteral("{SCENE}"); } },
+        { "namingCamera", [&] { type(QStringLiteral("namingCamera"), QStringLiteral("B")); },
+            [&] { return workspace->camera() == "B"; } },
+        { "namingRoll", [&] { type(QStringLiteral("namingRoll"), QStringLiteral("R2")); },
+            [&] { return workspace->roll() == "R2"; } },
+        { "namingScene", [&] { type(QStringLiteral("namingScene"), QStringLiteral("12")); },
+            [&] { return workspace->scene() == "12"; } },
+        { "namingShot", [&] { type(QStringLiteral("namingShot"), QStringLiteral("4")); },
+            [&] { return workspace->shot() == "4"; } },
+        { "namingTake", [&] { type(QStringLiteral("namingTake"), QStringLiteral("7")); },
+            [&] { return workspace->take() == "7"; } },
+        { "planOperation",
+            [&] { choose(QStringLiteral("planOperation"), QStringLiteral("Transcode in place")); },
+            [&] { return workspace->operation() == JobOperation::transcode; } },
     };
     auto *tabs = find<QTabWidget>(QStringLiteral("planTabs"));
     for (const Case &entry : cases) {
@@ -263,7 +278,8 @@ TEST_F(ImportPageTest, PlanControlsChangeTheFieldsTheyName)
     workspace->setOperation(JobOperation::copy);
     workspace->setPattern(QStringLiteral("{TAKE}"));
     workspace->setVerify(true);
-    EXPECT_EQ(find<QComboBox>(QStringLiteral("planOperation"))->currentText(), QStringLiteral("Copy & organize"));
+    EXPECT_EQ(
+        find<QComboBox>(QStringLiteral("planOperation"))->currentText(), QStringLiteral("Copy & organize"));
     EXPECT_EQ(find<QLineEdit>(QStringLiteral("namingPattern"))->text(), QStringLiteral("{TAKE}"));
     EXPECT_TRUE(find<QCheckBox>(QStringLiteral("planVerify"))->isChecked());
 }
@@ -283,14 +299,15 @@ TEST_F(ImportPageTest, RowsLeaveByTheirMarkByTheKeyboardAndAllAtOnce)
     const QRect first = list->visualRect(list->model()->index(0, 0));
     QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, ui::SourceDelegate::removeRect(first).center());
     // The counters follow the new positions.
-    EXPECT_EQ(rows(), (QStringList{QStringLiteral("C0001M01.XML -> C0001M01-0001.XML"),
-                                   QStringLiteral("C0002.MOV -> C0002-0002.MOV")}));
+    EXPECT_EQ(rows(),
+        (QStringList { QStringLiteral("C0001M01.XML -> C0001M01-0001.XML"),
+            QStringLiteral("C0002.MOV -> C0002-0002.MOV") }));
     EXPECT_EQ(workspace->sourcePresets().size(), 2);
 
     list->setFocus();
     list->setCurrentIndex(list->model()->index(1, 0));
     QTest::keyClick(list, Qt::Key_Delete);
-    EXPECT_EQ(rows(), QStringList{QStringLiteral("C0001M01.XML -> C0001M01-0001.XML")});
+    EXPECT_EQ(rows(), QStringList { QStringLiteral("C0001M01.XML -> C0001M01-0001.XML") });
 
     click(QStringLiteral("removeAll"));
     EXPECT_TRUE(workspace->sources().empty());
@@ -302,7 +319,7 @@ TEST_F(ImportPageTest, RowsLeaveByTheirMarkByTheKeyboardAndAllAtOnce)
 TEST_F(ImportPageTest, ButtonsAddSourcesAndOpenTheAutomationSheet)
 {
     openWith(phases());
-    answers.files << QStringList{card + QStringLiteral("/A001/CLIP/C0002.MOV")} << QStringList{card};
+    answers.files << QStringList { card + QStringLiteral("/A001/CLIP/C0002.MOV") } << QStringList { card };
     click(QStringLiteral("addSources"));
     ASSERT_TRUE(waitUntil([&] { return !workspace->scanning() && workspace->sources().size() == 1; }));
     click(QStringLiteral("browseMedia"));

@@ -7,7 +7,8 @@
 namespace vantor::ui {
 
 SourceListModel::SourceListModel(Workspace &workspace, QObject *parent)
-    : QAbstractListModel(parent), m_workspace(workspace)
+    : QAbstractListModel(parent)
+    , m_workspace(workspace)
 {
     connect(&workspace, &Workspace::sourcesChanged, this, &SourceListModel::refresh);
     // Previews name the project, the counter and the plan's preset and operation.
@@ -20,7 +21,8 @@ void SourceListModel::refresh()
 {
     const std::vector<SourceFile> &fresh = m_workspace.sources();
     const int before = int(m_rows.size()), after = int(fresh.size());
-    const auto same = [&](int old, int now) { return m_rows[std::size_t(old)].url == fresh[std::size_t(now)].url; };
+    const auto same
+        = [&](int old, int now) { return m_rows[std::size_t(old)].url == fresh[std::size_t(now)].url; };
     int head = 0;
     while (head < before && head < after && same(head, head))
         ++head;
@@ -47,14 +49,15 @@ void SourceListModel::refresh()
         endInsertRows();
     // Every row after a removal has a new counter, so a new preview.
     if (removed > 0 && head < after)
-        Q_EMIT dataChanged(index(head), index(after - 1), {OutputNameRole, Qt::AccessibleTextRole});
+        Q_EMIT dataChanged(index(head), index(after - 1), { OutputNameRole, Qt::AccessibleTextRole });
 }
 
 void SourceListModel::refreshPreviews()
 {
     m_previews.assign(m_previews.size(), std::nullopt);
     if (!m_rows.empty())
-        Q_EMIT dataChanged(index(0), index(int(m_rows.size()) - 1), {OutputNameRole, Qt::AccessibleTextRole});
+        Q_EMIT dataChanged(
+            index(0), index(int(m_rows.size()) - 1), { OutputNameRole, Qt::AccessibleTextRole });
 }
 
 int SourceListModel::rowCount(const QModelIndex &parent) const

@@ -44,7 +44,9 @@ QLabel *mutedLabel(const char *objectName, QWidget *parent)
 } // namespace
 
 ImportPage::ImportPage(Workspace &workspace, QWidget *parent)
-    : QWidget(parent), m_workspace(workspace), m_model(new SourceListModel(workspace, this))
+    : QWidget(parent)
+    , m_workspace(workspace)
+    , m_model(new SourceListModel(workspace, this))
 {
     setObjectName(QStringLiteral("importPage"));
     auto *layout = new QVBoxLayout(this);
@@ -52,10 +54,10 @@ ImportPage::ImportPage(Workspace &workspace, QWidget *parent)
 
     auto *top = new QHBoxLayout;
     top->addWidget(new WorkspaceHeader(QStringLiteral("01 / Ingest"), QStringLiteral("Import"),
-                                       QStringLiteral("Camera cards, folders and files, copied into the project with "
-                                                      "checksum verification and named as you choose."),
-                                       this),
-                   1);
+                       QStringLiteral("Camera cards, folders and files, copied into the project with "
+                                      "checksum verification and named as you choose."),
+                       this),
+        1);
     m_automation = named(new QuietButton(QStringLiteral("Automation\u2026"), this), "importAutomation");
     m_add = named(new QuietButton(QStringLiteral("Add Sources\u2026"), this), "addSources");
     top->addWidget(m_automation, 0, Qt::AlignTop);
@@ -96,9 +98,8 @@ ImportPage::ImportPage(Workspace &workspace, QWidget *parent)
     connect(m_add, &QPushButton::clicked, &m_workspace, &Workspace::addSources);
     connect(m_dropZone->browseButton(), &QPushButton::clicked, &m_workspace, &Workspace::addSources);
     // A drop here stays here, even when it arrives while another page is current.
-    connect(m_dropZone, &DropZone::dropped, this, [this](const QStringList &paths) {
-        m_workspace.receive(paths, Page::ingest);
-    });
+    connect(m_dropZone, &DropZone::dropped, this,
+        [this](const QStringList &paths) { m_workspace.receive(paths, Page::ingest); });
     connect(m_removeAll, &QPushButton::clicked, this, [this] { m_workspace.setSources({}); });
     connect(m_queue, &QPushButton::clicked, this, &ImportPage::queueAndStart);
 
@@ -164,7 +165,7 @@ QWidget *ImportPage::buildSources()
     // The keyboard's way to the row's remove mark.
     auto *removeCurrent = new QAction(QStringLiteral("Remove"), m_list);
     removeCurrent->setObjectName(QStringLiteral("removeSource"));
-    removeCurrent->setShortcuts({QKeySequence::Delete, QKeySequence(Qt::Key_Backspace)});
+    removeCurrent->setShortcuts({ QKeySequence::Delete, QKeySequence(Qt::Key_Backspace) });
     removeCurrent->setShortcutContext(Qt::WidgetShortcut);
     m_list->addAction(removeCurrent);
     connect(removeCurrent, &QAction::triggered, this, [this] {
@@ -191,8 +192,8 @@ void ImportPage::refreshSources()
     const qsizetype files = qsizetype(sources.size());
     m_count->setText(QStringLiteral("%1 FILES").arg(files));
     m_summary->setText((files == 1 ? QStringLiteral("1 file") : QStringLiteral("%1 files").arg(files))
-                       + QStringLiteral(" \u00B7 ")
-                       + QLocale().formattedDataSize(bytes, 1, QLocale::DataSizeSIFormat) + QStringLiteral(" total"));
+        + QStringLiteral(" \u00B7 ") + QLocale().formattedDataSize(bytes, 1, QLocale::DataSizeSIFormat)
+        + QStringLiteral(" total"));
     m_summary->setAccessibleName(m_summary->text());
     m_removeAll->setEnabled(files > 0);
 }
@@ -236,12 +237,14 @@ void ImportPage::showConfirmation()
     const QString title = QStringLiteral("Use the previewed output names?");
     m_confirmation = new QMessageBox(QMessageBox::Question, title, title, QMessageBox::NoButton, window());
     m_confirmation->setObjectName(QStringLiteral("renameConfirmation"));
-    m_confirmation->setInformativeText(QStringLiteral("Only newly created copies and transcodes receive these names. "
-                                                      "Original source filenames remain unchanged."));
+    m_confirmation->setInformativeText(
+        QStringLiteral("Only newly created copies and transcodes receive these names. "
+                       "Original source filenames remain unchanged."));
     m_confirmation->setAttribute(Qt::WA_DeleteOnClose);
     // Both in one role, so they keep this order on every desktop.
     QPushButton *cancel = m_confirmation->addButton(QStringLiteral("Cancel"), QMessageBox::ActionRole);
-    QPushButton *queue = m_confirmation->addButton(QStringLiteral("Queue named copies"), QMessageBox::ActionRole);
+    QPushButton *queue
+        = m_confirmation->addButton(QStringLiteral("Queue named copies"), QMessageBox::ActionRole);
     cancel->setObjectName(QStringLiteral("renameCancel"));
     queue->setObjectName(QStringLiteral("queueNamedCopies"));
     m_confirmation->setDefaultButton(queue);

@@ -21,7 +21,7 @@ namespace vantor::ui {
 
 namespace {
 
-const ChecksumAlgorithm::Value offeredChecksums[] = {ChecksumAlgorithm::xxHash, ChecksumAlgorithm::sha256};
+const ChecksumAlgorithm::Value offeredChecksums[] = { ChecksumAlgorithm::xxHash, ChecksumAlgorithm::sha256 };
 
 template <typename Widget> Widget *named(Widget *widget, const char *objectName)
 {
@@ -61,8 +61,10 @@ QVBoxLayout *tabLayout(QWidget *tab)
 } // namespace
 
 ImportPlanPanel::ImportPlanPanel(Workspace &workspace, QWidget *parent)
-    : PanelSurface(parent), m_workspace(workspace), m_operation(named(new QComboBox(this), "planOperation")),
-      m_tabs(named(new QTabWidget(this), "planTabs"))
+    : PanelSurface(parent)
+    , m_workspace(workspace)
+    , m_operation(named(new QComboBox(this), "planOperation"))
+    , m_tabs(named(new QTabWidget(this), "planTabs"))
 {
     auto *layout = new QVBoxLayout(this);
     layout->setSpacing(Theme::space(2));
@@ -102,8 +104,14 @@ ImportPlanPanel::ImportPlanPanel(Workspace &workspace, QWidget *parent)
     refresh();
 }
 
-QWidget *ImportPlanPanel::firstControl() const { return m_operation; }
-QWidget *ImportPlanPanel::lastControl() const { return m_tokens.back(); }
+QWidget *ImportPlanPanel::firstControl() const
+{
+    return m_operation;
+}
+QWidget *ImportPlanPanel::lastControl() const
+{
+    return m_tokens.back();
+}
 
 QWidget *ImportPlanPanel::buildCopyTab()
 {
@@ -135,8 +143,9 @@ QWidget *ImportPlanPanel::buildProxyTab()
 {
     auto *tab = new QWidget(this);
     QVBoxLayout *layout = tabLayout(tab);
-    m_hint = named(new QLabel(QStringLiteral("Choose Copy + Transcode or Transcode to prepare proxies."), tab),
-                   "proxyHint");
+    m_hint
+        = named(new QLabel(QStringLiteral("Choose Copy + Transcode or Transcode to prepare proxies."), tab),
+            "proxyHint");
     m_hint->setWordWrap(true);
     m_hint->setForegroundRole(QPalette::PlaceholderText);
     layout->addWidget(m_hint);
@@ -146,7 +155,8 @@ QWidget *ImportPlanPanel::buildProxyTab()
     controls->setSpacing(Theme::space(2));
     m_preset = named(new QComboBox(m_proxyControls), "planPreset");
     controls->addWidget(new InputRow(QStringLiteral("Preset"), m_preset, m_proxyControls));
-    m_outputFolder = named(new LineField(QStringLiteral("02_FOOTAGE/PROXIES"), m_proxyControls), "outputFolder");
+    m_outputFolder
+        = named(new LineField(QStringLiteral("02_FOOTAGE/PROXIES"), m_proxyControls), "outputFolder");
     controls->addWidget(new InputRow(QStringLiteral("Transcode folder"), m_outputFolder, m_proxyControls));
     layout->addWidget(m_proxyControls);
     layout->addStretch(1);
@@ -170,16 +180,17 @@ QWidget *ImportPlanPanel::buildNamingTab()
     QVBoxLayout *layout = tabLayout(tab);
     m_rename = toggle(QStringLiteral("Rename output copies"), "renameOutputs", tab);
     layout->addWidget(m_rename, 0, Qt::AlignLeft);
-    m_pattern = named(new LineField(QStringLiteral("{PROJECT}  {ORIGINAL}  {COUNTER}"), tab), "namingPattern");
+    m_pattern
+        = named(new LineField(QStringLiteral("{PROJECT}  {ORIGINAL}  {COUNTER}"), tab), "namingPattern");
     m_pattern->setFont(Theme::monospaceFont());
     layout->addWidget(new InputRow(QStringLiteral("Pattern"), m_pattern, tab));
     using Setter = void (Workspace::*)(const QString &);
     const struct {
         const char *label, *objectName;
         Setter set;
-    } tokens[] = {{"Camera", "namingCamera", &Workspace::setCamera}, {"Roll", "namingRoll", &Workspace::setRoll},
-                  {"Scene", "namingScene", &Workspace::setScene},    {"Shot", "namingShot", &Workspace::setShot},
-                  {"Take", "namingTake", &Workspace::setTake}};
+    } tokens[] = { { "Camera", "namingCamera", &Workspace::setCamera },
+        { "Roll", "namingRoll", &Workspace::setRoll }, { "Scene", "namingScene", &Workspace::setScene },
+        { "Shot", "namingShot", &Workspace::setShot }, { "Take", "namingTake", &Workspace::setTake } };
     for (const auto &token : tokens) {
         auto *field = named(new LineField(QString(), tab), token.objectName);
         layout->addWidget(new InputRow(QLatin1String(token.label), field, tab));
@@ -229,8 +240,8 @@ void ImportPlanPanel::refresh()
 
     setCheckedQuietly(m_rename, m_workspace.rename());
     setTextQuietly(m_pattern, m_workspace.pattern());
-    const QString values[] = {m_workspace.camera(), m_workspace.roll(), m_workspace.scene(), m_workspace.shot(),
-                              m_workspace.take()};
+    const QString values[] = { m_workspace.camera(), m_workspace.roll(), m_workspace.scene(),
+        m_workspace.shot(), m_workspace.take() };
     for (int index = 0; index < m_tokens.size(); ++index)
         setTextQuietly(m_tokens[index], values[index]);
     refreshPreview();
@@ -273,7 +284,7 @@ void ImportPlanPanel::refreshPreview()
         try {
             m_workspace.stem(sources.front(), 0);
             m_preview->setText(QFileInfo(sources.front().url).fileName() + QStringLiteral(" \u2192 ")
-                               + m_workspace.outputName(sources.front(), 0).value_or(QString()));
+                + m_workspace.outputName(sources.front(), 0).value_or(QString()));
         } catch (const VantorError &error) {
             m_preview->setText(error.message());
             palette.setColor(QPalette::WindowText, Theme::errorColour());

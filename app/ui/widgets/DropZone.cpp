@@ -16,7 +16,8 @@ namespace {
 // The arrow pointing down onto a line, drawn in the text colour so it follows the palette.
 class DropIcon : public QWidget {
 public:
-    explicit DropIcon(QWidget *parent) : QWidget(parent)
+    explicit DropIcon(QWidget *parent)
+        : QWidget(parent)
     {
         setFixedSize(Theme::lineHeight() * 2, Theme::lineHeight() * 2);
     }
@@ -26,17 +27,21 @@ protected:
     {
         QPainter painter(this);
         painter.setRenderHint(QPainter::Antialiasing);
-        painter.setPen(QPen(Theme::mutedText(), std::max(1.5, width() / 16.0), Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
+        painter.setPen(QPen(
+            Theme::mutedText(), std::max(1.5, width() / 16.0), Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
         const double w = width(), h = height();
         painter.drawLine(QPointF(w / 2, h * 0.15), QPointF(w / 2, h * 0.65));
-        painter.drawPolyline(QPolygonF({QPointF(w * 0.3, h * 0.45), QPointF(w / 2, h * 0.65), QPointF(w * 0.7, h * 0.45)}));
+        painter.drawPolyline(
+            QPolygonF({ QPointF(w * 0.3, h * 0.45), QPointF(w / 2, h * 0.65), QPointF(w * 0.7, h * 0.45) }));
         painter.drawLine(QPointF(w * 0.22, h * 0.85), QPointF(w * 0.78, h * 0.85));
     }
 };
 
 } // namespace
 
-DropZone::DropZone(QWidget *parent) : PanelSurface(parent), m_browse(new QuietButton(QStringLiteral("Browse media\u2026"), this))
+DropZone::DropZone(QWidget *parent)
+    : PanelSurface(parent)
+    , m_browse(new QuietButton(QStringLiteral("Browse media\u2026"), this))
 {
     setObjectName(QStringLiteral("dropZone"));
     setAccessibleName(QStringLiteral("Drop files, folders or a camera card"));
