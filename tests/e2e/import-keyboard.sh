@@ -19,14 +19,23 @@ project=$("$vantor" project create --template "Narrative film" --name "Keys" --d
 "$vantor" "$demo/card" >"$demo/window.log" 2>&1 &
 window=$!
 copies="$project/02_FOOTAGE/ORIGINALS/card"
-sleep 5 # the window shows
-python3 "$here/keys.py" ctrl+o
-sleep 3 # the folder dialog shows
-python3 "$here/keys.py" "type:$project" Return
-for second in $(seq 1 20); do # the opened project is stored
-  grep -qF "\"$project\"" "$VANTOR_SUPPORT_DIR/state.json" 2>/dev/null && break
-  sleep 1
+# Ctrl+O, then the project's path typed into the folder dialog; tried again until the opened
+# project is stored, since keys sent before the window or the dialog shows are lost.
+opened=no
+for attempt in $(seq 1 8); do
+  sleep 3
+  python3 "$here/keys.py" ctrl+o
+  sleep 3
+  python3 "$here/keys.py" "type:$project" Return
+  for second in $(seq 1 5); do
+    if grep -qF "\"$project\"" "$VANTOR_SUPPORT_DIR/state.json" 2>/dev/null; then
+      opened=yes
+      break 2
+    fi
+    sleep 1
+  done
 done
+[ "$opened" = yes ] || echo "The project was not opened through the folder dialog" >&2
 done=no
 # Ctrl+Return does nothing until the window shows and the scan has listed the card, so it is
 # pressed once a second until the copies are there.
