@@ -6,7 +6,7 @@
 #include "Sidebar.h"
 #include "Theme.h"
 #include "models/QueueChanges.h"
-#include "pages/PlaceholderPage.h"
+#include "pages/ImportPage.h"
 #include "pages/ProjectPage.h"
 #include "pages/QueuePage.h"
 #include "pages/SettingsPage.h"
@@ -47,13 +47,7 @@ MainWindow::MainWindow(Workspace &workspace, QWidget *parent)
     setCentralWidget(central);
 
     m_pages->setObjectName(QStringLiteral("pages"));
-    m_pages->addWidget(new PlaceholderPage(tr("01 / Ingest"), tr("Import"),
-                                           tr("Camera cards, folders and files, copied into the project with "
-                                              "checksum verification and named as you choose."),
-                                           tr("the drop zone for cards, folders and files, the list of sources with "
-                                              "their output names, the copy, proxy and naming settings, and "
-                                              "\u201cQueue & start\u201d"),
-                                           tr("vantor ingest --project DIR [--dry-run] SOURCE\u2026"), m_pages));
+    m_pages->addWidget(new ImportPage(workspace, m_pages));
     m_pages->addWidget(new TranscodePage(workspace, m_pages));
     m_pages->addWidget(new QueuePage(workspace, m_pages));
     m_pages->addWidget(new ProjectPage(workspace, m_pages));

@@ -96,6 +96,10 @@ void takeScreenshots(MainWindow &window, Workspace &workspace, const QString &fo
         while (!busy() && !deadline.hasExpired())
             QApplication::processEvents(QEventLoop::AllEvents, 20);
     }
+    // Cards passed on the command line are still being scanned; the Import page shows them listed.
+    const QDeadlineTimer scanned(20000);
+    while (workspace.scanning() && !scanned.hasExpired())
+        QApplication::processEvents(QEventLoop::AllEvents, 20);
     for (const Page page : {Page::queue, Page::ingest, Page::transcode, Page::project, Page::settings}) {
         workspace.setPage(page);
         if (page == Page::queue) {

@@ -31,8 +31,11 @@ int runWindow(const QStringList &received)
     }
     MainWindow window(*workspace);
     choices.setParent(&window);
-    if (!received.isEmpty())
+    if (!received.isEmpty()) {
+        // The Import page shows the scan while it runs, not only its result.
+        workspace->setPage(Page::ingest);
         workspace->receive(received, Page::ingest);
+    }
     window.show();
     const QString pictures = qEnvironmentVariable("VANTOR_SCREENSHOT_DIR");
     if (!pictures.isEmpty()) {

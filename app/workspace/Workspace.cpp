@@ -110,6 +110,10 @@ void Workspace::setRoll(const QString &value) { assign(m_roll, value, &Workspace
 void Workspace::setScene(const QString &value) { assign(m_scene, value, &Workspace::planChanged); }
 void Workspace::setShot(const QString &value) { assign(m_shot, value, &Workspace::planChanged); }
 void Workspace::setTake(const QString &value) { assign(m_take, value, &Workspace::planChanged); }
+void Workspace::setRenameConfirmation(bool showing)
+{
+    assign(m_renameConfirmation, showing, &Workspace::renameConfirmationChanged);
+}
 void Workspace::setPreset(const TranscodePreset &preset) { assign(m_preset, preset, &Workspace::planChanged); }
 void Workspace::setTemplateText(const QString &text) { assign(m_templateText, text, &Workspace::templateChanged); }
 void Workspace::setTemplateName(const QString &name)

@@ -104,6 +104,8 @@ public:
     void setCustomPresetName(const QString &name);
     void setError(const std::optional<QString> &error);
     void setNotice(const QString &notice);
+    // The Import page's "Use the previewed output names?" is showing.
+    void setRenameConfirmation(bool showing);
 
     // Sources: scanned off the main thread, applied back on it. `destination` none means the
     // Transcode page when it is showing, else the Import page.

@@ -2,6 +2,7 @@
 
 #include "automation/WatchFolderService.h"
 #include "pages/FolderAutomationSheet.h"
+#include "pages/ImportPage.h"
 #include "pages/ProjectPage.h"
 #include "pages/SettingsPage.h"
 #include "pages/BatchSourcesSheet.h"
@@ -40,6 +41,14 @@ TEST_F(PageControlsTest, EveryControlIsNamedAfterItsLabelAndTabbedInReadingOrder
         QStringList chain;
     };
     const Surface surfaces[] = {
+        {[&] {
+             workspace->setPage(Page::ingest);
+             return window->findChild<ui::ImportPage *>();
+         },
+         {"importAutomation=Automation\u2026", "addSources=Add Sources\u2026", "browseMedia=Browse media\u2026",
+          "sourceList=Source media", "planOperation=Operation", "planTabs=Plan", "copyFolder=Media folder",
+          "planHierarchy=Preserve source hierarchy", "planVerify=Verify copies", "planChecksum=Checksum",
+          "queueStart=Queue & start"}},
         {[&] {
              workspace->setPage(Page::project);
              return window->findChild<ui::ProjectPage *>();
