@@ -23,8 +23,10 @@ $(TEST_BUILD)/build.ninja: Makefile | setup
 	@cmake -S . -B $(TEST_BUILD) -G Ninja -DCMAKE_BUILD_TYPE=Debug -DVANTOR_TESTS=ON -DVANTOR_FAULT_POINTS=ON >/dev/null
 	@touch $@
 
+# The product, with the proof that it carries no fault layer.
 build: setup $(BUILD)/build.ninja
 	@cmake --build $(BUILD) -j $(JOBS)
+	@scripts/check-product $(BUILD)/cli/vantor >/dev/null
 
 run: build
 	@$(BUILD)/cli/vantor $(ARGS)
@@ -35,9 +37,9 @@ screenshots: build
 build-tests: setup $(TEST_BUILD)/build.ninja
 	@cmake --build $(TEST_BUILD) -j $(JOBS)
 
-# Proof that the product has no fault layer, then every test (the self-test among them, once).
-test: build build-tests
-	@scripts/check-product $(BUILD)/cli/vantor
+# Every test, the self-test among them, once. Only the test build is made: the product build's
+# own check runs with `make build` and `make package-test`.
+test: build-tests
 	@cd $(TEST_BUILD) && ctest --output-on-failure -j $(JOBS)
 
 # The random-kill soaks, kept out of `make test` for their length; prints their figures.
