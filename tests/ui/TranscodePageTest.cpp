@@ -293,7 +293,7 @@ TEST_F(TranscodePageTest, HelpTextsFollowTheValuesTheyDescribe)
         EXPECT_EQ(find<QLabel>(QString::fromLatin1(row.label))->text(), QString::fromUtf8(row.text));
     }
     EXPECT_EQ(find<QLabel>(QStringLiteral("sourceDimensions"))->text(), QStringLiteral("320 \u00D7 180"));
-    EXPECT_EQ(find<QLabel>(QStringLiteral("sourceCount"))->text(), QStringLiteral("1 Files"));
+    EXPECT_EQ(find<QLabel>(QStringLiteral("transcodeSourceCount"))->text(), QStringLiteral("1 Files"));
 }
 
 TEST_F(TranscodePageTest, BatchSettingsRoundTripThroughThePerSourcePresets)
@@ -350,7 +350,7 @@ TEST_F(TranscodePageTest, BatchSelectionRemovesOnlyTheHighlightedSources)
     QTest::mouseClick(sheet->findChild<QAbstractButton *>(QStringLiteral("batchRemove")), Qt::LeftButton);
     ASSERT_EQ(workspace->sources().size(), 1u);
     EXPECT_EQ(workspace->sources().front().url, clip);
-    EXPECT_EQ(find<QLabel>(QStringLiteral("sourceCount"))->text(), QStringLiteral("1 Files"));
+    EXPECT_EQ(find<QLabel>(QStringLiteral("transcodeSourceCount"))->text(), QStringLiteral("1 Files"));
 }
 
 TEST_F(TranscodePageTest, PresetRowPicksReloadsAndSavesPresets)

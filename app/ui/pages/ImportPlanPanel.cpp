@@ -6,6 +6,7 @@
 #include "widgets/InputRow.h"
 #include "widgets/LineField.h"
 #include "widgets/SectionLabel.h"
+#include "planning/JobPlanner.h"
 #include "workspace/Workspace.h"
 
 #include <QCheckBox>
@@ -282,7 +283,7 @@ void ImportPlanPanel::refreshPreview()
         m_preview->setText(QStringLiteral("Add sources to preview their names."));
     } else {
         try {
-            m_workspace.stem(sources.front(), 0);
+            JobPlanner::stem(m_workspace.plan(), sources.front(), 0); // throws the naming refusal
             m_preview->setText(QFileInfo(sources.front().url).fileName() + QStringLiteral(" \u2192 ")
                 + m_workspace.outputName(sources.front(), 0).value_or(QString()));
         } catch (const VantorError &error) {

@@ -126,7 +126,7 @@ QWidget *TranscodePage::buildSources()
     heading->addWidget(new SectionLabel(QStringLiteral("Source"), panel));
     heading->addStretch(1);
     m_count = new QLabel(panel);
-    m_count->setObjectName(QStringLiteral("sourceCount"));
+    m_count->setObjectName(QStringLiteral("transcodeSourceCount"));
     heading->addWidget(m_count);
     layout->addLayout(heading);
     m_list = new QListView(panel);
