@@ -43,6 +43,13 @@ public:
         child.finish(m_scratch);
         end();
     }
+    // A member whose value text `fill(QByteArray &out, int depth)` appends, nested at `depth`.
+    template <typename Fill> void text(const char *key, const Fill &fill)
+    {
+        begin(key);
+        fill(m_scratch, m_depth + 1);
+        end();
+    }
 
     void finish(QByteArray &out) const;
 

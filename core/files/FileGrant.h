@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QByteArray>
-#include <QJsonObject>
 #include <QString>
 #include <optional>
 
@@ -19,8 +18,12 @@ struct FileGrant {
 
     QString resolve() const { return path; }
 
-    QJsonObject toJson() const;
-    static FileGrant fromJson(const QJsonValue &value); // throws DecodingError
+    static constexpr char typeName[] = "FileGrant";
+    template <typename Self, typename Visitor> static void fields(Self &self, Visitor &v)
+    {
+        v.string("path", self.path);
+        v.base64("bookmark", self.bookmark);
+    }
     bool operator==(const FileGrant &) const = default;
 };
 

@@ -58,7 +58,36 @@ struct MediaJob {
     // Records a phase's own fraction and the overall progress it implies.
     void reportPhaseProgress(JobStatus phase, double value);
 
-    QJsonObject toJson() const;
+    static constexpr char typeName[] = "MediaJob";
+    template <typename Self, typename Visitor> static void fields(Self &self, Visitor &v)
+    {
+        v.uuid("id", self.id);
+        v.fileUrl("source", self.source);
+        v.record("sourceGrant", self.sourceGrant);
+        v.record("destinationGrant", self.destinationGrant);
+        v.folderUrl("destinationRoot", self.destinationRoot);
+        v.fileUrl("copyDestination", self.copyDestination);
+        v.fileUrl("outputDestination", self.outputDestination);
+        v.enumeration("operation", self.operation);
+        v.record("preset", self.preset);
+        v.enumeration("checksum", self.checksum);
+        v.enumeration("status", self.status);
+        v.number("progress", self.progress);
+        v.number("phaseProgress", self.phaseProgress);
+        v.number("elapsed", self.elapsed);
+        v.string("error", self.error);
+        v.string("sourceHash", self.sourceHash);
+        v.string("destinationHash", self.destinationHash);
+        v.boolean("copyCommitted", self.copyCommitted);
+        v.date("created", self.created);
+        v.integer("bytes", self.bytes);
+        v.date("modified", self.modified);
+        v.record("copyPublish", self.copyPublish);
+        v.record("outputPublish", self.outputPublish);
+        v.date("started", self.started);
+        v.date("finished", self.finished);
+    }
+    QJsonObject toJson() const; // as written to the state file
     static MediaJob fromJson(const QJsonValue &value); // strict; throws DecodingError
 };
 

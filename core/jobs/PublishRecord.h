@@ -2,7 +2,6 @@
 
 #include "base/ChecksumAlgorithm.h"
 
-#include <QJsonObject>
 #include <QString>
 
 namespace vantor {
@@ -14,8 +13,13 @@ struct PublishRecord {
     ChecksumAlgorithm algorithm;
     QString digest;
 
-    QJsonObject toJson() const;
-    static PublishRecord fromJson(const QJsonValue &value); // throws DecodingError
+    static constexpr char typeName[] = "PublishRecord";
+    template <typename Self, typename Visitor> static void fields(Self &self, Visitor &v)
+    {
+        v.integer("bytes", self.bytes);
+        v.enumeration("algorithm", self.algorithm);
+        v.string("digest", self.digest);
+    }
     bool operator==(const PublishRecord &) const = default;
 };
 

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QJsonObject>
 #include <QString>
 
 namespace vantor {
@@ -27,8 +26,29 @@ struct EncodingOptions {
     bool subtitles = false;
     bool chapters = true;
 
-    QJsonObject toJson() const;
-    static EncodingOptions fromJson(const QJsonValue &value); // every key required
+    static constexpr char typeName[] = "EncodingOptions";
+    template <typename Self, typename Visitor> static void fields(Self &self, Visitor &v)
+    {
+        v.integer("cropTop", self.cropTop);
+        v.integer("cropBottom", self.cropBottom);
+        v.integer("cropLeft", self.cropLeft);
+        v.integer("cropRight", self.cropRight);
+        v.integer("rotation", self.rotation);
+        v.boolean("flipHorizontal", self.flipHorizontal);
+        v.boolean("flipVertical", self.flipVertical);
+        v.integer("maxHeight", self.maxHeight);
+        v.string("frameRate", self.frameRate);
+        v.string("speed", self.speed);
+        v.boolean("deinterlace", self.deinterlace);
+        v.string("denoise", self.denoise);
+        v.boolean("sharpen", self.sharpen);
+        v.boolean("grayscale", self.grayscale);
+        v.integer("audioBitrate", self.audioBitrate);
+        v.integer("audioGain", self.audioGain);
+        v.integer("audioTrack", self.audioTrack);
+        v.boolean("subtitles", self.subtitles);
+        v.boolean("chapters", self.chapters);
+    }
     bool operator==(const EncodingOptions &) const = default;
 };
 

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QJsonObject>
 #include <QString>
 
 namespace vantor {
@@ -19,8 +18,18 @@ struct FinishingOptions {
     // A text of blanks still counts as a burn-in: the user typed it.
     bool hasBurnIns() const { return burnFilename || burnTimecode || !burnText.isEmpty(); }
 
-    QJsonObject toJson() const;
-    static FinishingOptions fromJson(const QJsonValue &value); // every key required
+    static constexpr char typeName[] = "FinishingOptions";
+    template <typename Self, typename Visitor> static void fields(Self &self, Visitor &v)
+    {
+        v.boolean("hardware", self.hardware);
+        v.integer("hardwareQuality", self.hardwareQuality);
+        v.boolean("burnFilename", self.burnFilename);
+        v.boolean("burnTimecode", self.burnTimecode);
+        v.string("burnText", self.burnText);
+        v.string("burnPosition", self.burnPosition);
+        v.integer("burnSize", self.burnSize);
+        v.string("channelMap", self.channelMap);
+    }
     bool operator==(const FinishingOptions &) const = default;
 };
 

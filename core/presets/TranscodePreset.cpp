@@ -1,6 +1,7 @@
 #include "presets/TranscodePreset.h"
 
-#include "base/JsonCodec.h"
+#include "base/FieldReader.h"
+#include "base/FieldWriter.h"
 
 #include <QStringList>
 
@@ -43,53 +44,12 @@ QString TranscodePreset::displayName() const
 
 QJsonObject TranscodePreset::toJson() const
 {
-    QJsonObject object{
-        {QStringLiteral("id"), JsonCodec::uuid(id)},
-        {QStringLiteral("name"), name},
-        {QStringLiteral("codec"), codec.rawValue()},
-        {QStringLiteral("container"), container},
-        {QStringLiteral("maxWidth"), maxWidth},
-        {QStringLiteral("scalePercent"), scalePercent},
-        {QStringLiteral("quality"), quality},
-        {QStringLiteral("bitrateMbps"), bitrateMbps},
-        {QStringLiteral("audio"), audio.rawValue()},
-        {QStringLiteral("sampleRate"), sampleRate},
-        {QStringLiteral("bitDepth"), bitDepth},
-        {QStringLiteral("channels"), channels},
-        {QStringLiteral("suffix"), suffix},
-        {QStringLiteral("preserveMetadata"), preserveMetadata},
-    };
-    if (finishing)
-        object.insert(QStringLiteral("finishing"), finishing->toJson());
-    if (encoding)
-        object.insert(QStringLiteral("encoding"), encoding->toJson());
-    return object;
+    return fieldsToJson(*this);
 }
 
 TranscodePreset TranscodePreset::fromJson(const QJsonValue &value)
 {
-    const JsonReader reader(value, "TranscodePreset");
-    TranscodePreset preset;
-    preset.id = reader.uuid("id");
-    preset.name = reader.string("name");
-    preset.codec = reader.enumeration<Codec>("codec");
-    preset.container = reader.string("container");
-    preset.maxWidth = reader.integer("maxWidth");
-    preset.scalePercent = reader.integer("scalePercent");
-    preset.quality = reader.integer("quality");
-    preset.bitrateMbps = reader.integer("bitrateMbps");
-    preset.audio = reader.enumeration<AudioMode>("audio");
-    preset.sampleRate = reader.integer("sampleRate");
-    preset.bitDepth = reader.integer("bitDepth");
-    preset.channels = reader.integer("channels");
-    preset.suffix = reader.string("suffix");
-    preset.preserveMetadata = reader.boolean("preserveMetadata");
-    preset.finishing = reader.has("finishing")
-                           ? std::optional(FinishingOptions::fromJson(reader.value("finishing")))
-                           : std::nullopt;
-    preset.encoding = reader.has("encoding") ? std::optional(EncodingOptions::fromJson(reader.value("encoding")))
-                                             : std::nullopt;
-    return preset;
+    return readFields<TranscodePreset>(value);
 }
 
 } // namespace vantor

@@ -45,8 +45,28 @@ struct TranscodePreset {
     QString displayName() const;
     bool hasBurnIns() const { return finish().hasBurnIns(); }
 
-    QJsonObject toJson() const;
-    static TranscodePreset fromJson(const QJsonValue &value);
+    static constexpr char typeName[] = "TranscodePreset";
+    template <typename Self, typename Visitor> static void fields(Self &self, Visitor &v)
+    {
+        v.uuid("id", self.id);
+        v.string("name", self.name);
+        v.enumeration("codec", self.codec);
+        v.string("container", self.container);
+        v.integer("maxWidth", self.maxWidth);
+        v.integer("scalePercent", self.scalePercent);
+        v.integer("quality", self.quality);
+        v.integer("bitrateMbps", self.bitrateMbps);
+        v.enumeration("audio", self.audio);
+        v.integer("sampleRate", self.sampleRate);
+        v.integer("bitDepth", self.bitDepth);
+        v.integer("channels", self.channels);
+        v.string("suffix", self.suffix);
+        v.boolean("preserveMetadata", self.preserveMetadata);
+        v.record("finishing", self.finishing);
+        v.record("encoding", self.encoding);
+    }
+    QJsonObject toJson() const; // as written to the state file
+    static TranscodePreset fromJson(const QJsonValue &value); // strict; throws DecodingError
     bool operator==(const TranscodePreset &) const = default;
 };
 

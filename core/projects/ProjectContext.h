@@ -13,8 +13,15 @@ struct ProjectContext {
     QString date; // normally yyyy-MM-dd
     QString root; // absolute path of the project folder; a folder URL ending in "/" in JSON
 
-    QJsonObject toJson() const;
-    static ProjectContext fromJson(const QJsonValue &value); // all four keys required
+    static constexpr char typeName[] = "ProjectContext";
+    template <typename Self, typename Visitor> static void fields(Self &self, Visitor &v)
+    {
+        v.string("name", self.name);
+        v.string("client", self.client);
+        v.string("date", self.date);
+        v.folderUrl("root", self.root);
+    }
+    static ProjectContext fromJson(const QJsonValue &value); // strict; throws DecodingError
     // The marker file's bytes: compact JSON with forward slashes escaped as "\/", the form other
     // Vantor installations write, so markers stay interchangeable.
     QByteArray markerData() const;

@@ -13,8 +13,15 @@ struct ProjectTemplate {
     QString name;
     QStringList folders;
 
+    static constexpr char typeName[] = "ProjectTemplate";
+    template <typename Self, typename Visitor> static void fields(Self &self, Visitor &v)
+    {
+        v.uuid("id", self.id);
+        v.string("name", self.name);
+        v.strings("folders", self.folders);
+    }
     QJsonObject toJson() const;
-    static ProjectTemplate fromJson(const QJsonValue &value); // all three keys required
+    static ProjectTemplate fromJson(const QJsonValue &value); // strict; throws DecodingError
     bool operator==(const ProjectTemplate &) const = default;
 };
 

@@ -1,6 +1,6 @@
 #include "projects/WatchFolder.h"
 
-#include "base/JsonCodec.h"
+#include "base/FieldWriter.h"
 
 #include <charconv>
 
@@ -27,35 +27,7 @@ QString WatchFolder::versionSignature(qint64 size, Timestamp modified)
 
 QJsonObject WatchFolder::toJson() const
 {
-    QJsonObject seenObject;
-    for (auto entry = seen.constBegin(); entry != seen.constEnd(); ++entry)
-        seenObject.insert(entry.key(), entry.value());
-    return QJsonObject {
-        { QStringLiteral("id"), JsonCodec::uuid(id) },
-        { QStringLiteral("source"), source.toJson() },
-        { QStringLiteral("destination"), destination.toJson() },
-        { QStringLiteral("preset"), preset.toJson() },
-        { QStringLiteral("enabled"), enabled },
-        { QStringLiteral("seen"), seenObject },
-    };
-}
-
-WatchFolder WatchFolder::fromJson(const QJsonValue &value)
-{
-    const JsonReader reader(value, "WatchFolder");
-    WatchFolder rule;
-    rule.id = reader.uuid("id");
-    rule.source = FileGrant::fromJson(reader.value("source"));
-    rule.destination = FileGrant::fromJson(reader.value("destination"));
-    rule.preset = TranscodePreset::fromJson(reader.value("preset"));
-    rule.enabled = reader.boolean("enabled");
-    const QJsonObject seenObject = reader.object("seen");
-    for (auto entry = seenObject.constBegin(); entry != seenObject.constEnd(); ++entry) {
-        if (!entry->isString())
-            reader.fail("seen", QStringLiteral("expected text for ") + entry.key());
-        rule.seen.insert(entry.key(), entry->toString());
-    }
-    return rule;
+    return fieldsToJson(*this);
 }
 
 } // namespace vantor

@@ -29,8 +29,17 @@ struct WatchFolder {
     // whole number). Equal texts mean the same version.
     static QString versionSignature(qint64 size, Timestamp modified);
 
+    static constexpr char typeName[] = "WatchFolder";
+    template <typename Self, typename Visitor> static void fields(Self &self, Visitor &v)
+    {
+        v.uuid("id", self.id);
+        v.record("source", self.source);
+        v.record("destination", self.destination);
+        v.record("preset", self.preset);
+        v.boolean("enabled", self.enabled);
+        v.stringMap("seen", self.seen);
+    }
     QJsonObject toJson() const;
-    static WatchFolder fromJson(const QJsonValue &value); // all six keys required
     bool operator==(const WatchFolder &) const = default;
 };
 

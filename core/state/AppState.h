@@ -30,9 +30,25 @@ struct AppState {
     // are written into the file by the first save like any user-made entry.
     static AppState fresh();
 
+    static constexpr char typeName[] = "AppState";
+    // Read strictly: a missing key, a wrong type or an unknown value anywhere refuses the whole state.
+    template <typename Self, typename Visitor> static void fields(Self &self, Visitor &v)
+    {
+        v.integer("version", self.version);
+        // A later version's other keys may mean what this build does not know: none is read.
+        v.check([&] { refuseNewer(self.version); });
+        v.records("templates", self.templates);
+        v.records("presets", self.presets);
+        v.records("jobs", self.jobs);
+        v.record("project", self.project);
+        v.record("projectGrant", self.projectGrant);
+        v.records("watches", self.watches);
+        v.string("ffmpeg", self.ffmpeg);
+        v.record("transcodeDestination", self.transcodeDestination);
+    }
+    // Throws DecodingError when `version` is later than this build reads.
+    static void refuseNewer(qint64 version);
     QJsonObject toJson() const;
-    // Strict: a missing key, a wrong type or an unknown value anywhere refuses the whole state.
-    static AppState fromJson(const QJsonValue &value);
 };
 
 } // namespace vantor

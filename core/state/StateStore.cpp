@@ -1,6 +1,8 @@
 #include "state/StateStore.h"
 
 #include "base/AtomicFile.h"
+#include "base/FieldReader.h"
+#include "base/FieldWriter.h"
 #include "base/FileIo.h"
 #include "base/JsonCodec.h"
 #include "base/JsonText.h"
@@ -10,8 +12,6 @@
 #include <QStandardPaths>
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
-#include <cmath>
 #include <cstring>
 #include <exception>
 #include <optional>
@@ -46,119 +46,27 @@ QByteArray readWhole(int fd)
     return data;
 }
 
-void writeGrant(JsonText::Object &object, const FileGrant &grant)
-{
-    object.string("path", grant.path);
-    if (grant.bookmark)
-        object.string("bookmark", QString::fromLatin1(grant.bookmark->toBase64()));
-}
+// Writes the state's members with the job list left as a marker: the jobs are written in parts
+// on a few threads, and their texts go where the marker is.
+constexpr char jobsMarker = '\x01'; // written escaped inside any string, so found only here
 
-void writeEncoding(JsonText::Object &object, const EncodingOptions &options)
-{
-    object.integer("cropTop", options.cropTop);
-    object.integer("cropBottom", options.cropBottom);
-    object.integer("cropLeft", options.cropLeft);
-    object.integer("cropRight", options.cropRight);
-    object.integer("rotation", options.rotation);
-    object.boolean("flipHorizontal", options.flipHorizontal);
-    object.boolean("flipVertical", options.flipVertical);
-    object.integer("maxHeight", options.maxHeight);
-    object.string("frameRate", options.frameRate);
-    object.string("speed", options.speed);
-    object.boolean("deinterlace", options.deinterlace);
-    object.string("denoise", options.denoise);
-    object.boolean("sharpen", options.sharpen);
-    object.boolean("grayscale", options.grayscale);
-    object.integer("audioBitrate", options.audioBitrate);
-    object.integer("audioGain", options.audioGain);
-    object.integer("audioTrack", options.audioTrack);
-    object.boolean("subtitles", options.subtitles);
-    object.boolean("chapters", options.chapters);
-}
-
-void writeFinishing(JsonText::Object &object, const FinishingOptions &options)
-{
-    object.boolean("hardware", options.hardware);
-    object.integer("hardwareQuality", options.hardwareQuality);
-    object.boolean("burnFilename", options.burnFilename);
-    object.boolean("burnTimecode", options.burnTimecode);
-    object.string("burnText", options.burnText);
-    object.string("burnPosition", options.burnPosition);
-    object.integer("burnSize", options.burnSize);
-    object.string("channelMap", options.channelMap);
-}
-
-void writePreset(JsonText::Object &object, const TranscodePreset &preset)
-{
-    object.string("id", JsonCodec::uuid(preset.id).toString());
-    object.string("name", preset.name);
-    object.string("codec", preset.codec.rawValue());
-    object.string("container", preset.container);
-    object.integer("maxWidth", preset.maxWidth);
-    object.integer("scalePercent", preset.scalePercent);
-    object.integer("quality", preset.quality);
-    object.integer("bitrateMbps", preset.bitrateMbps);
-    object.string("audio", preset.audio.rawValue());
-    object.integer("sampleRate", preset.sampleRate);
-    object.integer("bitDepth", preset.bitDepth);
-    object.integer("channels", preset.channels);
-    object.string("suffix", preset.suffix);
-    object.boolean("preserveMetadata", preset.preserveMetadata);
-    if (preset.finishing)
-        object.object(
-            "finishing", [&](JsonText::Object &inner) { writeFinishing(inner, *preset.finishing); });
-    if (preset.encoding)
-        object.object("encoding", [&](JsonText::Object &inner) { writeEncoding(inner, *preset.encoding); });
-}
-
-// The same members as MediaJob::toJson, written straight to text; the tests hold the two to
-// the same JSON.
-void writeJob(JsonText::Object &object, const MediaJob &job)
-{
-    object.string("id", JsonCodec::uuid(job.id).toString());
-    object.string("source", JsonCodec::fileUrl(job.source).toString());
-    object.object("sourceGrant", [&](JsonText::Object &inner) { writeGrant(inner, job.sourceGrant); });
-    object.object(
-        "destinationGrant", [&](JsonText::Object &inner) { writeGrant(inner, job.destinationGrant); });
-    object.string("destinationRoot", JsonCodec::fileUrl(job.destinationRoot, true).toString());
-    if (job.copyDestination)
-        object.string("copyDestination", JsonCodec::fileUrl(*job.copyDestination).toString());
-    if (job.outputDestination)
-        object.string("outputDestination", JsonCodec::fileUrl(*job.outputDestination).toString());
-    object.string("operation", job.operation.rawValue());
-    if (job.preset)
-        object.object("preset", [&](JsonText::Object &inner) { writePreset(inner, *job.preset); });
-    if (job.checksum)
-        object.string("checksum", job.checksum->rawValue());
-    object.string("status", job.status.rawValue());
-    object.number("progress", job.progress);
-    object.number("phaseProgress", job.phaseProgress);
-    object.number("elapsed", job.elapsed);
-    if (job.error)
-        object.string("error", *job.error);
-    if (job.sourceHash)
-        object.string("sourceHash", *job.sourceHash);
-    if (job.destinationHash)
-        object.string("destinationHash", *job.destinationHash);
-    object.boolean("copyCommitted", job.copyCommitted);
-    object.number("created", JsonCodec::date(job.created).toDouble());
-    object.integer("bytes", job.bytes);
-    object.number("modified", JsonCodec::date(job.modified).toDouble());
-    const auto writeRecord = [&](const char *key, const std::optional<PublishRecord> &record) {
-        if (record)
-            object.object(key, [&](JsonText::Object &inner) {
-                inner.integer("bytes", record->bytes);
-                inner.string("algorithm", record->algorithm.rawValue());
-                inner.string("digest", record->digest);
-            });
-    };
-    writeRecord("copyPublish", job.copyPublish);
-    writeRecord("outputPublish", job.outputPublish);
-    if (job.started)
-        object.number("started", JsonCodec::date(*job.started).toDouble());
-    if (job.finished)
-        object.number("finished", JsonCodec::date(*job.finished).toDouble());
-}
+class StateWriter : public FieldWriter {
+public:
+    using FieldWriter::FieldWriter;
+    using FieldWriter::records;
+    void records(const char *key, const std::vector<MediaJob> &jobs)
+    {
+        if (jobs.empty())
+            return FieldWriter::records(key, jobs);
+        m_object.text(key, [](QByteArray &out, int depth) {
+            out += '[';
+            out += jobsMarker;
+            out += '\n';
+            JsonText::appendIndent(out, depth);
+            out += ']';
+        });
+    }
+};
 
 std::size_t partCount(std::size_t count)
 {
@@ -348,7 +256,7 @@ std::optional<AppState> decodeInParts(const QByteArray &data)
     rest.append(data.constData(), split->arrayBegin);
     rest += "[]";
     rest.append(data.constData() + split->arrayEnd, data.size() - split->arrayEnd);
-    AppState state = AppState::fromJson(JsonCodec::parse(rest));
+    AppState state = readFields<AppState>(JsonCodec::parse(rest));
 
     const auto &elements = split->elements;
     state.jobs.resize(elements.size());
@@ -358,7 +266,7 @@ std::optional<AppState> decodeInParts(const QByteArray &data)
         for (std::size_t i = begin; i < end; ++i) {
             const auto [first, last] = elements[i];
             const QByteArray text = QByteArray::fromRawData(data.constData() + first, last - first);
-            state.jobs[i] = MediaJob::fromJson(JsonCodec::parse(text));
+            state.jobs[i] = readFields<MediaJob>(JsonCodec::parse(text));
         }
     });
     return state;
@@ -376,45 +284,26 @@ std::vector<QByteArray> encodeInPieces(const AppState &state)
         for (std::size_t i = begin; i < end; ++i) {
             text += i == 0 ? "\n" : ",\n";
             JsonText::appendIndent(text, 2);
-            JsonText::Object object(2);
-            writeJob(object, jobs[i]);
-            object.finish(text);
+            appendFields(text, jobs[i], 2);
         }
     });
 
-    AppState rest;
-    rest.version = state.version;
-    rest.templates = state.templates;
-    rest.presets = state.presets;
-    rest.project = state.project;
-    rest.projectGrant = state.projectGrant;
-    rest.watches = state.watches;
-    rest.ffmpeg = state.ffmpeg;
-    rest.transcodeDestination = state.transcodeDestination;
-    const QJsonObject top = rest.toJson();
+    JsonText::Object top(0);
+    StateWriter writer(top);
+    visitFields(state, writer);
+    QByteArray out;
+    top.finish(out);
+    out += '\n';
 
     // The job texts are not copied into one buffer: the pieces go to the file one by one.
     std::vector<QByteArray> pieces;
-    QByteArray out;
-    out += '{';
-    bool first = true;
-    for (auto member = top.constBegin(); member != top.constEnd(); ++member) {
-        out += first ? "\n  " : ",\n  ";
-        first = false;
-        JsonText::appendString(out, member.key());
-        out += ": ";
-        if (member.key() == QLatin1String("jobs") && !jobs.empty()) {
-            out += '[';
-            pieces.push_back(std::move(out));
-            out = QByteArray();
-            for (QByteArray &text : jobTexts)
-                pieces.push_back(std::move(text));
-            out += "\n  ]";
-        } else {
-            JsonText::appendValue(out, member.value(), 1);
-        }
+    const qsizetype marker = out.indexOf(jobsMarker);
+    if (marker >= 0) {
+        pieces.push_back(out.left(marker));
+        for (QByteArray &text : jobTexts)
+            pieces.push_back(std::move(text));
+        out.remove(0, marker + 1);
     }
-    out += "\n}\n";
     pieces.push_back(std::move(out));
     return pieces;
 }
@@ -492,7 +381,7 @@ AppState decode(const QByteArray &data)
     } catch (const std::exception &) {
     }
     if (!state)
-        state = AppState::fromJson(JsonCodec::parse(data));
+        state = readFields<AppState>(JsonCodec::parse(data));
     refuseDuplicateJobs(*state);
     return std::move(*state);
 }

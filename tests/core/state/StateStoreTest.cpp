@@ -26,12 +26,19 @@ namespace {
 class StateStoreTest : public testing::Test {
 protected:
     QByteArray stateFile() const { return readFile(dir.file("state.json")); }
-    // Writes `data` as state.json and expects the load to fail and leave the file as it was.
-    void expectRefused(const QByteArray &data)
+    // Writes `data` as state.json and expects the load to fail and leave the file as it was;
+    // returns the refusal's message.
+    QString refusal(const QByteArray &data)
     {
         dir.write("state.json", data);
-        EXPECT_THROW(StateStore::load(dir.path()), std::exception) << data.left(80).constData();
+        QString message = QStringLiteral("(accepted)");
+        try {
+            StateStore::load(dir.path());
+        } catch (const std::exception &error) {
+            message = errorText(error);
+        }
         EXPECT_EQ(stateFile(), data);
+        return message;
     }
     TempDir dir;
 };
@@ -41,7 +48,6 @@ TEST_F(StateStoreTest, EveryKindOfRecordSurvivesSaveAndLoad)
     const AppState state = fullState();
     StateStore::save(state, dir.path());
     const QByteArray written = stateFile();
-    EXPECT_EQ(JsonCodec::parse(written), QJsonValue(state.toJson())); // exactly the records' own JSON forms
     const AppState loaded = StateStore::load(dir.path());
     EXPECT_EQ(StateStore::encode(loaded), written);
     EXPECT_EQ(loaded.jobs[5].modified, state.jobs[5].modified); // to the nanosecond through the JSON double
@@ -80,40 +86,55 @@ TEST_F(StateStoreTest, MissingFileGivesTheFreshStateAndFirstSaveMakesTheFolder)
 
 // One flaw written into the pretty file: the first `from` becomes `to`; a renamed key is a missing one.
 struct Damage {
-    const char *label, *from, *to;
+    const char *label, *from, *to, *message;
 };
 
 class StrictStateDecoding : public StateStoreTest, public testing::WithParamInterface<Damage> {};
 
-TEST_P(StrictStateDecoding, OneFlawAnywhereRefusesTheWholeFile)
+TEST_P(StrictStateDecoding, OneFlawAnywhereRefusesTheWholeFileNamingRecordAndKey)
 {
     const QByteArray good = StateStore::encode(fullState());
     const qsizetype at = good.indexOf(GetParam().from);
     ASSERT_GE(at, 0) << GetParam().from;
-    expectRefused(QByteArray(good).replace(at, qsizetype(qstrlen(GetParam().from)), GetParam().to));
+    EXPECT_EQ(refusal(QByteArray(good).replace(at, qsizetype(qstrlen(GetParam().from)), GetParam().to)),
+        GetParam().message);
 }
 
 // Keys are sorted, so the first job comes before any preset, and its source grant holds the first bookmark.
 INSTANTIATE_TEST_SUITE_P(
     Damages, StrictStateDecoding,
     testing::Values(
-        Damage{"noVersion", "\"version\"", "\"versio\""}, Damage{"noJobs", "\"jobs\"", "\"job\""},
-        Damage{"noWatches", "\"watches\"", "\"watch\""}, Damage{"versionFraction", "\"version\": 1", "\"version\": 1.5"},
-        Damage{"ffmpegAsNull", "\"ffmpeg\": \"/opt/ffmpeg/bin/ffmpeg\"", "\"ffmpeg\": null"},
-        Damage{"jobStatus", "\"WAITING\"", "\"RUNNING\""}, Damage{"jobNoModified", "\"modified\"", "\"modifie\""},
-        Damage{"jobSourceNotAUrl", "\"source\": \"file://", "\"source\": \""}, Damage{"jobIdNotAUuid", "\"id\": \"", "\"id\": \"x"},
-        Damage{"jobBytesFraction", "\"bytes\": 734003200", "\"bytes\": 734003200.5"},
-        Damage{"jobBookmarkNotBase64", "\"bookmark\": \"", "\"bookmark\": \"*"}, Damage{"presetCodec", "\"ProRes Proxy\"", "\"prores\""},
-        Damage{"presetAudio", "\"audio\": \"", "\"audio\": \"x"}, Damage{"encodingNoKey", "\"maxHeight\"", "\"maxHeigh\""},
-        Damage{"finishingNoKey", "\"burnSize\"", "\"burnSiz\""}, Damage{"templateFolderNumber", "\"02_FOOTAGE/ORIGINALS\"", "2"},
-        Damage{"projectClientNull", "\"Acme\"", "null"}, Damage{"projectGrantNumber", "\"projectGrant\": {", "\"projectGrant\": 3, \"x\": {"},
-        Damage{"watchSeenNumber", "\"11:1731690000.0\"", "11"}, Damage{"destinationNoPath", "\"path\": \"/renders\"", "\"pat\": \"/renders\""}),
+        Damage{"noVersion", "\"version\"", "\"versio\"", "AppState.version: missing required key"},
+        Damage{"noJobs", "\"jobs\"", "\"job\"", "AppState.jobs: missing required key"},
+        Damage{"noWatches", "\"watches\"", "\"watch\"", "AppState.watches: missing required key"},
+        Damage{"versionFraction", "\"version\": 1", "\"version\": 1.5", "AppState.version: expected an integer"},
+        Damage{"ffmpegAsNull", "\"ffmpeg\": \"/opt/ffmpeg/bin/ffmpeg\"", "\"ffmpeg\": null", "AppState.ffmpeg: expected a string"},
+        Damage{"templatesNotAList", "\"templates\": [", "\"templates\": \"x\", \"t\": [", "AppState.templates: expected an array"},
+        Damage{"jobStatus", "\"WAITING\"", "\"RUNNING\"", "MediaJob.status: unknown value \"RUNNING\""},
+        Damage{"jobNoModified", "\"modified\"", "\"modifie\"", "MediaJob.modified: missing required key"},
+        Damage{"jobSourceNotAUrl", "\"source\": \"file://", "\"source\": \"",
+               "MediaJob.source: not an absolute file URL: /media/CARD%201/CLIP/A000C0%20clip%20%C3%A9.mov"},
+        Damage{"jobIdNotAUuid", "\"id\": \"", "\"id\": \"x", "MediaJob.id: expected a UUID"},
+        Damage{"jobBytesFraction", "\"bytes\": 734003200", "\"bytes\": 734003200.5", "MediaJob.bytes: expected an integer"},
+        Damage{"jobCreatedText", "\"created\": ", "\"created\": \"now\", \"x\": ", "MediaJob.created: expected a date (seconds since 2001)"},
+        Damage{"jobChecksum", "\"checksum\": \"", "\"checksum\": \"x", "MediaJob.checksum: unknown value \"xxxHash64\""},
+        Damage{"jobBookmarkNotBase64", "\"bookmark\": \"", "\"bookmark\": \"*", "FileGrant.bookmark: not base64 data"},
+        Damage{"presetCodec", "\"ProRes Proxy\"", "\"prores\"", "TranscodePreset.codec: unknown value \"prores\""},
+        Damage{"presetAudio", "\"audio\": \"", "\"audio\": \"x", "TranscodePreset.audio: unknown value \"xPCM\""},
+        Damage{"encodingNoKey", "\"maxHeight\"", "\"maxHeigh\"", "EncodingOptions.maxHeight: missing required key"},
+        Damage{"finishingNoKey", "\"burnSize\"", "\"burnSiz\"", "FinishingOptions.burnSize: missing required key"},
+        Damage{"templateFolderNumber", "\"02_FOOTAGE/ORIGINALS\"", "2", "ProjectTemplate.folders: expected an array of strings"},
+        Damage{"projectClientNull", "\"Acme\"", "null", "ProjectContext.client: expected a string"},
+        Damage{"projectGrantNumber", "\"projectGrant\": {", "\"projectGrant\": 3, \"x\": {", "FileGrant: expected an object"},
+        Damage{"watchEnabledText", "\"enabled\": true", "\"enabled\": \"yes\"", "WatchFolder.enabled: expected a boolean"},
+        Damage{"watchSeenNumber", "\"11:1731690000.0\"", "11", "WatchFolder.seen: expected text for /media/Incoming/B.mov"},
+        Damage{"destinationNoPath", "\"path\": \"/renders\"", "\"pat\": \"/renders\"", "FileGrant.path: missing required key"}),
     [](const testing::TestParamInfo<Damage> &info) { return info.param.label; });
 
 TEST_F(StateStoreTest, UnreadableOrTruncatedFilesNeverLoadNorAreWrittenOver)
 {
     for (const char *data : {"{}", "", "null", "\xff\xfe{}"})
-        expectRefused(data);
+        EXPECT_NE(refusal(data), "(accepted)") << data;
     AppState state = fullState();
     state.jobs.resize(4); // every record kind, small enough to cut at every byte
     const QByteArray data = StateStore::encode(state);
@@ -121,7 +142,7 @@ TEST_F(StateStoreTest, UnreadableOrTruncatedFilesNeverLoadNorAreWrittenOver)
     for (qsizetype length = 0; length < end; ++length)
         EXPECT_THROW(StateStore::decode(data.left(length)), DecodingError) << "cut at " << length;
     for (qsizetype length = 0; length < end; length += 97)
-        expectRefused(data.left(length));
+        EXPECT_NE(refusal(data.left(length)), "(accepted)") << length;
 }
 
 // Files the queue must neither run from nor write over, each refused with its reason. Duplicate

@@ -157,37 +157,6 @@ TEST(OutputDimensions, SizesAndRefusal)
         "Crop settings leave fewer than 16 pixels.");
 }
 
-// A preset as other state files write it, without the two optional groups.
-QJsonObject referencePreset()
-{
-    return QJsonObject { { "id", "6A1E2B3C-4D5E-4F60-8172-93A4B5C6D7E8" }, { "name", "Review File" },
-        { "codec", "H.264" }, { "container", "mp4" }, { "maxWidth", 1920 }, { "scalePercent", 100 },
-        { "quality", 23 }, { "bitrateMbps", 0 }, { "audio", "AAC" }, { "sampleRate", 48000 }, { "bitDepth", 24 },
-        { "channels", 2 }, { "suffix", "_review" }, { "preserveMetadata", true } };
-}
-
-TEST(TranscodePresetJson, ReferenceRecordStaysWithoutItsOptionalGroups)
-{
-    const P reference = P::fromJson(referencePreset());
-    EXPECT_FALSE(reference.finishing || reference.encoding);
-    EXPECT_EQ(std::make_pair(reference.finish(), reference.tuning()), std::make_pair(F {}, E {}));
-    EXPECT_EQ(reference.toJson(), referencePreset());
-}
-
-TEST(TranscodePresetJson, StrictDecodingRefusesBrokenRecords)
-{
-    for (const auto &[key, replacement] : std::vector<std::pair<const char *, QJsonValue>> { { "suffix", {} },
-             { "id", {} }, { "codec", "h.264" }, { "audio", "None" }, { "quality", "20" },
-             { "finishing", QJsonObject { { "hardware", false } } }, { "encoding", QJsonObject { { "cropTop", 0 } } } }) {
-        QJsonObject document = referencePreset();
-        if (replacement.isNull())
-            document.remove(key);
-        else
-            document.insert(key, replacement);
-        EXPECT_THROW(P::fromJson(document), DecodingError) << key;
-    }
-}
-
 TEST(TranscodePresetJson, DisplayNameCapitalisesWordsAndRestoresBrands)
 {
     P named = test::preset();
