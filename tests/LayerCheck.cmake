@@ -6,6 +6,7 @@ foreach(layer IN LISTS CORE_LAYERS)
   set(rank_${layer} ${rank})
   math(EXPR rank "${rank} + 1")
 endforeach()
+set(rank_state 19)
 set(rank_queue 20)
 set(rank_automation 22) # until the watch folders stop including the workspace
 set(rank_workspace 22)
