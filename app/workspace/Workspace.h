@@ -5,7 +5,7 @@
 #include "jobs/SourceFile.h"
 #include "projects/ProjectTemplate.h"
 #include "queue/JobPhases.h"
-#include "queue/PersistenceQueue.h"
+#include "state/PersistenceQueue.h"
 #include "presets/TranscodePreset.h"
 #include "workspace/ImportPlan.h"
 #include "workspace/Page.h"
