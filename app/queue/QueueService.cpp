@@ -2,11 +2,10 @@
 
 #include "ingest/StagingFiles.h"
 #include "base/VantorError.h"
+#include "queue/JobTransitions.h"
 #include "queue/JobWorker.h"
 #include "queue/PowerPolicy.h"
 
-#include <QFileInfo>
-#include <QSet>
 #include <QTimer>
 #include <chrono>
 #include <future>
@@ -16,8 +15,6 @@ namespace vantor {
 namespace {
 
 const QString cancelledMessage = QStringLiteral("Cancelled. Original media was preserved.");
-const QString interruptedMessage = QStringLiteral(
-    "Interrupted by application shutdown. Retry to restart the unfinished phase. Original media is preserved.");
 
 // How many state writes may wait before the next job is held back.
 constexpr std::size_t maxPendingWrites = 4;
@@ -26,17 +23,6 @@ double monotonicSeconds()
 {
     using namespace std::chrono;
     return duration<double>(steady_clock::now().time_since_epoch()).count();
-}
-
-// The job as the launch's recovery leaves it, when it was left running or paused.
-std::optional<MediaJob> interrupted(const MediaJob &job)
-{
-    if (!job.status.active() && job.status != JobStatus::paused)
-        return std::nullopt;
-    MediaJob recovered = job;
-    recovered.status = JobStatus::failed;
-    recovered.error = interruptedMessage;
-    return recovered;
 }
 
 QString uuidText(const QUuid &id)
@@ -51,7 +37,7 @@ QueueService::QueueService(const QString &directory, JobPhases phases, QObject *
       m_power(new PowerPolicy(this)), m_worker(std::make_unique<JobWorker>())
 {
     for (const MediaJob &job : m_repository.jobs()) {
-        if (std::optional<MediaJob> recovered = interrupted(job))
+        if (std::optional<MediaJob> recovered = JobTransitions::interrupted(job))
             m_recovered.push_back(*recovered);
     }
     // Nothing runs while this process holds the lock: what the killed run staged is waste.
@@ -82,7 +68,7 @@ std::vector<MediaJob> QueueService::recoverInterrupted(AppState &state)
 {
     std::vector<MediaJob> recovered;
     for (MediaJob &job : state.jobs) {
-        if (std::optional<MediaJob> changed = interrupted(job)) {
+        if (std::optional<MediaJob> changed = JobTransitions::interrupted(job)) {
             job = *changed;
             recovered.push_back(job);
         }
@@ -110,28 +96,7 @@ void QueueService::enqueue(const std::vector<MediaJob> &jobs)
 {
     if (storageBlocked())
         throw VantorError(QStringLiteral("Resolve the saved-state error before adding jobs."));
-    // Destinations are claimed case-insensitively: two names that differ only in case are one
-    // file on the card file systems editors deliver to.
-    QSet<QString> reserved;
-    for (const MediaJob &job : m_repository.jobs()) {
-        if (job.status == JobStatus::cancelled)
-            continue;
-        for (const auto &path : {job.copyDestination, job.outputDestination}) {
-            if (path)
-                reserved.insert(path->toLower());
-        }
-    }
-    for (const MediaJob &job : jobs) {
-        for (const auto &path : {job.copyDestination, job.outputDestination}) {
-            if (!path)
-                continue;
-            const QString key = path->toLower();
-            if (reserved.contains(key) || QFileInfo(*path).exists() || QFileInfo(*path).isSymLink())
-                throw VantorError(QStringLiteral("Destination collision: ") + *path
-                                  + QStringLiteral(". Change the output pattern or folder."));
-            reserved.insert(key);
-        }
-    }
+    JobTransitions::checkDestinations(m_repository.jobs(), jobs);
     m_repository.addJobs(jobs);
     log(QStringLiteral("QUEUED %1 files").arg(jobs.size()));
 }
@@ -294,25 +259,13 @@ void QueueService::finishJob(const QUuid &id, double start, const JobPhaseResult
                              bool cancelled)
 {
     if (const MediaJob *stored = m_repository.job(id)) {
-        MediaJob job = *stored;
-        job.finished = Timestamp::now();
-        if (result) {
-            job.status = JobStatus::complete;
-            job.progress = 1.0;
-            job.phaseProgress = 1.0;
-            job.elapsed = m_clock() - start;
-            job.sourceHash = result->sourceHash;
-            job.destinationHash = result->destinationHash;
-            job.error.reset();
+        if (result)
             log(QStringLiteral("COMPLETE ") + uuidText(id) + QStringLiteral(" checksum=")
                 + result->sourceHash.value_or(QStringLiteral("not requested")));
-        } else {
-            job.status = cancelled ? JobStatus::cancelled : JobStatus::failed;
-            job.error = error;
+        else
             log((cancelled ? QStringLiteral("CANCELLED ") : QStringLiteral("FAILED ")) + uuidText(id)
                 + QLatin1Char(' ') + error);
-        }
-        m_repository.updateJob(job);
+        m_repository.updateJob(JobTransitions::finished(*stored, result, error, cancelled, m_clock() - start));
     }
     m_activeID.reset();
     m_control.reset();
@@ -397,14 +350,8 @@ void QueueService::retry(const QUuid &id)
 
 MediaJob QueueService::retried(const MediaJob &job)
 {
-    // Digests and copyCommitted stay: a committed copy is re-checked, not copied again.
     removeStaging(job);
-    MediaJob again = job;
-    again.status = JobStatus::waiting;
-    again.error.reset();
-    again.progress = 0;
-    again.elapsed = 0;
-    return again;
+    return JobTransitions::retried(job);
 }
 
 void QueueService::retryFailed()
