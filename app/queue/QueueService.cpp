@@ -258,6 +258,7 @@ void QueueService::removeStaging(const MediaJob &job)
 void QueueService::finishJob(const QUuid &id, double start, const JobPhaseResult *result, const QString &error,
                              bool cancelled)
 {
+    bool saved = false;
     if (const MediaJob *stored = m_repository.job(id)) {
         if (result)
             log(QStringLiteral("COMPLETE ") + uuidText(id) + QStringLiteral(" checksum=")
@@ -265,11 +266,13 @@ void QueueService::finishJob(const QUuid &id, double start, const JobPhaseResult
         else
             log((cancelled ? QStringLiteral("CANCELLED ") : QStringLiteral("FAILED ")) + uuidText(id)
                 + QLatin1Char(' ') + error);
-        m_repository.updateJob(JobTransitions::finished(*stored, result, error, cancelled, m_clock() - start));
+        saved = bool(m_repository.updateJob(JobTransitions::finished(*stored, result, error, cancelled,
+                                                                     m_clock() - start)));
     }
     m_activeID.reset();
     m_control.reset();
-    save(); // even when the job went: the loop's end must reach the disk
+    if (!saved)
+        save(); // even when the job went: the loop's end must reach the disk
     scheduleNext();
 }
 
