@@ -12,7 +12,7 @@
 #include "base/JsonCodec.h"
 #include "state/StateStore.h"
 #include "base/VantorError.h"
-#include "queue/QueueLock.h"
+#include "state/QueueLock.h"
 #include "queue/QueueService.h"
 #include "presets/PresetService.h"
 

@@ -37,7 +37,8 @@ QueueProgress::QueueProgress(QueueService &queue)
             m_bytes += job.bytes;
         }
     }
-    m_connection = QObject::connect(&queue, &QueueService::jobsChanged, &queue, [this] { changed(); });
+    m_connection = QObject::connect(&queue.repository(), &StateRepository::jobChanged, &queue,
+                                    [this](const QUuid &id) { changed(id); });
 }
 
 QueueProgress::~QueueProgress()
@@ -45,11 +46,10 @@ QueueProgress::~QueueProgress()
     QObject::disconnect(m_connection);
 }
 
-void QueueProgress::changed()
+void QueueProgress::changed(const QUuid &id)
 {
-    for (const MediaJob &job : m_queue.state().jobs) {
-        if (!m_run.contains(job.id))
-            continue;
+    if (const MediaJob *changed = m_queue.repository().job(id); changed && m_run.contains(id)) {
+        const MediaJob &job = *changed;
         if (job.status.final() && !m_ended.contains(job.id)) {
             m_ended.insert(job.id);
             m_endedBytes += job.bytes;

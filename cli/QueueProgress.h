@@ -26,7 +26,7 @@ public:
     void finish() { m_bar.finish(); }
 
 private:
-    void changed();
+    void changed(const QUuid &id);
 
     QueueService &m_queue;
     ProgressBar m_bar;

@@ -29,9 +29,9 @@ QString uuidText(const QUuid &id)
     return id.toString(QUuid::WithoutBraces).toUpper();
 }
 
-WatchFolder *findRule(AppState &state, const QUuid &id)
+const WatchFolder *findRule(const AppState &state, const QUuid &id)
 {
-    for (WatchFolder &rule : state.watches) {
+    for (const WatchFolder &rule : state.watches) {
         if (rule.id == id)
             return &rule;
     }
@@ -87,7 +87,7 @@ void WatchFolderService::pollRule(std::vector<QUuid> rules, std::size_t position
         return;
     }
     const QUuid id = rules[position];
-    WatchFolder *rule = findRule(m_queue.mutableState(), id);
+    const WatchFolder *rule = findRule(m_queue.state(), id);
     if (!rule) { // removed while the pass waited
         pollRule(std::move(rules), position + 1);
         return;
@@ -123,7 +123,7 @@ void WatchFolderService::applyScan(const QUuid &id, const std::vector<SourceFile
         for (const SourceFile &file : files) {
             if (!MediaIngestService::isVideo(file.url))
                 continue;
-            const WatchFolder *rule = findRule(queue.mutableState(), id);
+            const WatchFolder *rule = findRule(queue.state(), id);
             if (!rule)
                 return;
             const QString key = uuidText(id) + QLatin1Char('/') + file.url;
@@ -156,9 +156,10 @@ void WatchFolderService::applyScan(const QUuid &id, const std::vector<SourceFile
                 queued = false;
             }
             // The state may have changed while the scan ran: mark the rule only if it is still there.
-            if (WatchFolder *current = findRule(queue.mutableState(), id)) {
-                current->seen.insert(file.url, signature);
-                queue.save();
+            if (const WatchFolder *current = findRule(queue.state(), id)) {
+                WatchFolder marked = *current;
+                marked.seen.insert(file.url, signature);
+                queue.repository().updateWatch(marked);
             }
             if (queued)
                 queue.start();
@@ -204,8 +205,7 @@ QUuid WatchFolderService::addRule(const QString &source, const QString &destinat
     PresetService::validate(preset);
     const WatchFolder rule = WatchFolder::make(FileGrant(folder), FileGrant(output), preset);
     QueueService &queue = m_queue;
-    queue.mutableState().watches.push_back(rule);
-    queue.save();
+    queue.repository().addWatch(rule);
     Q_EMIT rulesChanged();
     return rule.id;
 }
@@ -213,11 +213,12 @@ QUuid WatchFolderService::addRule(const QString &source, const QString &destinat
 void WatchFolderService::setEnabled(const QUuid &id, bool enabled)
 {
     QueueService &queue = m_queue;
-    if (WatchFolder *rule = findRule(queue.mutableState(), id)) {
+    if (const WatchFolder *rule = findRule(queue.state(), id)) {
         if (rule->enabled == enabled)
             return;
-        rule->enabled = enabled;
-        queue.save();
+        WatchFolder changed = *rule;
+        changed.enabled = enabled;
+        queue.repository().updateWatch(changed);
         Q_EMIT rulesChanged();
     }
 }
@@ -225,10 +226,8 @@ void WatchFolderService::setEnabled(const QUuid &id, bool enabled)
 void WatchFolderService::removeRule(const QUuid &id)
 {
     QueueService &queue = m_queue;
-    if (std::erase_if(queue.mutableState().watches, [&](const WatchFolder &rule) { return rule.id == id; }) == 0)
-        return;
-    queue.save();
-    Q_EMIT rulesChanged();
+    if (queue.repository().removeWatch(id))
+        Q_EMIT rulesChanged();
 }
 
 } // namespace vantor

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "jobs/SourceFile.h"
-#include "queue/PersistenceQueue.h"
+#include "state/PersistenceQueue.h"
 #include "presets/TranscodePreset.h"
 
 #include <QHash>

@@ -1,15 +1,11 @@
 #include "queue/QueueService.h"
 
-#include "AppInfo.h"
 #include "ingest/StagingFiles.h"
-#include "state/StateStore.h"
 #include "base/VantorError.h"
+#include "queue/JobTransitions.h"
 #include "queue/JobWorker.h"
-#include "queue/OperationLog.h"
 #include "queue/PowerPolicy.h"
 
-#include <QFileInfo>
-#include <QSet>
 #include <QTimer>
 #include <chrono>
 #include <future>
@@ -19,8 +15,6 @@ namespace vantor {
 namespace {
 
 const QString cancelledMessage = QStringLiteral("Cancelled. Original media was preserved.");
-const QString interruptedMessage = QStringLiteral(
-    "Interrupted by application shutdown. Retry to restart the unfinished phase. Original media is preserved.");
 
 // How many state writes may wait before the next job is held back.
 constexpr std::size_t maxPendingWrites = 4;
@@ -39,26 +33,20 @@ QString uuidText(const QUuid &id)
 } // namespace
 
 QueueService::QueueService(const QString &directory, JobPhases phases, QObject *parent)
-    : QObject(parent), m_directory(directory), m_phases(std::move(phases)),
-      m_lastSave(-1e300), // the distant past: the first throttled save is never held back
-      m_clock(monotonicSeconds), m_persistence(AppInfo::persistenceLabel()), m_power(new PowerPolicy(this)),
-      m_worker(std::make_unique<JobWorker>())
+    : QObject(parent), m_repository(directory), m_phases(std::move(phases)), m_clock(monotonicSeconds),
+      m_power(new PowerPolicy(this)), m_worker(std::make_unique<JobWorker>())
 {
-    m_lock = QueueLock::acquire(directory);
-    try {
-        m_state = StateStore::load(directory);
-    } catch (const std::exception &error) {
-        m_state = AppState::fresh();
-        m_storageBlocked = true;
-        m_persistenceError = QStringLiteral("Saved state could not be read. The original state.json has been preserved. ")
-                             + errorText(error);
+    for (const MediaJob &job : m_repository.jobs()) {
+        if (std::optional<MediaJob> recovered = JobTransitions::interrupted(job))
+            m_recovered.push_back(*recovered);
     }
-    m_recovered = recoverInterrupted(m_state);
     // Nothing runs while this process holds the lock: what the killed run staged is waste.
     for (const MediaJob &job : m_recovered)
         removeStaging(job);
-    if (!m_storageBlocked)
-        save();
+    m_repository.updateJobs(m_recovered);
+    if (m_recovered.empty())
+        save(); // the first launch writes the built-in entries
+    connect(&m_repository, &StateRepository::persistenceErrorChanged, this, &QueueService::persistenceErrorChanged);
     connect(m_power, &PowerPolicy::sleeping, this, [this] { handleSystemSleep(); });
     connect(m_power, &PowerPolicy::woke, this, [this] { handleSystemWake(); });
 }
@@ -68,29 +56,24 @@ QueueService::~QueueService()
     if (m_control)
         m_control->cancel();
     m_worker.reset(); // joins the worker once its job has unwound
-    m_persistence.flush();
+}
+
+void QueueService::setClock(Clock clock)
+{
+    m_clock = clock;
+    m_repository.setClock(std::move(clock));
 }
 
 std::vector<MediaJob> QueueService::recoverInterrupted(AppState &state)
 {
     std::vector<MediaJob> recovered;
     for (MediaJob &job : state.jobs) {
-        if (job.status.active() || job.status == JobStatus::paused) {
-            job.status = JobStatus::failed;
-            job.error = interruptedMessage;
+        if (std::optional<MediaJob> changed = JobTransitions::interrupted(job)) {
+            job = *changed;
             recovered.push_back(job);
         }
     }
     return recovered;
-}
-
-std::optional<std::size_t> QueueService::index(const QUuid &id) const
-{
-    for (std::size_t i = 0; i < m_state.jobs.size(); ++i) {
-        if (m_state.jobs[i].id == id)
-            return i;
-    }
-    return std::nullopt;
 }
 
 void QueueService::setRunning(bool running)
@@ -109,48 +92,19 @@ void QueueService::setPaused(bool paused)
     }
 }
 
-void QueueService::setPersistenceError(const QString &message)
-{
-    m_persistenceError = message;
-    Q_EMIT persistenceErrorChanged(message);
-}
-
 void QueueService::enqueue(const std::vector<MediaJob> &jobs)
 {
-    if (m_storageBlocked)
+    if (storageBlocked())
         throw VantorError(QStringLiteral("Resolve the saved-state error before adding jobs."));
-    // Destinations are claimed case-insensitively: two names that differ only in case are one
-    // file on the card file systems editors deliver to.
-    QSet<QString> reserved;
-    for (const MediaJob &job : m_state.jobs) {
-        if (job.status == JobStatus::cancelled)
-            continue;
-        for (const auto &path : {job.copyDestination, job.outputDestination}) {
-            if (path)
-                reserved.insert(path->toLower());
-        }
-    }
-    for (const MediaJob &job : jobs) {
-        for (const auto &path : {job.copyDestination, job.outputDestination}) {
-            if (!path)
-                continue;
-            const QString key = path->toLower();
-            if (reserved.contains(key) || QFileInfo(*path).exists() || QFileInfo(*path).isSymLink())
-                throw VantorError(QStringLiteral("Destination collision: ") + *path
-                                  + QStringLiteral(". Change the output pattern or folder."));
-            reserved.insert(key);
-        }
-    }
-    m_state.jobs.insert(m_state.jobs.end(), jobs.begin(), jobs.end());
-    Q_EMIT jobsChanged();
-    save();
+    JobTransitions::checkDestinations(m_repository.jobs(), jobs);
+    m_repository.addJobs(jobs);
     log(QStringLiteral("QUEUED %1 files").arg(jobs.size()));
 }
 
 void QueueService::start()
 {
-    m_saveFailedSinceStart = false; // the user asks again: the disk may take saves now
-    if (m_running || m_storageBlocked)
+    m_repository.clearSaveFailed(); // the user asks again: the disk may take saves now
+    if (m_running || storageBlocked())
         return;
     setRunning(true);
     setPaused(false);
@@ -174,18 +128,14 @@ void QueueService::process()
 {
     if (!m_running || m_activeID)
         return;
-    std::optional<std::size_t> next;
-    for (std::size_t i = 0; i < m_state.jobs.size(); ++i) {
-        if (m_state.jobs[i].status == JobStatus::waiting) {
-            next = i;
-            break;
-        }
-    }
-    if (!next) {
+    const std::vector<MediaJob> &jobs = m_repository.jobs();
+    const auto next = std::find_if(jobs.begin(), jobs.end(),
+                                   [](const MediaJob &job) { return job.status == JobStatus::waiting; });
+    if (next == jobs.end()) {
         endLoop();
         return;
     }
-    if (m_saveFailedSinceStart) {
+    if (m_repository.saveFailedSinceClear()) {
         // Work the state cannot record would only be lost: stop until the disk takes saves again.
         endLoop();
         return;
@@ -195,20 +145,21 @@ void QueueService::process()
         QTimer::singleShot(200, this, [this] { process(); });
         return;
     }
-    if (m_persistence.pending() > maxPendingWrites) {
+    if (m_repository.pendingWrites() > maxPendingWrites) {
         // Every save is written in full and none is dropped, so a disk slower than the jobs
         // must slow the jobs: otherwise the waiting snapshots would grow without bound.
         QTimer::singleShot(5, this, [this] { process(); });
         return;
     }
-    startJob(*next);
+    startJob(std::size_t(next - jobs.begin()));
 }
 
 void QueueService::startJob(std::size_t position)
 {
-    m_state.jobs[position].started = Timestamp::now();
-    m_state.jobs[position].finished.reset();
-    const MediaJob job = m_state.jobs[position];
+    MediaJob job = m_repository.jobs()[position];
+    job.started = Timestamp::now();
+    job.finished.reset();
+    m_repository.updateJob(job, StateRepository::Save::whenDue);
     const QUuid id = job.id;
     const double start = m_clock();
     m_activeID = id;
@@ -217,7 +168,7 @@ void QueueService::startJob(std::size_t position)
         + job.destination());
 
     std::shared_ptr<JobControl> control = m_control;
-    const QString engine = m_state.ffmpeg;
+    const QString engine = state().ffmpeg;
     JobPhases phases = m_phases;
     m_worker->run([this, job, control, engine, phases, id, start] {
         JobPhaseCallbacks callbacks;
@@ -261,45 +212,41 @@ void QueueService::startJob(std::size_t position)
 
 void QueueService::progress(const QUuid &id, JobStatus phase, double value, double start)
 {
-    const auto position = index(id);
-    if (!position)
-        return;
-    MediaJob &job = m_state.jobs[*position];
+    const MediaJob *stored = m_repository.job(id);
     // A late report never revives a finished job.
-    if (job.status.final())
+    if (!stored || stored->status.final())
         return;
+    MediaJob job = *stored;
     job.reportPhaseProgress(phase, value);
     job.status = m_paused ? JobStatus::paused : phase;
     job.elapsed = m_clock() - start;
-    Q_EMIT jobsChanged();
-    if (m_clock() - m_lastSave > 1.0)
-        save();
+    m_repository.updateJob(job, StateRepository::Save::whenDue);
 }
 
 void QueueService::commitCopy(const QUuid &id, const std::optional<QString> &sourceHash,
                               const std::optional<QString> &destinationHash)
 {
-    const auto position = index(id);
-    if (!position)
+    const MediaJob *stored = m_repository.job(id);
+    if (!stored)
         return;
-    MediaJob &job = m_state.jobs[*position];
+    MediaJob job = *stored;
     job.copyCommitted = true;
     job.sourceHash = sourceHash;
     job.destinationHash = destinationHash;
-    Q_EMIT jobsChanged();
-    save();
+    if (!m_repository.updateJob(job))
+        save();
 }
 
 void QueueService::recordPublish(const QUuid &id, const PublishRecord &record, bool output, const SaveDone &saved)
 {
-    const auto position = index(id);
-    if (!position) {
+    const MediaJob *stored = m_repository.job(id);
+    if (!stored) {
         saved(QStringLiteral("The job was removed from the queue before its result was published."));
         return;
     }
-    MediaJob &job = m_state.jobs[*position];
+    MediaJob job = *stored;
     (output ? job.outputPublish : job.copyPublish) = record;
-    saveThen(saved);
+    m_repository.updateJobThen(job, saved);
 }
 
 void QueueService::removeStaging(const MediaJob &job)
@@ -311,31 +258,21 @@ void QueueService::removeStaging(const MediaJob &job)
 void QueueService::finishJob(const QUuid &id, double start, const JobPhaseResult *result, const QString &error,
                              bool cancelled)
 {
-    const auto position = index(id);
-    if (position) {
-        MediaJob &job = m_state.jobs[*position];
-        job.finished = Timestamp::now();
-        if (result) {
-            job.status = JobStatus::complete;
-            job.progress = 1.0;
-            job.phaseProgress = 1.0;
-            job.elapsed = m_clock() - start;
-            job.sourceHash = result->sourceHash;
-            job.destinationHash = result->destinationHash;
-            job.error.reset();
+    bool saved = false;
+    if (const MediaJob *stored = m_repository.job(id)) {
+        if (result)
             log(QStringLiteral("COMPLETE ") + uuidText(id) + QStringLiteral(" checksum=")
                 + result->sourceHash.value_or(QStringLiteral("not requested")));
-        } else {
-            job.status = cancelled ? JobStatus::cancelled : JobStatus::failed;
-            job.error = error;
+        else
             log((cancelled ? QStringLiteral("CANCELLED ") : QStringLiteral("FAILED ")) + uuidText(id)
                 + QLatin1Char(' ') + error);
-        }
+        saved = bool(m_repository.updateJob(JobTransitions::finished(*stored, result, error, cancelled,
+                                                                     m_clock() - start)));
     }
     m_activeID.reset();
     m_control.reset();
-    Q_EMIT jobsChanged();
-    save();
+    if (!saved)
+        save(); // even when the job went: the loop's end must reach the disk
     scheduleNext();
 }
 
@@ -355,11 +292,11 @@ void QueueService::pause()
     setPaused(true);
     if (m_control)
         m_control->pause();
-    if (m_activeID) {
-        if (const auto position = index(*m_activeID)) {
-            m_state.jobs[*position].status = JobStatus::paused;
-            Q_EMIT jobsChanged();
-        }
+    if (const MediaJob *active = m_activeID ? m_repository.job(*m_activeID) : nullptr) {
+        MediaJob job = *active;
+        job.status = JobStatus::paused;
+        if (m_repository.updateJob(job))
+            return;
     }
     save();
 }
@@ -379,181 +316,100 @@ void QueueService::cancel(const QUuid &id)
         m_control->cancel();
         return;
     }
-    const auto position = index(id);
-    if (!position || m_state.jobs[*position].status == JobStatus::complete)
+    const MediaJob *stored = m_repository.job(id);
+    if (!stored || stored->status == JobStatus::complete)
         return;
-    m_state.jobs[*position].status = JobStatus::cancelled;
-    removeStaging(m_state.jobs[*position]);
-    Q_EMIT jobsChanged();
-    save();
+    MediaJob job = *stored;
+    job.status = JobStatus::cancelled;
+    removeStaging(job);
+    if (!m_repository.updateJob(job))
+        save();
 }
 
 void QueueService::cancelAll()
 {
     if (m_control)
         m_control->cancel();
-    for (MediaJob &job : m_state.jobs) {
+    std::vector<MediaJob> cancelled;
+    for (const MediaJob &job : m_repository.jobs()) {
         if (job.status == JobStatus::waiting) {
-            job.status = JobStatus::cancelled;
+            cancelled.push_back(job);
+            cancelled.back().status = JobStatus::cancelled;
             removeStaging(job);
         }
     }
-    Q_EMIT jobsChanged();
-    save();
+    m_repository.updateJobs(cancelled);
+    if (cancelled.empty())
+        save();
 }
 
 void QueueService::retry(const QUuid &id)
 {
-    const auto position = index(id);
-    if (!position)
+    const MediaJob *stored = m_repository.job(id);
+    if (!stored || (stored->status != JobStatus::failed && stored->status != JobStatus::cancelled))
         return;
-    MediaJob &job = m_state.jobs[*position];
-    if (job.status != JobStatus::failed && job.status != JobStatus::cancelled)
-        return;
-    // Digests and copyCommitted stay: a committed copy is re-checked, not copied again.
+    m_repository.updateJobs({retried(*stored)});
+}
+
+MediaJob QueueService::retried(const MediaJob &job)
+{
     removeStaging(job);
-    job.status = JobStatus::waiting;
-    job.error.reset();
-    job.progress = 0;
-    job.elapsed = 0;
-    Q_EMIT jobsChanged();
-    save();
+    return JobTransitions::retried(job);
 }
 
 void QueueService::retryFailed()
 {
-    for (MediaJob &job : m_state.jobs) {
-        if (job.status == JobStatus::failed) {
-            removeStaging(job);
-            job.status = JobStatus::waiting;
-            job.error.reset();
-            job.progress = 0;
-            job.elapsed = 0;
-        }
+    std::vector<MediaJob> again;
+    for (const MediaJob &job : m_repository.jobs()) {
+        if (job.status == JobStatus::failed)
+            again.push_back(retried(job));
     }
-    Q_EMIT jobsChanged();
-    save();
+    m_repository.updateJobs(again);
+    if (again.empty())
+        save();
 }
 
 void QueueService::moveWaiting(const QUuid &id, int by)
 {
+    const std::vector<MediaJob> &jobs = m_repository.jobs();
     std::vector<std::size_t> waiting;
-    for (std::size_t i = 0; i < m_state.jobs.size(); ++i) {
-        if (m_state.jobs[i].status == JobStatus::waiting)
+    for (std::size_t i = 0; i < jobs.size(); ++i) {
+        if (jobs[i].status == JobStatus::waiting)
             waiting.push_back(i);
     }
     const auto found = std::find_if(waiting.begin(), waiting.end(),
-                                    [&](std::size_t position) { return m_state.jobs[position].id == id; });
+                                    [&](std::size_t position) { return jobs[position].id == id; });
     if (found == waiting.end())
         return;
     const long target = long(found - waiting.begin()) + by;
     if (target < 0 || target >= long(waiting.size()))
         return;
-    std::swap(m_state.jobs[*found], m_state.jobs[waiting[std::size_t(target)]]);
-    Q_EMIT jobsChanged();
-    save();
+    m_repository.swapJobs(*found, waiting[std::size_t(target)]);
 }
 
 void QueueService::remove(const QUuid &id)
 {
     if (m_activeID == id)
         return;
-    const auto position = index(id);
-    if (!position)
+    const MediaJob *stored = m_repository.job(id);
+    if (!stored)
         return;
-    removeStaging(m_state.jobs[*position]);
-    m_state.jobs.erase(m_state.jobs.begin() + long(*position));
-    Q_EMIT jobsChanged();
-    save();
+    removeStaging(*stored);
+    m_repository.removeJobs({id});
 }
 
 void QueueService::removeCompleted()
 {
-    std::erase_if(m_state.jobs, [this](const MediaJob &job) {
-        if (job.status.final())
+    std::vector<QUuid> finished;
+    for (const MediaJob &job : m_repository.jobs()) {
+        if (job.status.final()) {
             removeStaging(job);
-        return job.status.final();
-    });
-    Q_EMIT jobsChanged();
-    save();
-}
-
-void QueueService::save()
-{
-    saveThen({});
-}
-
-void QueueService::saveThen(const SaveDone &done)
-{
-    if (m_storageBlocked) {
-        if (done)
-            done(m_persistenceError.value_or(QStringLiteral("Queue could not be saved.")));
-        return;
-    }
-    m_lastSave = m_clock();
-    ++m_savesRequested;
-    m_persistence.post([this, snapshot = m_state, directory = m_directory, done] {
-        std::optional<QString> failure;
-        try {
-            // Never over a state another process may have written since.
-            m_lock.confirm();
-            StateStore::save(snapshot, directory);
-        } catch (const std::exception &error) {
-            failure = QStringLiteral("Queue could not be saved: ") + errorText(error);
-            m_saveFailedSinceStart = true;
-            reportFailure(*failure, true);
+            finished.push_back(job.id);
         }
-        if (done)
-            done(failure);
-    });
-}
-
-
-void QueueService::log(const QString &message)
-{
-    m_persistence.post([this, line = OperationLog::line(message), directory = m_directory] {
-        try {
-            OperationLog::append(directory, line);
-        } catch (const std::exception &error) {
-            reportFailure(QStringLiteral("Operation log could not be written: ") + errorText(error), false);
-        }
-    });
-}
-
-void QueueService::flush()
-{
-    m_persistence.flush();
-}
-
-void QueueService::reportFailure(const QString &message, bool save)
-{
-    {
-        std::lock_guard lock(m_failuresMutex);
-        m_undelivered.push_back(message);
-        if (save && !m_saveFailure)
-            m_saveFailure = message;
     }
-    QMetaObject::invokeMethod(this, [this] { deliverFailures(); }, Qt::QueuedConnection);
-}
-
-void QueueService::deliverFailures()
-{
-    std::vector<QString> messages;
-    {
-        std::lock_guard lock(m_failuresMutex);
-        messages.swap(m_undelivered);
-    }
-    for (const QString &message : messages)
-        setPersistenceError(message);
-}
-
-void QueueService::flushSaves()
-{
-    flush();
-    deliverFailures(); // at once, not only when the event loop turns next
-    std::lock_guard lock(m_failuresMutex);
-    if (m_saveFailure)
-        throw VantorError(*m_saveFailure);
+    m_repository.removeJobs(finished);
+    if (finished.empty())
+        save();
 }
 
 void QueueService::prepareToQuit()

@@ -7,7 +7,7 @@
 #include "base/VantorError.h"
 #include "projects/ProjectCreationService.h"
 #include "projects/ProjectTemplateService.h"
-#include "queue/OperationLog.h"
+#include "state/OperationLog.h"
 #include "queue/QueueService.h"
 #include "presets/PresetService.h"
 #include "transcode/TranscodeService.h"
@@ -246,9 +246,7 @@ void NativeSmoke::queueAndRestore()
     const QString retryProxy = root + QStringLiteral("/02_FOOTAGE/PROXIES/A001_C001_RETRY.mov");
 
     auto queue = std::make_unique<QueueService>(m_support);
-    queue->mutableState().project = project;
-    queue->mutableState().projectGrant = FileGrant(root);
-    queue->save();
+    queue->repository().setProject(project);
     const MediaJob job = MediaJob::make(m_source.url, m_source.grant, root, FileGrant(root), copy, proxy,
                                         JobOperation::copyAndTranscode, PresetService::defaults().front(),
                                         ChecksumAlgorithm(), m_source.size, m_source.modified);
@@ -287,11 +285,9 @@ void NativeSmoke::queueAndRestore()
     if (!recovered->copyCommitted)
         fail("Copy commit was not persisted.");
 
-    for (MediaJob &entry : queue->mutableState().jobs) {
-        if (entry.id == job.id)
-            entry.outputDestination = retryProxy;
-    }
-    queue->save();
+    MediaJob redirected = *recovered;
+    redirected.outputDestination = retryProxy;
+    queue->repository().updateJob(redirected);
     queue->retry(job.id);
     queue->start();
     wait(*queue);
@@ -311,8 +307,7 @@ void NativeSmoke::standaloneTranscode(Workspace &workspace)
     const QString folder = m_support + QStringLiteral("/transcodes");
     if (!QDir().mkpath(folder))
         throw VantorError(QStringLiteral("Could not create the test folder: ") + folder);
-    queue.mutableState().transcodeDestination = FileGrant(folder);
-    queue.save();
+    queue.repository().setTranscodeDestination(FileGrant(folder));
     TranscodePreset preset = builtInPreset(QStringLiteral("Review File"));
     preset.suffix = QStringLiteral("_STANDALONE");
     const QUuid id = transcodeOne(workspace, preset, m_source, "Standalone enqueue failed.");
@@ -424,14 +419,13 @@ bool NativeSmoke::hardwareEncoding(Workspace &workspace)
 // Stage 9: saving a long history must leave the main thread free; a 10 ms timer measures it.
 void NativeSmoke::persistenceLoad(QueueService &queue)
 {
-    AppState &state = queue.mutableState();
-    const std::size_t kept = state.jobs.size();
-    MediaJob model = state.jobs.back();
+    MediaJob model = queue.state().jobs.back();
     model.status = JobStatus::complete;
-    state.jobs.reserve(kept + loadJobs);
-    for (int i = 0; i < loadJobs; ++i) {
-        model.id = QUuid::createUuid();
-        state.jobs.push_back(model);
+    std::vector<MediaJob> history(loadJobs, model);
+    std::vector<QUuid> ids;
+    for (MediaJob &entry : history) {
+        entry.id = QUuid::createUuid();
+        ids.push_back(entry.id);
     }
 
     QElapsedTimer clock;
@@ -447,15 +441,14 @@ void NativeSmoke::persistenceLoad(QueueService &queue)
         last = now;
     });
     heartbeat.start();
-    queue.save();
+    queue.repository().addJobs(history); // saved at once
     // Waits for the write on a thread of its own; the main thread keeps turning meanwhile.
     offMainThread([&] { queue.flush(); });
     const qint64 saveMs = clock.elapsed();
     worst = std::max(worst, saveMs - last);
     heartbeat.stop();
 
-    state.jobs.erase(state.jobs.begin() + long(kept), state.jobs.end());
-    queue.save();
+    queue.repository().removeJobs(ids);
     offMainThread([&] { queue.flush(); });
     if (queue.persistenceError())
         throw VantorError(*queue.persistenceError());

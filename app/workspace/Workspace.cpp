@@ -449,10 +449,7 @@ void Workspace::createProject()
         try {
             const ProjectContext project = ProjectCreationService::create(name, client, date, parent, projectTemplate);
             QMetaObject::invokeMethod(this, [this, project, folders = projectTemplate.folders.size()] {
-                AppState &state = m_queue->mutableState();
-                state.project = project;
-                state.projectGrant = FileGrant(project.root);
-                m_queue->save();
+                m_queue->repository().setProject(project);
                 Q_EMIT projectFieldsChanged();
                 setNotice(QStringLiteral("Project created \u00B7 %1 folders").arg(folders));
                 setPage(Page::ingest);
@@ -497,10 +494,7 @@ void Workspace::openProjectFolder(const QString &chosen)
     } else {
         project = ProjectContext{folderName, QString(), dateText(m_date), folder};
     }
-    AppState &state = m_queue->mutableState();
-    state.project = project;
-    state.projectGrant = FileGrant(folder);
-    m_queue->save();
+    m_queue->repository().setProject(project);
     setName(folderName);
     Q_EMIT projectFieldsChanged();
     setPage(Page::ingest);
@@ -515,8 +509,7 @@ void Workspace::chooseLocation()
 void Workspace::chooseTranscodeDestination()
 {
     if (const std::optional<QString> folder = directory(QStringLiteral("Transcode Output Folder"))) {
-        m_queue->mutableState().transcodeDestination = FileGrant(*folder);
-        m_queue->save();
+        m_queue->repository().setTranscodeDestination(FileGrant(*folder));
     }
 }
 
@@ -569,14 +562,7 @@ void Workspace::saveTemplate()
         setError(errorText(failure));
         return;
     }
-    std::vector<ProjectTemplate> &stored = m_queue->mutableState().templates;
-    const auto existing =
-        std::find_if(stored.begin(), stored.end(), [&](const ProjectTemplate &entry) { return entry.id == draft.id; });
-    if (existing != stored.end())
-        *existing = draft;
-    else
-        stored.push_back(draft);
-    m_queue->save();
+    m_queue->repository().putTemplate(draft);
     m_templateDraft = draft;
     Q_EMIT templateChanged();
     setNotice(QStringLiteral("Template saved"));
@@ -591,9 +577,8 @@ void Workspace::savePreset()
         custom.id = QUuid::createUuid();
         custom.name = NamingService::component(m_customPresetName);
         PresetService::validate(custom);
-        m_queue->mutableState().presets.push_back(custom);
+        m_queue->repository().addPreset(custom);
         setPreset(custom);
-        m_queue->save();
         setNotice(QStringLiteral("Custom preset saved"));
         setCustomPresetName(QString());
     } catch (const std::exception &failure) {
@@ -603,7 +588,7 @@ void Workspace::savePreset()
 
 void Workspace::removePreset(const QUuid &id)
 {
-    std::vector<TranscodePreset> &stored = m_queue->mutableState().presets;
+    const std::vector<TranscodePreset> &stored = m_queue->state().presets;
     const auto found =
         std::find_if(stored.begin(), stored.end(), [&](const TranscodePreset &preset) { return preset.id == id; });
     if (found == stored.end()) {
@@ -617,10 +602,9 @@ void Workspace::removePreset(const QUuid &id)
         return;
     }
     const QString name = found->name;
-    stored.erase(found);
+    m_queue->repository().removePreset(id);
     if (m_preset.id == id)
         setPreset(stored.empty() ? builtIns.first() : stored.front());
-    m_queue->save();
     setNotice(QString::fromUtf8("Preset \u201c") + name + QString::fromUtf8("\u201d removed"));
 }
 

@@ -6,7 +6,7 @@
 #include "planning/JobPlanner.h"
 #include "projects/ProjectTemplate.h"
 #include "queue/JobPhases.h"
-#include "queue/PersistenceQueue.h"
+#include "state/PersistenceQueue.h"
 #include "presets/TranscodePreset.h"
 #include "workspace/ImportPlan.h"
 #include "workspace/Page.h"

@@ -2,7 +2,7 @@
 #include "CliTest.h"
 #include "ClipMaker.h"
 #include "ingest/MediaIngestService.h"
-#include "queue/QueueLock.h"
+#include "state/QueueLock.h"
 #include "SampleRecords.h"
 
 #include <QDateTime>

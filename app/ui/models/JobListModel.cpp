@@ -1,6 +1,5 @@
 #include "models/JobListModel.h"
 
-#include "models/QueueChanges.h"
 #include "queue/QueueService.h"
 
 #include <QSet>
@@ -11,22 +10,34 @@ namespace vantor::ui {
 
 namespace {
 
-// What a row shows: a job whose fields here are unchanged keeps its row untouched.
-bool sameView(const MediaJob &a, const MediaJob &b)
+// The roles that show what an update changed.
+QList<int> rolesOf(JobChanges what)
 {
-    return a.status == b.status && a.progress == b.progress && a.phaseProgress == b.phaseProgress &&
-           a.elapsed == b.elapsed && a.error == b.error && a.sourceHash == b.sourceHash &&
-           a.destinationHash == b.destinationHash && a.source == b.source &&
-           a.copyDestination == b.copyDestination && a.outputDestination == b.outputDestination &&
-           a.operation == b.operation && a.checksum == b.checksum;
+    QList<int> roles;
+    if (what & JobChange::progress)
+        roles << JobListModel::ProgressRole << JobListModel::ElapsedRole << JobListModel::RemainingRole;
+    if (what & JobChange::status)
+        roles << JobListModel::StatusRole << JobListModel::StatusLabelRole << JobListModel::RemainingRole;
+    if (what & JobChange::message)
+        roles << JobListModel::ErrorRole;
+    if (what & JobChange::digests)
+        roles << JobListModel::HashRole;
+    if (what & JobChange::paths)
+        roles << Qt::DisplayRole << Qt::ToolTipRole << JobListModel::SourceRole << JobListModel::DestinationRole;
+    std::sort(roles.begin(), roles.end());
+    roles.erase(std::unique(roles.begin(), roles.end()), roles.end());
+    return roles;
 }
 
 } // namespace
 
-JobListModel::JobListModel(QueueService &queue, QObject *parent) : QAbstractListModel(parent), m_queue(queue)
+JobListModel::JobListModel(QueueService &queue, QObject *parent) : QAbstractListModel(parent), m_state(queue.repository())
 {
-    m_jobs = queue.state().jobs;
-    connect(new QueueChanges(queue, this), &QueueChanges::changed, this, &JobListModel::sync);
+    m_jobs = m_state.jobs();
+    connect(&m_state, &StateRepository::jobsInserted, this, &JobListModel::insert);
+    connect(&m_state, &StateRepository::jobsRemoved, this, &JobListModel::remove);
+    connect(&m_state, &StateRepository::jobMoved, this, &JobListModel::move);
+    connect(&m_state, &StateRepository::jobChanged, this, &JobListModel::change);
 }
 
 int JobListModel::rowCount(const QModelIndex &parent) const { return parent.isValid() ? 0 : int(m_jobs.size()); }
@@ -104,52 +115,38 @@ QVariant JobListModel::data(const QModelIndex &index, int role) const
 
 int JobListModel::row(const QUuid &id) const
 {
+    // The running job reports again and again: its row is looked at first.
+    if (m_lastRow < m_jobs.size() && m_jobs[m_lastRow].id == id)
+        return int(m_lastRow);
     for (std::size_t i = 0; i < m_jobs.size(); ++i) {
-        if (m_jobs[i].id == id)
+        if (m_jobs[i].id == id) {
+            m_lastRow = i;
             return int(i);
+        }
     }
     return -1;
 }
 
-void JobListModel::sync()
+void JobListModel::insert(int first, int last)
 {
-    const std::vector<MediaJob> &jobs = m_queue.state().jobs;
-    // Most changes are progress: the same jobs in the same order need no id sets, which
-    // would cost thousands of hashes on every refresh.
-    const bool sameJobs = jobs.size() == m_jobs.size()
-        && std::equal(jobs.begin(), jobs.end(), m_jobs.begin(),
-                      [](const MediaJob &a, const MediaJob &b) { return a.id == b.id; });
-    if (!sameJobs)
-        syncMembership(jobs);
-    updateChanged(jobs);
+    const std::vector<MediaJob> &jobs = m_state.jobs();
+    beginInsertRows(QModelIndex(), first, last);
+    m_jobs.insert(m_jobs.begin() + first, jobs.begin() + first, jobs.begin() + last + 1);
+    endInsertRows();
 }
 
-void JobListModel::syncMembership(const std::vector<MediaJob> &jobs)
+void JobListModel::remove(const QList<QUuid> &ids)
 {
-    QSet<QUuid> current;
-    current.reserve(qsizetype(jobs.size()));
-    for (const MediaJob &job : jobs)
-        current.insert(job.id);
-    removeGone(current);
-    QSet<QUuid> known;
-    known.reserve(qsizetype(m_jobs.size()));
-    for (const MediaJob &job : m_jobs)
-        known.insert(job.id);
-    reorder(jobs, known);
-    insertNew(jobs, known);
-}
-
-void JobListModel::removeGone(const QSet<QUuid> &kept)
-{
+    const QSet<QUuid> gone(ids.begin(), ids.end());
     // From the end, one removal per run of adjacent rows.
     int row = int(m_jobs.size()) - 1;
     while (row >= 0) {
-        if (kept.contains(m_jobs[std::size_t(row)].id)) {
+        if (!gone.contains(m_jobs[std::size_t(row)].id)) {
             --row;
             continue;
         }
         const int last = row;
-        while (row > 0 && !kept.contains(m_jobs[std::size_t(row - 1)].id))
+        while (row > 0 && gone.contains(m_jobs[std::size_t(row - 1)].id))
             --row;
         beginRemoveRows(QModelIndex(), row, last);
         m_jobs.erase(m_jobs.begin() + row, m_jobs.begin() + last + 1);
@@ -158,57 +155,27 @@ void JobListModel::removeGone(const QSet<QUuid> &kept)
     }
 }
 
-void JobListModel::reorder(const std::vector<MediaJob> &jobs, const QSet<QUuid> &known)
+void JobListModel::move(int from, int to)
 {
-    int target = 0;
-    for (const MediaJob &job : jobs) {
-        if (!known.contains(job.id))
-            continue;
-        if (m_jobs[std::size_t(target)].id != job.id) {
-            int from = target + 1;
-            while (m_jobs[std::size_t(from)].id != job.id)
-                ++from;
-            beginMoveRows(QModelIndex(), from, from, QModelIndex(), target);
-            std::rotate(m_jobs.begin() + target, m_jobs.begin() + from, m_jobs.begin() + from + 1);
-            endMoveRows();
-        }
-        ++target;
-    }
+    // Qt names the row before which the moved row lands, counted before the move.
+    beginMoveRows(QModelIndex(), from, from, QModelIndex(), to > from ? to + 1 : to);
+    if (from < to)
+        std::rotate(m_jobs.begin() + from, m_jobs.begin() + from + 1, m_jobs.begin() + to + 1);
+    else
+        std::rotate(m_jobs.begin() + to, m_jobs.begin() + from, m_jobs.begin() + from + 1);
+    endMoveRows();
 }
 
-void JobListModel::insertNew(const std::vector<MediaJob> &jobs, const QSet<QUuid> &known)
+void JobListModel::change(const QUuid &id, JobChanges what)
 {
-    std::size_t row = 0;
-    while (row < jobs.size()) {
-        if (known.contains(jobs[row].id)) {
-            ++row;
-            continue;
-        }
-        std::size_t end = row;
-        while (end < jobs.size() && !known.contains(jobs[end].id))
-            ++end;
-        beginInsertRows(QModelIndex(), int(row), int(end) - 1);
-        m_jobs.insert(m_jobs.begin() + qsizetype(row), jobs.begin() + qsizetype(row), jobs.begin() + qsizetype(end));
-        endInsertRows();
-        row = end;
-    }
-}
-
-void JobListModel::updateChanged(const std::vector<MediaJob> &jobs)
-{
-    std::size_t row = 0;
-    while (row < jobs.size()) {
-        if (sameView(m_jobs[row], jobs[row])) {
-            ++row;
-            continue;
-        }
-        const std::size_t first = row;
-        while (row < jobs.size() && !sameView(m_jobs[row], jobs[row])) {
-            m_jobs[row] = jobs[row];
-            ++row;
-        }
-        Q_EMIT dataChanged(index(int(first)), index(int(row) - 1));
-    }
+    const int at = row(id);
+    const MediaJob *job = m_state.job(id);
+    if (at < 0 || !job)
+        return;
+    m_jobs[std::size_t(at)] = *job;
+    const QList<int> roles = rolesOf(what);
+    if (!roles.isEmpty())
+        Q_EMIT dataChanged(index(at), index(at), roles);
 }
 
 } // namespace vantor::ui

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "jobs/MediaJob.h"
+#include "state/StateRepository.h"
 
 #include <QAbstractListModel>
 #include <QHash>
@@ -11,10 +12,9 @@ class QueueService;
 
 namespace vantor::ui {
 
-// The queue's jobs in queue order. On each change of the queue (at most one per QueueChanges
-// interval) it compares its copy with the queue's jobs by id: added and removed jobs become row insertions and removals, reordered ones
-// row moves, and only the rows whose job changed report dataChanged, so a progress tick never
-// resets the list.
+// The queue's jobs in queue order, following the state's per-job signals: added and removed
+// jobs become row insertions and removals, a move a row move, and an update one dataChanged for
+// that row and the roles it changed, so a progress tick never resets the list.
 class JobListModel : public QAbstractListModel {
     Q_OBJECT
 public:
@@ -48,15 +48,14 @@ public:
     static std::optional<double> remaining(const MediaJob &job);
 
 private:
-    void sync();
-    void syncMembership(const std::vector<MediaJob> &jobs);
-    void removeGone(const QSet<QUuid> &kept);
-    void reorder(const std::vector<MediaJob> &jobs, const QSet<QUuid> &known);
-    void insertNew(const std::vector<MediaJob> &jobs, const QSet<QUuid> &known);
-    void updateChanged(const std::vector<MediaJob> &jobs);
+    void insert(int first, int last);
+    void remove(const QList<QUuid> &ids);
+    void move(int from, int to);
+    void change(const QUuid &id, JobChanges what);
 
-    QueueService &m_queue;
-    std::vector<MediaJob> m_jobs;
+    StateRepository &m_state;
+    std::vector<MediaJob> m_jobs; // the rows as views last heard of them
+    mutable std::size_t m_lastRow = 0;
 };
 
 } // namespace vantor::ui

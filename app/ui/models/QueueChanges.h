@@ -9,10 +9,10 @@ class QueueService;
 
 namespace vantor::ui {
 
-// The queue's job changes at the pace a screen shows them. A running copy reports progress
-// hundreds of times a second; passing each report to views that look at every job would keep
-// the main thread busy, so a change is passed on at once and the ones that follow within the
-// interval are folded into one.
+// The queue's jobs coming, going, moving or changing status, for views that look at every job
+// (counts, notices). Progress alone is not passed on: a running copy reports it hundreds of times
+// a second. A change is passed on at once and the ones that follow within the interval are folded
+// into one.
 class QueueChanges : public QObject {
     Q_OBJECT
 public:

@@ -3,7 +3,7 @@
 #include "automation/WatchFolderService.h"
 #include "state/StateStore.h"
 #include "base/VantorError.h"
-#include "queue/OperationLog.h"
+#include "state/OperationLog.h"
 
 #include <QFile>
 #include <QTest>
@@ -100,9 +100,11 @@ TEST_F(WatchFolderServiceTest, EachRuleIsPolledOnItsOwnAndAFailingOneIsReported)
 {
     const QUuid inside = rule(QStringLiteral("Watched"), QStringLiteral("elsewhere"));
     // A destination inside the watched folder that reached the state by another way.
-    for (WatchFolder &entry : ws.queue().mutableState().watches)
-        if (entry.id == inside)
+    for (WatchFolder entry : ws.queue().state().watches)
+        if (entry.id == inside) {
             entry.destination = FileGrant(media.makeDir(QStringLiteral("Watched/out")));
+            ws.queue().repository().updateWatch(entry);
+        }
     rule(QStringLiteral("Shared"), QStringLiteral("out1"));
     rule(QStringLiteral("Shared"), QStringLiteral("out2"));
     rule(QStringLiteral("Off"), QStringLiteral("out3"), false);

@@ -1,9 +1,9 @@
 #include "TempDir.h"
 #include "base/VantorError.h"
-#include "queue/OperationLog.h"
-#include "queue/PersistenceQueue.h"
+#include "state/OperationLog.h"
+#include "state/PersistenceQueue.h"
 #include "queue/PowerPolicy.h"
-#include "queue/QueueLock.h"
+#include "state/QueueLock.h"
 
 #include <QDir>
 #include <QFile>

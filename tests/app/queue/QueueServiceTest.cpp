@@ -4,7 +4,7 @@
 #include "base/JsonCodec.h"
 #include "state/StateStore.h"
 #include "base/VantorError.h"
-#include "queue/OperationLog.h"
+#include "state/OperationLog.h"
 #include "queue/QueueService.h"
 
 #include <QCoreApplication>

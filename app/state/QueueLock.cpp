@@ -1,4 +1,4 @@
-#include "queue/QueueLock.h"
+#include "state/QueueLock.h"
 
 #include "base/VantorError.h"
 

@@ -1,4 +1,4 @@
-#include "queue/OperationLog.h"
+#include "state/OperationLog.h"
 
 #include "base/FileIo.h"
 

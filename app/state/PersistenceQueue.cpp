@@ -1,4 +1,4 @@
-#include "queue/PersistenceQueue.h"
+#include "state/PersistenceQueue.h"
 
 #include <pthread.h>
 
