@@ -453,8 +453,8 @@ void NativeSmoke::persistenceLoad(QueueService &queue)
     if (queue.persistenceError())
         throw VantorError(*queue.persistenceError());
     if (worst > stallLimitMs)
-        fail("Queue persistence stalled the main actor.");
-    m_print(QStringLiteral("PASS 5,000-job save: main actor heartbeat worst gap %1 ms, save %2 ms")
+        fail("Queue persistence stalled the main thread.");
+    m_print(QStringLiteral("PASS 5,000-job save: main-thread heartbeat worst gap %1 ms, save %2 ms")
                 .arg(worst)
                 .arg(saveMs));
 }

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "base/JobControl.h"
-#include "queue/PersistenceQueue.h"
+#include "state/PersistenceQueue.h"
 #include "transcode/MediaInfo.h"
 #include "presets/TranscodePreset.h"
 

@@ -84,7 +84,7 @@ TEST_F(SelfTest, PassesEndToEndAndReportsTheHeartbeat)
     else
         EXPECT_EQ(lines.first(), "PASS Hardware H.264 / HEVC, queue reorder, batch retry and sleep/wake policy");
     EXPECT_TRUE(lines.value(lines.size() - 2).contains(
-        QRegularExpression("^PASS 5,000-job save: main actor heartbeat worst gap \\d+ ms, save \\d+ ms$")))
+        QRegularExpression("^PASS 5,000-job save: main-thread heartbeat worst gap \\d+ ms, save \\d+ ms$")))
         << result.outText().toStdString();
     EXPECT_EQ(lines.last(), "PASS Native queue integration");
     EXPECT_EQ(leftovers(), QStringList());

@@ -312,7 +312,6 @@ TEST_F(StateRepositoryTest, ProgressSavesWhenDueOtherChangesAtOnce)
 // The caller that waits on a save (a publish) hears of its failure, and of nothing once it is on disk.
 TEST_F(StateRepositoryTest, AWaitedSaveReportsItsOutcome)
 {
-    ASSERT_TRUE(FileIo::Faults::available());
     const auto outcome = [&](bool fail) {
         MediaJob job = jobs().front();
         job.outputPublish = PublishRecord{fail ? 2 : 1, ChecksumAlgorithm::md5, QStringLiteral("cd34")};
