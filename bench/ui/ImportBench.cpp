@@ -6,6 +6,7 @@
 //  - the slowest repaint of the list while it is scrolled through, page by page.
 
 #include "BenchSupport.h"
+#include "WindowBenchSupport.h"
 #include "MainWindow.h"
 #include "ingest/MediaIngestService.h"
 #include "widgets/DropZone.h"
@@ -24,12 +25,6 @@
 using namespace vantor;
 
 namespace {
-
-struct NoChoices : UserChoices {
-    std::optional<QString> chooseFolder(const QString &) override { return std::nullopt; }
-    QStringList chooseFiles(const QString &) override { return {}; }
-    bool confirm(const QString &, const QString &) override { return false; }
-};
 
 constexpr int files = 5000;
 
@@ -58,7 +53,7 @@ struct Shown {
 
 Shown dropAndShow(const QString &support, const QString &card)
 {
-    NoChoices choices;
+    bench::NoChoices choices;
     auto workspace = std::make_unique<Workspace>(support, runJobPhases, &choices);
     workspace->setPage(Page::ingest);
     auto window = std::make_unique<ui::MainWindow>(*workspace);
@@ -67,15 +62,7 @@ Shown dropAndShow(const QString &support, const QString &card)
     auto *list = window->findChild<QListView *>(QStringLiteral("sourceList"));
     auto *zone = window->findChild<ui::DropZone *>(QStringLiteral("dropZone"));
     bool painted = false;
-    struct Watcher : QObject {
-        bool *painted;
-        bool eventFilter(QObject *, QEvent *event) override
-        {
-            if (event->type() == QEvent::Paint)
-                *painted = true;
-            return false;
-        }
-    } watcher;
+    bench::PaintWatcher watcher;
     watcher.painted = &painted;
     list->viewport()->installEventFilter(&watcher);
 

@@ -4,6 +4,7 @@
 // count is printed and must stay at the one probe made when it was selected.
 
 #include "BenchSupport.h"
+#include "WindowBenchSupport.h"
 
 #include "MainWindow.h"
 #include "pages/TranscodePage.h"
@@ -20,12 +21,6 @@
 using namespace vantor;
 
 namespace {
-
-struct NoChoices : UserChoices {
-    std::optional<QString> chooseFolder(const QString &) override { return std::nullopt; }
-    QStringList chooseFiles(const QString &) override { return {}; }
-    bool confirm(const QString &, const QString &) override { return false; }
-};
 
 struct PaintWatch : QObject {
     bool painted = false;
@@ -58,7 +53,7 @@ int main(int argc, char **argv)
                 QStringLiteral("testsrc2=size=1920x1080:rate=25"), QStringLiteral("-t"), QStringLiteral("1"),
                 QStringLiteral("-c:v"), QStringLiteral("libx264"), clip});
 
-    NoChoices choices;
+    bench::NoChoices choices;
     auto workspace = std::make_unique<Workspace>(base + QStringLiteral("/support"), runJobPhases, &choices);
     auto window = std::make_unique<ui::MainWindow>(*workspace);
     window->show();

@@ -6,6 +6,7 @@
 //  - the heap the window and its 5,000 rows take.
 
 #include "BenchSupport.h"
+#include "WindowBenchSupport.h"
 
 #include "MainWindow.h"
 #include "ingest/MediaIngestService.h"
@@ -24,12 +25,6 @@
 using namespace vantor;
 
 namespace {
-
-struct NoChoices : UserChoices {
-    std::optional<QString> chooseFolder(const QString &) override { return std::nullopt; }
-    QStringList chooseFiles(const QString &) override { return {}; }
-    bool confirm(const QString &, const QString &) override { return false; }
-};
 
 AppState historyOf(int count, const QString &root)
 {
@@ -52,7 +47,7 @@ AppState historyOf(int count, const QString &root)
 long heapKiB() { return long(mallinfo2().uordblks / 1024); }
 
 // Opens a workspace and its window on the Queue page; returns when the list has painted once.
-double firstPaint(const QString &support, std::unique_ptr<Workspace> &workspace, NoChoices &choices,
+double firstPaint(const QString &support, std::unique_ptr<Workspace> &workspace, bench::NoChoices &choices,
                   std::unique_ptr<ui::MainWindow> &window)
 {
     QElapsedTimer clock;
@@ -65,15 +60,7 @@ double firstPaint(const QString &support, std::unique_ptr<Workspace> &workspace,
                          ? window->findChild<QWidget *>(QStringLiteral("queue-empty"))
                          : window->findChild<QListView *>(QStringLiteral("queue-jobs"))->viewport();
     bool painted = false;
-    struct Watcher : QObject {
-        bool *painted;
-        bool eventFilter(QObject *, QEvent *event) override
-        {
-            if (event->type() == QEvent::Paint)
-                *painted = true;
-            return false;
-        }
-    } watcher;
+    bench::PaintWatcher watcher;
     watcher.painted = &painted;
     shown->installEventFilter(&watcher);
     window->show();
@@ -89,7 +76,7 @@ double openingSeconds(int jobs)
     const QString support = bench::scratch(QStringLiteral("window-open"));
     QDir(support).removeRecursively();
     StateStore::save(historyOf(jobs, support + QStringLiteral("/project")), support);
-    NoChoices choices;
+    bench::NoChoices choices;
     double best = 1e9;
     for (int round = 0; round < 3; ++round) {
         std::unique_ptr<Workspace> workspace;
@@ -116,7 +103,7 @@ double heartbeatDuringCopy(double &copySeconds)
             source.write(block);
     }
     StateStore::save(historyOf(5000, root), support);
-    NoChoices choices;
+    bench::NoChoices choices;
     std::unique_ptr<Workspace> workspace;
     std::unique_ptr<ui::MainWindow> window;
     firstPaint(support, workspace, choices, window);
@@ -171,7 +158,7 @@ int main(int argc, char **argv)
         const QString support = bench::scratch(QStringLiteral("window-memory"));
         QDir(support).removeRecursively();
         StateStore::save(historyOf(5000, support + QStringLiteral("/project")), support);
-        NoChoices choices;
+        bench::NoChoices choices;
         std::unique_ptr<Workspace> workspace;
         std::unique_ptr<ui::MainWindow> window;
         workspace = std::make_unique<Workspace>(support, runJobPhases, &choices);
