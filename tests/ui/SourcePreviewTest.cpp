@@ -64,6 +64,7 @@ protected:
         host = std::make_unique<QWidget>();
         inspector = new SourceInspector(*workspace, host.get());
         new ui::SourceInspectorPanel(*workspace, *inspector, host.get());
+        host->show(); // the player loads only what can be seen
         workspace->receive({ clip(QStringLiteral("A.mov")), clip(QStringLiteral("B.mkv")),
                                clip(QStringLiteral("tone.wav")) },
             Page::transcode);

@@ -196,7 +196,9 @@ void SourceInspectorPanel::showSource()
         picture.loadFromData(m_inspector.still(), "PNG");
         m_still->setPixmap(picture.scaled(m_preview->size(), Qt::KeepAspectRatio, Qt::SmoothTransformation));
     }
-    if (*selected == m_playing)
+    // The player loads a source only where it can be seen: opening one builds a media pipeline
+    // on the main thread, which a drop onto the Import page should not pay for.
+    if (!isVisible() || *selected == m_playing)
         return;
     m_playing = *selected;
     m_still->clear();
@@ -225,6 +227,12 @@ void SourceInspectorPanel::showSource()
     m_preview->setCurrentIndex(playerPage);
     m_player->setSource(QUrl::fromLocalFile(*selected));
     m_loading->start();
+}
+
+void SourceInspectorPanel::showEvent(QShowEvent *event)
+{
+    PanelSurface::showEvent(event);
+    showSource();
 }
 
 // The player cannot show this source: the engine renders a still of it instead.

@@ -27,6 +27,9 @@ class SourceInspectorPanel : public PanelSurface {
 public:
     SourceInspectorPanel(Workspace &workspace, SourceInspector &inspector, QWidget *parent = nullptr);
 
+protected:
+    void showEvent(QShowEvent *event) override;
+
 private:
     void refresh();
     void showSource();
