@@ -1,5 +1,6 @@
 #include "pages/ImportPage.h"
 
+#include "widgets/Binding.h"
 #include "Theme.h"
 #include "models/SourceListModel.h"
 #include "pages/FolderAutomationSheet.h"
@@ -26,12 +27,6 @@
 namespace vantor::ui {
 
 namespace {
-
-template <typename Widget> Widget *named(Widget *widget, const char *objectName)
-{
-    widget->setObjectName(QLatin1String(objectName));
-    return widget;
-}
 
 QLabel *mutedLabel(const char *objectName, QWidget *parent)
 {

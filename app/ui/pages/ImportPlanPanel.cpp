@@ -1,5 +1,6 @@
 #include "pages/ImportPlanPanel.h"
 
+#include "widgets/Binding.h"
 #include "Theme.h"
 #include "base/VantorError.h"
 #include "queue/QueueService.h"
@@ -24,31 +25,11 @@ namespace {
 
 const ChecksumAlgorithm::Value offeredChecksums[] = { ChecksumAlgorithm::xxHash, ChecksumAlgorithm::sha256 };
 
-template <typename Widget> Widget *named(Widget *widget, const char *objectName)
-{
-    widget->setObjectName(QLatin1String(objectName));
-    return widget;
-}
-
 QCheckBox *toggle(const QString &label, const char *objectName, QWidget *parent)
 {
     auto *box = named(new QCheckBox(label, parent), objectName);
     box->setAccessibleName(label);
     return box;
-}
-
-void setTextQuietly(QLineEdit *field, const QString &text)
-{
-    if (field->text() == text)
-        return;
-    const QSignalBlocker blocker(field);
-    field->setText(text);
-}
-
-void setCheckedQuietly(QCheckBox *box, bool checked)
-{
-    const QSignalBlocker blocker(box);
-    box->setChecked(checked);
 }
 
 QVBoxLayout *tabLayout(QWidget *tab)

@@ -1,5 +1,6 @@
 #include "pages/ProjectPage.h"
 
+#include "widgets/Binding.h"
 #include "Theme.h"
 #include "models/TemplateListModel.h"
 #include "queue/QueueService.h"
@@ -25,23 +26,6 @@
 
 namespace vantor::ui {
 
-namespace {
-
-template <typename Widget> Widget *named(Widget *widget, const char *objectName)
-{
-    widget->setObjectName(QLatin1String(objectName));
-    return widget;
-}
-
-void setTextQuietly(QLineEdit *field, const QString &text)
-{
-    if (field->text() == text)
-        return;
-    const QSignalBlocker blocker(field);
-    field->setText(text);
-}
-
-} // namespace
 
 ProjectPage::ProjectPage(Workspace &workspace, QWidget *parent)
     : QWidget(parent), m_workspace(workspace), m_templates(new TemplateListModel(workspace, this)),
