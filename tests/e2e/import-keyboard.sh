@@ -26,12 +26,15 @@ for attempt in $(seq 1 8); do
   sleep 3
   python3 "$here/keys.py" ctrl+o
   sleep 3
-  python3 "$here/keys.py" "type:$project" Return
+  # Ctrl+A first: a dialog left open by an earlier attempt keeps its text.
+  python3 "$here/keys.py" ctrl+a "type:$project" Return
   for second in $(seq 1 5); do
     if grep -qF "\"$project\"" "$VANTOR_SUPPORT_DIR/state.json" 2>/dev/null; then
       opened=yes
       break 2
     fi
+    # The dialog's completer may take the first Return as picking its suggestion.
+    [ "$second" = 2 ] && python3 "$here/keys.py" Return
     sleep 1
   done
 done

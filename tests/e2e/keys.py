@@ -3,8 +3,8 @@
 
 Usage: keys.py KEY...   where KEY is a key name such as Return, optionally with modifiers
 joined by "+": ctrl+Return, ctrl+q; or "type:TEXT" to type TEXT (letters, digits, "/-._ "). Without a window manager nothing gives a window the
-keyboard, so the top-level window under the pointer (moved to the top-left part of the screen,
-where the window opens) is given the input focus first, as a window manager would on a click.
+keyboard, so the topmost shown top-level window is given the input focus first, as a window
+manager would give it to a newly opened dialog.
 """
 import ctypes
 import sys
@@ -20,12 +20,9 @@ x11.XKeysymToKeycode.argtypes = [ctypes.c_void_p, ctypes.c_ulong]
 x11.XFlush.argtypes = [ctypes.c_void_p]
 x11.XDefaultRootWindow.restype = ctypes.c_ulong
 x11.XDefaultRootWindow.argtypes = [ctypes.c_void_p]
-x11.XQueryPointer.argtypes = [ctypes.c_void_p, ctypes.c_ulong] + [ctypes.POINTER(ctypes.c_ulong)] * 2 + \
-    [ctypes.POINTER(ctypes.c_int)] * 4 + [ctypes.POINTER(ctypes.c_uint)]
 x11.XSetInputFocus.argtypes = [ctypes.c_void_p, ctypes.c_ulong, ctypes.c_int, ctypes.c_ulong]
 x11.XCloseDisplay.argtypes = [ctypes.c_void_p]
 xtest.XTestFakeKeyEvent.argtypes = [ctypes.c_void_p, ctypes.c_uint, ctypes.c_int, ctypes.c_ulong]
-xtest.XTestFakeMotionEvent.argtypes = [ctypes.c_void_p, ctypes.c_int, ctypes.c_int, ctypes.c_int, ctypes.c_ulong]
 
 MODIFIERS = {"ctrl": "Control_L", "shift": "Shift_L", "alt": "Alt_L"}
 PUNCTUATION = {"/": "slash", "-": "minus", ".": "period", "_": "shift+underscore", " ": "space"}
@@ -42,15 +39,37 @@ def code(name):
     return keycode
 
 
-xtest.XTestFakeMotionEvent(display, -1, 200, 200, 0)
-x11.XFlush(display)
-root, child = ctypes.c_ulong(), ctypes.c_ulong()
-numbers = [ctypes.c_int() for _ in range(4)]
-mask = ctypes.c_uint()
-x11.XQueryPointer(display, x11.XDefaultRootWindow(display), ctypes.byref(root), ctypes.byref(child),
-                  *[ctypes.byref(number) for number in numbers], ctypes.byref(mask))
-if child.value:
-    x11.XSetInputFocus(display, child.value, 2, 0)  # RevertToParent, CurrentTime
+class WindowAttributes(ctypes.Structure):
+    _fields_ = [("x", ctypes.c_int), ("y", ctypes.c_int), ("width", ctypes.c_int), ("height", ctypes.c_int),
+                ("border_width", ctypes.c_int), ("depth", ctypes.c_int), ("visual", ctypes.c_void_p),
+                ("root", ctypes.c_ulong), ("c_class", ctypes.c_int), ("bit_gravity", ctypes.c_int),
+                ("win_gravity", ctypes.c_int), ("backing_store", ctypes.c_int), ("backing_planes", ctypes.c_ulong),
+                ("backing_pixel", ctypes.c_ulong), ("save_under", ctypes.c_int), ("colormap", ctypes.c_ulong),
+                ("map_installed", ctypes.c_int), ("map_state", ctypes.c_int), ("all_event_masks", ctypes.c_long),
+                ("your_event_mask", ctypes.c_long), ("do_not_propagate_mask", ctypes.c_long),
+                ("override_redirect", ctypes.c_int), ("screen", ctypes.c_void_p)]
+
+
+x11.XQueryTree.argtypes = [ctypes.c_void_p, ctypes.c_ulong, ctypes.POINTER(ctypes.c_ulong),
+                           ctypes.POINTER(ctypes.c_ulong), ctypes.POINTER(ctypes.POINTER(ctypes.c_ulong)),
+                           ctypes.POINTER(ctypes.c_uint)]
+x11.XGetWindowAttributes.argtypes = [ctypes.c_void_p, ctypes.c_ulong, ctypes.POINTER(WindowAttributes)]
+x11.XFree.argtypes = [ctypes.c_void_p]
+
+# The topmost shown top-level window gets the keyboard: a dialog opened by an earlier key, else
+# the main window. Popups (menus, completers) are override-redirect and keep what they have.
+root, parent = ctypes.c_ulong(), ctypes.c_ulong()
+children, count = ctypes.POINTER(ctypes.c_ulong)(), ctypes.c_uint()
+x11.XQueryTree(display, x11.XDefaultRootWindow(display), ctypes.byref(root), ctypes.byref(parent),
+               ctypes.byref(children), ctypes.byref(count))
+for index in reversed(range(count.value)):  # the children come bottom first
+    attributes = WindowAttributes()
+    if x11.XGetWindowAttributes(display, children[index], ctypes.byref(attributes)) \
+            and attributes.map_state == 2 and not attributes.override_redirect:  # IsViewable
+        x11.XSetInputFocus(display, children[index], 2, 0)  # RevertToParent, CurrentTime
+        break
+if children:
+    x11.XFree(children)
 chords = []
 for argument in sys.argv[1:]:
     if not argument.startswith("type:"):
