@@ -24,10 +24,13 @@ ImportPlan ImportPlan::settle(const std::vector<MediaJob> &jobs, ChecksumAlgorit
         }
         plan.offloaded.push_back(job);
         const QString output = job.outputDestination.value_or(QString());
-        if (job.operation.transcodes() && !QFileInfo(output).exists() && !QFileInfo(output).isSymLink())
-            plan.jobs.push_back(MediaJob::make(job.source, job.sourceGrant, job.destinationRoot, job.destinationGrant,
-                                               std::nullopt, job.outputDestination, JobOperation::transcode,
-                                               job.preset, std::nullopt, job.bytes, job.modified));
+        if (job.operation.transcodes() && !QFileInfo(output).exists() && !QFileInfo(output).isSymLink()) {
+            MediaJob transcode = MediaJob::make(job.source, job.sourceGrant, job.destinationRoot, job.destinationGrant,
+                                                std::nullopt, job.outputDestination, JobOperation::transcode,
+                                                job.preset, std::nullopt, job.bytes, job.modified);
+            transcode.sourceRoot = job.sourceRoot;
+            plan.jobs.push_back(std::move(transcode));
+        }
     }
     return plan;
 }

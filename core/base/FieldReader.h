@@ -35,6 +35,7 @@ public:
     // Any of the above for an optional member: left empty when the key is absent or null.
     void string(const char *key, std::optional<QString> &value) { optional(key, value, &FieldReader::string); }
     void fileUrl(const char *key, std::optional<QString> &value) { optional(key, value, &FieldReader::fileUrl); }
+    void folderUrl(const char *key, std::optional<QString> &value) { fileUrl(key, value); }
     void date(const char *key, std::optional<Timestamp> &value) { optional(key, value, &FieldReader::date); }
     void base64(const char *key, std::optional<QByteArray> &value) { optional(key, value, &FieldReader::base64); }
     template <typename T> void enumeration(const char *key, std::optional<T> &value)

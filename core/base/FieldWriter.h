@@ -46,6 +46,11 @@ public:
         if (value)
             fileUrl(key, *value);
     }
+    void folderUrl(const char *key, const std::optional<QString> &value)
+    {
+        if (value)
+            folderUrl(key, *value);
+    }
     void date(const char *key, const std::optional<Timestamp> &value)
     {
         if (value)

@@ -43,6 +43,9 @@ struct MediaJob {
     std::optional<PublishRecord> outputPublish;
     std::optional<Timestamp> started; // when the job last started; absent before
     std::optional<Timestamp> finished; // when it last ended; absent while it waits or runs
+    // The card or dropped folder the source was found in, so its files are judged and sealed
+    // together; absent for a lone file and in older state files.
+    std::optional<QString> sourceRoot;
 
     // A new waiting job with a fresh id, made now.
     static MediaJob make(const QString &source, const FileGrant &sourceGrant, const QString &destinationRoot,
@@ -86,6 +89,7 @@ struct MediaJob {
         v.record("outputPublish", self.outputPublish);
         v.date("started", self.started);
         v.date("finished", self.finished);
+        v.folderUrl("sourceRoot", self.sourceRoot);
     }
     QJsonObject toJson() const; // as written to the state file
     static MediaJob fromJson(const QJsonValue &value); // strict; throws DecodingError

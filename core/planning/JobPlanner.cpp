@@ -111,6 +111,15 @@ QString outputName(const JobPlan &plan, const SourceFile &source, int index)
     return copyName(base, source);
 }
 
+std::optional<QString> sourceRoot(const SourceFile &source)
+{
+    const QString path = QDir::cleanPath(source.url);
+    const qsizetype slash = source.relative.indexOf(QLatin1Char('/'));
+    if (slash < 0 || !path.endsWith(QLatin1Char('/') + source.relative))
+        return std::nullopt;
+    return path.left(path.size() - source.relative.size() + slash);
+}
+
 std::vector<MediaJob> plan(const JobPlan &plan, const std::vector<SourceFile> &sources)
 {
     const QString root = QDir::cleanPath(plan.root);
@@ -140,9 +149,11 @@ std::vector<MediaJob> plan(const JobPlan &plan, const std::vector<SourceFile> &s
             if (*outputTarget == sourcePath)
                 throw VantorError(QStringLiteral("The output would replace a source. Choose another suffix or folder."));
         }
-        jobs.push_back(MediaJob::make(source.url, source.grant, root, plan.grant, copyTarget, outputTarget, *operation,
+        MediaJob job = MediaJob::make(source.url, source.grant, root, plan.grant, copyTarget, outputTarget, *operation,
                                       preset, operation->copies() ? plan.checksum : std::nullopt, source.size,
-                                      source.modified));
+                                      source.modified);
+        job.sourceRoot = sourceRoot(source);
+        jobs.push_back(std::move(job));
     }
     return jobs;
 }

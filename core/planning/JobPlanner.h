@@ -50,6 +50,10 @@ QString stem(const JobPlan &plan, const SourceFile &source, int index);
 // Throws as stem() does.
 QString outputName(const JobPlan &plan, const SourceFile &source, int index);
 
+// The card or folder that was added and holds the source: "/media/A001" for the relative path
+// "A001/CLIP/C0001.MXF" of "/media/A001/CLIP/C0001.MXF"; none for a file added on its own.
+std::optional<QString> sourceRoot(const SourceFile &source);
+
 // One job per source that the operation takes, in order. Throws VantorError: an invalid
 // preset, folder or name, or a target that is its own source.
 std::vector<MediaJob> plan(const JobPlan &plan, const std::vector<SourceFile> &sources);

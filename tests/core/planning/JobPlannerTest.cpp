@@ -185,6 +185,25 @@ TEST(JobPlanner, TemporaryFilesLieBesideTheirTargetsNamedAfterTheJob)
     EXPECT_NE(jobs[0].id, jobs[1].id);
 }
 
+TEST(JobPlanner, EachJobKnowsTheCardItCameFromAndKeepsItThroughTheStateFile)
+{
+    const std::vector<SourceFile> sources{source(QStringLiteral("A001/CLIP/C0001.MXF")), source(QStringLiteral("A001/x.wav")),
+                                          source(QStringLiteral("b.mov")),
+                                          {QStringLiteral("/media/My Card/a.mov"), QStringLiteral("My Card/a.mov"),
+                                           FileGrant(QStringLiteral("/media")), 1, Timestamp()}};
+    const std::vector<MediaJob> jobs = JobPlanner::plan(projectPlan(), sources);
+    ASSERT_EQ(jobs.size(), 4u);
+    const std::vector<std::optional<QString>> roots{QStringLiteral("/media/A001"), QStringLiteral("/media/A001"), std::nullopt,
+                                                    QStringLiteral("/media/My Card")};
+    for (std::size_t i = 0; i < jobs.size(); ++i) {
+        EXPECT_EQ(jobs[i].sourceRoot, roots[i]) << i;
+        EXPECT_EQ(MediaJob::fromJson(jobs[i].toJson()).sourceRoot, roots[i]) << i;
+    }
+    QJsonObject older = jobs[0].toJson();
+    older.remove(QStringLiteral("sourceRoot"));
+    EXPECT_EQ(MediaJob::fromJson(older).sourceRoot, std::nullopt);
+}
+
 TEST(JobPlanner, OutputNameIsTheTranscodesForVideoAndTheCopysOtherwise)
 {
     JobPlan plan = projectPlan();
