@@ -25,12 +25,12 @@ protected:
 
 TEST_F(SettingsPageTest, ImportDefaultsReachTheWorkspaceAndSurviveARestart)
 {
-    EXPECT_TRUE(find<QCheckBox>(QStringLiteral("verifyCopies"))->isChecked());
-    EXPECT_EQ(find<QComboBox>(QStringLiteral("verificationMethod"))->currentText(), QStringLiteral("xxHash64"));
+    EXPECT_TRUE(find<QCheckBox>("verifyCopies")->isChecked());
+    EXPECT_EQ(find<QComboBox>("verificationMethod")->currentText(), "xxHash64");
 
-    click(QStringLiteral("verifyCopies"));
-    click(QStringLiteral("preserveFolders"));
-    QTest::keyClick(find<QComboBox>(QStringLiteral("verificationMethod")), Qt::Key_Down);
+    click("verifyCopies");
+    click("preserveFolders");
+    QTest::keyClick(find<QComboBox>("verificationMethod"), Qt::Key_Down);
     EXPECT_FALSE(workspace->verify());
     EXPECT_FALSE(workspace->hierarchy());
     EXPECT_EQ(workspace->algorithm(), ChecksumAlgorithm::sha256);
@@ -39,37 +39,37 @@ TEST_F(SettingsPageTest, ImportDefaultsReachTheWorkspaceAndSurviveARestart)
     EXPECT_FALSE(workspace->verify());
     EXPECT_FALSE(workspace->hierarchy());
     EXPECT_EQ(workspace->algorithm(), ChecksumAlgorithm::sha256);
-    EXPECT_FALSE(find<QCheckBox>(QStringLiteral("verifyCopies"))->isChecked());
-    EXPECT_FALSE(find<QCheckBox>(QStringLiteral("preserveFolders"))->isChecked());
-    EXPECT_EQ(find<QComboBox>(QStringLiteral("verificationMethod"))->currentText(), QStringLiteral("SHA-256"));
+    EXPECT_FALSE(find<QCheckBox>("verifyCopies")->isChecked());
+    EXPECT_FALSE(find<QCheckBox>("preserveFolders")->isChecked());
+    EXPECT_EQ(find<QComboBox>("verificationMethod")->currentText(), "SHA-256");
 
     // A change made elsewhere (the Import page) shows here too, without being stored.
     workspace->setVerify(true);
-    EXPECT_TRUE(find<QCheckBox>(QStringLiteral("verifyCopies"))->isChecked());
-    EXPECT_EQ(QSettings(QStringLiteral("Vantor"), QStringLiteral("Vantor")).value(QStringLiteral("import.verify")).toString(),
-              QStringLiteral("false"));
+    EXPECT_TRUE(find<QCheckBox>("verifyCopies")->isChecked());
+    EXPECT_EQ(QSettings("Vantor", "Vantor").value("import.verify").toString(),
+              "false");
 }
 
 TEST_F(SettingsPageTest, StorageAndLogOpenOnTheDesktop)
 {
-    click(QStringLiteral("openLog"));
-    test::expectRefusal(*this, QStringLiteral("The operation log does not exist yet: ") + support
-                                   + QStringLiteral("/operations.log"));
+    click("openLog");
+    test::expectRefusal(*this, "The operation log does not exist yet: " + support
+                                   + "/operations.log");
     EXPECT_TRUE(desktop.opened.isEmpty());
 
-    click(QStringLiteral("showStorage"));
-    workspace->queue().log(QStringLiteral("written"));
+    click("showStorage");
+    workspace->queue().log("written");
     workspace->queue().flush();
-    click(QStringLiteral("openLog"));
+    click("openLog");
     EXPECT_EQ(desktop.opened, (QList<QUrl>{QUrl::fromLocalFile(support),
-                                           QUrl::fromLocalFile(support + QStringLiteral("/operations.log"))}));
+                                           QUrl::fromLocalFile(support + "/operations.log")}));
 }
 
 class FolderAutomationTest : public SettingsPageTest {
 protected:
     ui::FolderAutomationSheet &openSheet()
     {
-        click(QStringLiteral("openAutomation"));
+        click("openAutomation");
         auto *sheet = window->findChild<ui::FolderAutomationSheet *>();
         EXPECT_TRUE(sheet && sheet->isVisible());
         return *sheet;
@@ -77,68 +77,63 @@ protected:
     QStringList rows(ui::FolderAutomationSheet &sheet)
     {
         QStringList shown;
-        QAbstractItemModel *model = sheet.findChild<QListView *>(QStringLiteral("watchRules"))->model();
+        QAbstractItemModel *model = sheet.findChild<QListView *>("watchRules")->model();
         for (int row = 0; row < model->rowCount(); ++row) {
             const QModelIndex index = model->index(row, 0);
             shown << index.data().toString() + (index.data(Qt::CheckStateRole).toInt() == Qt::Checked ? " [on]" : "");
         }
         return shown;
     }
-    void press(ui::FolderAutomationSheet &sheet, const QString &button)
-    {
-        auto *target = sheet.findChild<QAbstractButton *>(button);
-        ASSERT_TRUE(target && target->isVisible() && target->isEnabled()) << button.toStdString();
-        QTest::mouseClick(target, Qt::LeftButton);
-    }
+    void press(ui::FolderAutomationSheet &sheet, const QString &button) { clickIn(&sheet, button); }
 };
 
 TEST_F(FolderAutomationTest, ARuleWhoseDestinationIsInsideTheWatchedFolderIsRefused)
 {
-    const QString watched = dir.makeDir(QStringLiteral("Incoming"));
+    const QString watched = dir.makeDir("Incoming");
     ui::FolderAutomationSheet &sheet = openSheet();
-    auto *error = sheet.findChild<QLabel *>(QStringLiteral("sheetError"));
-    for (const QString &destination : {watched, dir.makeDir(QStringLiteral("Incoming/Proxies"))}) {
+    auto *error = sheet.findChild<QLabel *>("sheetError");
+    for (const QString &destination : {watched, dir.makeDir("Incoming/Proxies")}) {
         answers.folders << watched << destination;
-        press(sheet, QStringLiteral("addWatchFolder"));
-        test::expectRefusal(*this, QStringLiteral("Choose a destination outside the watched folder."));
+        press(sheet, "addWatchFolder");
+        test::expectRefusal(*this, "Choose a destination outside the watched folder.");
         EXPECT_TRUE(error->isVisible());
         EXPECT_EQ(error->text(), *workspace->error());
         EXPECT_TRUE(workspace->queue().state().watches.empty());
     }
-    EXPECT_EQ(answers.asked.mid(0, 2), (QStringList{QStringLiteral("Choose folder to watch"),
-                                                    QStringLiteral("Choose transcode destination")}));
+    EXPECT_EQ(answers.asked.mid(0, 2), (QStringList{"Choose folder to watch",
+                                                    "Choose transcode destination"}));
 }
 
 TEST_F(FolderAutomationTest, RulesAreAddedDisabledThenEnabledDisabledAndRemoved)
 {
-    const QString watched = dir.makeDir(QStringLiteral("Incoming"));
-    const QString output = dir.makeDir(QStringLiteral("Proxies"));
+    const QString watched = dir.makeDir("Incoming");
+    const QString output = dir.makeDir("Proxies");
     ui::FolderAutomationSheet &sheet = openSheet();
-    auto *list = sheet.findChild<QListView *>(QStringLiteral("watchRules"));
+    auto *list = sheet.findChild<QListView *>("watchRules");
     EXPECT_FALSE(list->isVisible());
 
     answers.folders << watched << output;
-    press(sheet, QStringLiteral("addWatchFolder"));
-    EXPECT_FALSE(sheet.findChild<QLabel *>(QStringLiteral("sheetError"))->isVisible());
-    const QString row = watched + QStringLiteral("\n\u2192 ") + output + QStringLiteral("\nPreset: ") + workspace->preset().name;
+    press(sheet, "addWatchFolder");
+    EXPECT_FALSE(sheet.findChild<QLabel *>("sheetError")->isVisible());
+    const QString row = watched + "\n\u2192 " + output + "\nPreset: " + workspace->preset().name;
     EXPECT_EQ(rows(sheet), QStringList{row});
     ASSERT_TRUE(list->isVisible());
 
     list->setCurrentIndex(list->model()->index(0, 0));
     QTest::keyClick(list, Qt::Key_Space);
     EXPECT_TRUE(workspace->queue().state().watches.front().enabled);
-    EXPECT_EQ(rows(sheet), QStringList{row + QStringLiteral(" [on]")});
+    EXPECT_EQ(rows(sheet), QStringList{row + " [on]"});
     QTest::keyClick(list, Qt::Key_Space);
     EXPECT_FALSE(workspace->queue().state().watches.front().enabled);
 
-    press(sheet, QStringLiteral("removeWatchFolder"));
+    press(sheet, "removeWatchFolder");
     EXPECT_TRUE(workspace->queue().state().watches.empty());
     EXPECT_FALSE(list->isVisible());
     workspace->queue().flush();
     EXPECT_TRUE(StateStore::load(support).watches.empty());
 
     QPointer<ui::FolderAutomationSheet> closed(&sheet);
-    press(sheet, QStringLiteral("doneAutomation"));
+    press(sheet, "doneAutomation");
     EXPECT_TRUE(waitUntil([&] { return closed.isNull(); }));
 }
 

@@ -28,25 +28,16 @@ protected:
     static void SetUpTestSuite()
     {
         clips = std::make_unique<test::TempDir>();
-        test::makeClip(
-            clip(QStringLiteral("A.mov")), { .seconds = 1, .timecode = QStringLiteral("01:00:00:00") });
-        const QString subtitles
-            = clips->write(QStringLiteral("B.srt"), "1\n00:00:00,000 --> 00:00:00,400\nHello\n");
-        const QString chapters = clips->write(QStringLiteral("B.txt"),
-            ";FFMETADATA1\n[CHAPTER]\nTIMEBASE=1/1000\nSTART=0\n"
-            "END=500\n[CHAPTER]\nTIMEBASE=1/1000\nSTART=500\nEND=1000\n");
-        test::makeClip(clip(QStringLiteral("B.mkv")),
-            { .width = 640,
-                .height = 360,
-                .seconds = 1,
-                .rate = QStringLiteral("30000/1001"),
-                .audioChannels = 0,
-                .extraInputs = { QStringLiteral("-i"), subtitles, QStringLiteral("-i"), chapters },
-                .extraArguments = { QStringLiteral("-map"), QStringLiteral("0:v"), QStringLiteral("-map"),
-                    QStringLiteral("1:s"), QStringLiteral("-map_chapters"), QStringLiteral("2") } });
-        test::makeClip(clip(QStringLiteral("C.nut")), { .seconds = 1, .audioChannels = 0 });
-        test::runFfmpeg({ QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
-            QStringLiteral("sine=duration=0.5"), clip(QStringLiteral("tone.wav")) });
+        test::makeClip(clip("A.mov"), { .seconds = 1, .timecode = "01:00:00:00" });
+        const QString subtitles = clips->write("B.srt", "1\n00:00:00,000 --> 00:00:00,400\nHello\n");
+        const QString chapters = clips->write("B.txt",
+            ";FFMETADATA1\n[CHAPTER]\nTIMEBASE=1/1000\nSTART=0\nEND=500\n[CHAPTER]\nTIMEBASE=1/1000\nSTART=500\nEND=1000\n");
+        test::makeClip(clip("B.mkv"),
+            { .width = 640, .height = 360, .seconds = 1, .rate = "30000/1001", .audioChannels = 0,
+                .extraInputs = { "-i", subtitles, "-i", chapters },
+                .extraArguments = { "-map", "0:v", "-map", "1:s", "-map_chapters", "2" } });
+        test::makeClip(clip("C.nut"), { .seconds = 1, .audioChannels = 0 });
+        test::runFfmpeg({ "-f", "lavfi", "-i", "sine=duration=0.5", clip("tone.wav") });
     }
     static void TearDownTestSuite() { clips.reset(); }
 
@@ -59,34 +50,24 @@ protected:
     void SetUp() override
     {
         open();
-        workspace->setPreset(TranscodePreset(QUuid::createUuid(), QStringLiteral("Proxy"), Codec::h264,
-            QStringLiteral("mp4"), 0, 100, 23, 8, AudioMode::none, 48000, 24, 0, QStringLiteral("_proxy")));
+        workspace->setPreset(TranscodePreset(QUuid::createUuid(), "Proxy", Codec::h264, "mp4", 0, 100, 23, 8,
+            AudioMode::none, 48000, 24, 0, "_proxy"));
         host = std::make_unique<QWidget>();
         inspector = new SourceInspector(*workspace, host.get());
         new ui::SourceInspectorPanel(*workspace, *inspector, host.get());
         host->show(); // the player loads only what can be seen
-        workspace->receive({ clip(QStringLiteral("A.mov")), clip(QStringLiteral("B.mkv")),
-                               clip(QStringLiteral("tone.wav")) },
-            Page::transcode);
+        workspace->receive({ clip("A.mov"), clip("B.mkv"), clip("tone.wav") }, Page::transcode);
         ASSERT_TRUE(waitUntil([&] { return !workspace->scanning() && workspace->sources().size() == 3; }));
         ASSERT_TRUE(inspected());
     }
     void TearDown() override { host.reset(); }
 
-    bool inspected()
-    {
-        return waitUntil([&] { return !inspector->inspecting(); });
-    }
-    template <typename T = QLabel> T *shown(const QString &name)
-    {
-        T *found = host->findChild<T *>(name);
-        EXPECT_NE(found, nullptr) << name.toStdString();
-        return found;
-    }
+    bool inspected() { return waitUntil([&] { return !inspector->inspecting(); }); }
+    template <typename T = QLabel> T *shown(const QString &name) { return findIn<T>(host.get(), name); }
     QString row(const QString &name) { return shown(name)->text(); }
     QStringList previewFolders() const
     {
-        return QDir(temporary.path()).entryList({ QStringLiteral("vantor-preview-*") }, QDir::Dirs);
+        return QDir(temporary.path()).entryList({ "vantor-preview-*" }, QDir::Dirs);
     }
 };
 
@@ -100,39 +81,24 @@ TEST_F(SourcePreviewTest, SelectingASourceFillsTheSummary)
         int chapters;
     };
     const QList<Case> cases {
-        { QStringLiteral("A.mov"), [](TranscodePreset &) {},
-            { { QStringLiteral("summaryFormat"), QStringLiteral("MP4") },
-                { QStringLiteral("summaryVideo"), QStringLiteral("H.264 · 320 × 180") },
-                { QStringLiteral("summaryAudio"), QStringLiteral("No audio") },
-                { QStringLiteral("summarySource"), QStringLiteral("h264 · 320 × 180") },
-                { QStringLiteral("summaryFrameRate"), QStringLiteral("Same As 25 FPS") },
-                { QStringLiteral("summaryTimecode"), QStringLiteral("01:00:00:00") },
-                { QStringLiteral("summaryOutputName"), QStringLiteral("A_proxy.mp4") },
-                { QStringLiteral("summaryEstimatedOutput"), QStringLiteral("About 1.0 MB") } },
+        { "A.mov", [](TranscodePreset &) {},
+            { { "summaryFormat", "MP4" }, { "summaryVideo", "H.264 · 320 × 180" }, { "summaryAudio", "No audio" },
+                { "summarySource", "h264 · 320 × 180" }, { "summaryFrameRate", "Same As 25 FPS" },
+                { "summaryTimecode", "01:00:00:00" }, { "summaryOutputName", "A_proxy.mp4" },
+                { "summaryEstimatedOutput", "About 1.0 MB" } },
             {}, 0 },
-        { QStringLiteral("B.mkv"),
+        { "B.mkv",
             [](TranscodePreset &preset) {
-                EncodingOptions tuning = preset.tuning();
-                tuning.frameRate = QStringLiteral("24");
-                preset.setTuning(tuning);
-                preset.scalePercent = 50;
-                preset.audio = AudioMode::aac;
-                preset.container = QStringLiteral("mov");
+                preset.setTuning({ .frameRate = "24" });
+                preset.scalePercent = 50, preset.audio = AudioMode::aac, preset.container = "mov";
             },
-            { { QStringLiteral("summaryFormat"), QStringLiteral("MOV") },
-                { QStringLiteral("summaryVideo"), QStringLiteral("H.264 · 320 × 180") },
-                { QStringLiteral("summaryAudio"), QStringLiteral("AAC · 256 kbps") },
-                { QStringLiteral("summarySource"), QStringLiteral("h264 · 640 × 360") },
-                { QStringLiteral("summaryFrameRate"), QStringLiteral("24 FPS") },
-                { QStringLiteral("summaryTimecode"), QStringLiteral("Not Present") },
-                { QStringLiteral("summaryOutputName"), QStringLiteral("B_proxy.mov") } },
-            { QStringLiteral("ass") }, 2 },
-        { QStringLiteral("tone.wav"), [](TranscodePreset &) {},
-            { { QStringLiteral("summarySource"),
-                  QStringLiteral(
-                      "No supported video stream in tone.wav. Use Copy & organize for audio and sidecars.") },
-                { QStringLiteral("summaryTimecode"), QStringLiteral("Not Present") },
-                { QStringLiteral("summaryEstimatedOutput"), QStringLiteral("Unknown") } },
+            { { "summaryFormat", "MOV" }, { "summaryVideo", "H.264 · 320 × 180" }, { "summaryAudio", "AAC · 256 kbps" },
+                { "summarySource", "h264 · 640 × 360" }, { "summaryFrameRate", "24 FPS" },
+                { "summaryTimecode", "Not Present" }, { "summaryOutputName", "B_proxy.mov" } },
+            { "ass" }, 2 },
+        { "tone.wav", [](TranscodePreset &) {},
+            { { "summarySource", "No supported video stream in tone.wav. Use Copy & organize for audio and sidecars." },
+                { "summaryTimecode", "Not Present" }, { "summaryEstimatedOutput", "Unknown" } },
             {}, 0 },
     };
     const TranscodePreset original = workspace->preset();
@@ -142,65 +108,60 @@ TEST_F(SourcePreviewTest, SelectingASourceFillsTheSummary)
         entry.edit(preset);
         workspace->setPreset(preset);
         inspector->select(clip(entry.source));
-        EXPECT_EQ(row(QStringLiteral("summarySource")), QStringLiteral("Inspecting\u2026"));
+        EXPECT_EQ(row("summarySource"), "Inspecting\u2026");
         ASSERT_TRUE(inspected());
         for (auto it = entry.rows.begin(); it != entry.rows.end(); ++it)
             EXPECT_EQ(row(it.key()), it.value()) << it.key().toStdString();
         const std::optional<MediaInfo> &info = inspector->info();
         EXPECT_EQ(info ? info->subtitleTracks : QStringList(), entry.subtitleCodecs);
         EXPECT_EQ(info ? info->chapterCount : 0, entry.chapters);
-        EXPECT_EQ(shown(QStringLiteral("sourceError"))->isVisibleTo(host.get()),
-            entry.source == QLatin1String("tone.wav"));
+        EXPECT_EQ(shown("sourceError")->isVisibleTo(host.get()), entry.source == "tone.wav");
     }
-    EXPECT_EQ(row(QStringLiteral("summarySources")), QStringLiteral("3 Sources"));
+    EXPECT_EQ(row("summarySources"), "3 Sources");
 }
 
 TEST_F(SourcePreviewTest, TheSummaryFollowsSelectionPresetsAndSources)
 {
-    inspector->select(clip(QStringLiteral("B.mkv")));
-    inspector->select(clip(QStringLiteral("A.mov")));
+    inspector->select(clip("B.mkv"));
+    inspector->select(clip("A.mov"));
     // The inspection ends with the newer source's answer.
-    ASSERT_TRUE(waitUntil([&] { return !inspector->inspecting(); }));
-    EXPECT_EQ(row(QStringLiteral("summarySource")), QStringLiteral("h264 · 320 × 180"));
+    ASSERT_TRUE(inspected());
+    EXPECT_EQ(row("summarySource"), "h264 · 320 × 180");
 
     // An edit of the current preset shows at once; a source's own preset wins over it.
     TranscodePreset preset = workspace->preset();
     preset.bitrateMbps = 16;
     workspace->setPreset(preset);
-    EXPECT_EQ(row(QStringLiteral("summaryEstimatedOutput")), QStringLiteral("About 2.0 MB"));
-    preset.suffix = QStringLiteral("_own");
-    workspace->setSourcePreset(clip(QStringLiteral("A.mov")), preset);
-    EXPECT_EQ(row(QStringLiteral("summaryOutputName")), QStringLiteral("A_own.mp4"));
-    EXPECT_EQ(row(QStringLiteral("summaryOverrides")), QStringLiteral("1 Custom Overrides"));
+    EXPECT_EQ(row("summaryEstimatedOutput"), "About 2.0 MB");
+    preset.suffix = "_own";
+    workspace->setSourcePreset(clip("A.mov"), preset);
+    EXPECT_EQ(row("summaryOutputName"), "A_own.mp4");
+    EXPECT_EQ(row("summaryOverrides"), "1 Custom Overrides");
 
     // Removing the shown source moves the Summary to the first one left.
-    std::vector<SourceFile> rest(workspace->sources().begin() + 1, workspace->sources().end());
-    workspace->setSources(rest);
-    EXPECT_EQ(inspector->selected(), clip(QStringLiteral("B.mkv")));
+    workspace->setSources({ workspace->sources().begin() + 1, workspace->sources().end() });
+    EXPECT_EQ(inspector->selected(), clip("B.mkv"));
     ASSERT_TRUE(inspected());
-    EXPECT_EQ(row(QStringLiteral("summarySource")), QStringLiteral("h264 · 640 × 360"));
+    EXPECT_EQ(row("summarySource"), "h264 · 640 × 360");
     workspace->setSources({});
-    EXPECT_EQ(row(QStringLiteral("summarySource")), QStringLiteral("No Source Selected"));
-    EXPECT_EQ(shown<QStackedWidget>(QStringLiteral("sourcePreview"))->currentWidget()->objectName(),
-        QStringLiteral("sourcePreviewPlaceholder"));
+    EXPECT_EQ(row("summarySource"), "No Source Selected");
+    EXPECT_EQ(shown<QStackedWidget>("sourcePreview")->currentWidget()->objectName(), "sourcePreviewPlaceholder");
 }
 
 TEST_F(SourcePreviewTest, ThePlayerShowsWhatItCanPlayAndAnEngineStillOtherwise)
 {
-    auto *preview = shown<QStackedWidget>(QStringLiteral("sourcePreview"));
     auto *player = host->findChild<QMediaPlayer *>();
     ASSERT_NE(player, nullptr);
     EXPECT_TRUE(waitUntil([&] { return player->mediaStatus() == QMediaPlayer::LoadedMedia; }))
         << player->errorString().toStdString();
-    EXPECT_NE(preview->currentWidget()->findChild<QWidget *>(QStringLiteral("sourceVideo")), nullptr);
+    EXPECT_NE(shown<QStackedWidget>("sourcePreview")->currentWidget()->findChild<QWidget *>("sourceVideo"), nullptr);
 
-    inspector->select(clip(QStringLiteral("C.nut")));
+    inspector->select(clip("C.nut"));
     ASSERT_TRUE(inspected());
     // The player is given a few seconds to open the file before the engine's still replaces it.
-    EXPECT_TRUE(QTest::qWaitFor([&] { return !shown(QStringLiteral("sourceStill"))->pixmap().isNull(); }, 30000));
-    EXPECT_TRUE(shown(QStringLiteral("previewUnavailable"))->isVisibleTo(host.get()));
-    EXPECT_EQ(shown(QStringLiteral("previewUnavailable"))->text(),
-        QStringLiteral("Preview Unavailable For This Format"));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !shown("sourceStill")->pixmap().isNull(); }, 30000));
+    EXPECT_TRUE(shown("previewUnavailable")->isVisibleTo(host.get()));
+    EXPECT_EQ(row("previewUnavailable"), "Preview Unavailable For This Format");
 }
 
 class ProcessedPreviewTest : public SourcePreviewTest {
@@ -210,7 +171,7 @@ protected:
     void SetUp() override
     {
         SourcePreviewTest::SetUp();
-        inspector->select(clip(QStringLiteral("A.mov")));
+        inspector->select(clip("A.mov"));
         ASSERT_TRUE(inspected());
         sheet = std::make_unique<ui::ProcessedPreviewSheet>(*workspace, *inspector, host.get());
         sheet->show();
@@ -220,55 +181,34 @@ protected:
         sheet.reset();
         SourcePreviewTest::TearDown();
     }
-    template <typename T = QLabel> T *inSheet(const QString &name)
-    {
-        T *found = sheet->findChild<T *>(name);
-        EXPECT_NE(found, nullptr) << name.toStdString();
-        return found;
-    }
-    void press(const QString &name)
-    {
-        auto *button = inSheet<QAbstractButton>(name);
-        ASSERT_TRUE(button && button->isVisible() && button->isEnabled()) << name.toStdString();
-        QTest::mouseClick(button, Qt::LeftButton);
-    }
-    bool rendered()
-    {
-        return waitUntil([&] { return !sheet->controller().busy(); });
-    }
+    template <typename T = QLabel> T *inSheet(const QString &name) { return findIn<T>(sheet.get(), name); }
+    void press(const QString &name) { clickIn(sheet.get(), name); }
+    bool rendered() { return waitUntil([&] { return !sheet->controller().busy(); }); }
     QImage frame() { return QImage::fromData(sheet->controller().image(), "PNG"); }
-    void setBurnIns(bool on)
-    {
-        TranscodePreset preset = workspace->preset();
-        FinishingOptions finish = preset.finish();
-        finish.burnFilename = finish.burnTimecode = on;
-        preset.setFinish(finish);
-        workspace->setPreset(preset);
-    }
 };
 
 TEST_F(ProcessedPreviewTest, AFrameRenderShowsTheProcessedPictureUntilTheSheetCloses)
 {
-    EXPECT_EQ(inSheet(QStringLiteral("previewPlaceholder"))->text(),
-        QStringLiteral("Render A Frame Or A Five-Second Test Clip"));
-    inSheet<QSlider>(QStringLiteral("previewPosition"))->setValue(5);
-    EXPECT_EQ(inSheet(QStringLiteral("previewPositionText"))->text(), QStringLiteral("0.5s"));
-    EXPECT_EQ(
-        inSheet(QStringLiteral("previewEstimate"))->text(), QStringLiteral("Estimated Output: About 1.0 MB"));
+    EXPECT_EQ(inSheet("previewPlaceholder")->text(), "Render A Frame Or A Five-Second Test Clip");
+    inSheet<QSlider>("previewPosition")->setValue(5);
+    EXPECT_EQ(inSheet("previewPositionText")->text(), "0.5s");
+    EXPECT_EQ(inSheet("previewEstimate")->text(), "Estimated Output: About 1.0 MB");
 
-    press(QStringLiteral("renderFrame"));
-    EXPECT_TRUE(inSheet<QAbstractButton>(QStringLiteral("cancelPreview"))->isVisible());
+    press("renderFrame");
+    EXPECT_TRUE(inSheet<QAbstractButton>("cancelPreview")->isVisible());
     ASSERT_TRUE(rendered());
     const QImage plain = frame();
     EXPECT_EQ(plain.size(), QSize(320, 180));
-    EXPECT_FALSE(inSheet(QStringLiteral("previewImage"))->pixmap().isNull());
-    EXPECT_EQ(inSheet(QStringLiteral("previewDetail"))->text(), QStringLiteral("Frame at 0.5s"));
-    EXPECT_FALSE(inSheet<QAbstractButton>(QStringLiteral("cancelPreview"))->isVisible());
+    EXPECT_FALSE(inSheet("previewImage")->pixmap().isNull());
+    EXPECT_EQ(inSheet("previewDetail")->text(), "Frame at 0.5s");
+    EXPECT_FALSE(inSheet<QAbstractButton>("cancelPreview")->isVisible());
 
     // With the file name and timecode burned in, the same frame differs; the earlier render's
     // file goes once the new one is shown.
-    setBurnIns(true);
-    press(QStringLiteral("renderFrame"));
+    TranscodePreset burned = workspace->preset();
+    burned.setFinish({ .burnFilename = true, .burnTimecode = true, .burnText = {}, .channelMap = {} });
+    workspace->setPreset(burned);
+    press("renderFrame");
     ASSERT_TRUE(rendered());
     EXPECT_EQ(frame().size(), plain.size());
     EXPECT_NE(frame(), plain);
@@ -276,10 +216,10 @@ TEST_F(ProcessedPreviewTest, AFrameRenderShowsTheProcessedPictureUntilTheSheetCl
     ASSERT_TRUE(result && QFileInfo::exists(*result));
     EXPECT_EQ(previewFolders().size(), 1);
 
-    press(QStringLiteral("showPreviewInFileManager"));
+    press("showPreviewInFileManager");
     EXPECT_EQ(desktop.revealed, QStringList { *result });
 
-    press(QStringLiteral("donePreview"));
+    press("donePreview");
     EXPECT_FALSE(sheet->isVisible());
     EXPECT_FALSE(QFileInfo::exists(*result));
     EXPECT_TRUE(previewFolders().isEmpty());
@@ -288,17 +228,14 @@ TEST_F(ProcessedPreviewTest, AFrameRenderShowsTheProcessedPictureUntilTheSheetCl
 
 TEST_F(ProcessedPreviewTest, ATestClipReportsItsSizeEstimate)
 {
-    press(QStringLiteral("encodeClip"));
+    press("encodeClip");
     ASSERT_TRUE(rendered());
     ASSERT_TRUE(sheet->controller().result());
-    EXPECT_EQ(QFileInfo(*sheet->controller().result()).fileName(), QStringLiteral("Test Clip.mp4"));
-    EXPECT_EQ(inSheet(QStringLiteral("previewMessage"))->text(),
-        QStringLiteral("Test clip encoded successfully. Use Show In File Manager to inspect this format in "
-                       "your editor."));
-    const QString detail = inSheet(QStringLiteral("previewDetail"))->text();
-    EXPECT_TRUE(detail.contains(QStringLiteral(" · Full Clip ≈ "))
-        && detail.endsWith(QStringLiteral(" (Sample Estimate)")))
-        << detail.toStdString();
+    EXPECT_EQ(QFileInfo(*sheet->controller().result()).fileName(), "Test Clip.mp4");
+    EXPECT_EQ(inSheet("previewMessage")->text(),
+        "Test clip encoded successfully. Use Show In File Manager to inspect this format in your editor.");
+    const QString detail = inSheet("previewDetail")->text();
+    EXPECT_TRUE(detail.contains(" · Full Clip ≈ ") && detail.endsWith(" (Sample Estimate)")) << detail.toStdString();
     sheet->close();
     EXPECT_TRUE(previewFolders().isEmpty());
 }
@@ -306,19 +243,19 @@ TEST_F(ProcessedPreviewTest, ATestClipReportsItsSizeEstimate)
 TEST_F(ProcessedPreviewTest, CancelledAndSupersededRendersAreDropped)
 {
     PreviewController &controller = sheet->controller();
-    press(QStringLiteral("renderFrame"));
-    press(QStringLiteral("cancelPreview"));
+    press("renderFrame");
+    press("cancelPreview");
     EXPECT_FALSE(controller.busy());
-    EXPECT_FALSE(inSheet<QAbstractButton>(QStringLiteral("cancelPreview"))->isVisible());
+    EXPECT_FALSE(inSheet<QAbstractButton>("cancelPreview")->isVisible());
 
     // A frame render superseded by a clip render: only the clip arrives. The worker runs renders
     // and answers in order, so once the clip is shown the earlier answers have been dropped.
-    controller.render(clip(QStringLiteral("A.mov")), workspace->preset(), 0.2, false, QString(), 1);
-    controller.render(clip(QStringLiteral("A.mov")), workspace->preset(), 0.2, true, QString(), 1);
+    controller.render(clip("A.mov"), workspace->preset(), 0.2, false, QString(), 1);
+    controller.render(clip("A.mov"), workspace->preset(), 0.2, true, QString(), 1);
     ASSERT_TRUE(rendered());
     EXPECT_TRUE(controller.image().isEmpty());
     ASSERT_TRUE(controller.result());
-    EXPECT_TRUE(controller.result()->endsWith(QStringLiteral("Test Clip.mp4")));
+    EXPECT_TRUE(controller.result()->endsWith("Test Clip.mp4"));
     EXPECT_EQ(previewFolders(), QStringList { QFileInfo(QFileInfo(*controller.result()).path()).fileName() });
 }
 

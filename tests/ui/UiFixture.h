@@ -62,7 +62,7 @@ struct RecordingDesktop : ui::Desktop {
 class UiTest : public ::testing::Test {
 public: // the table-driven cases reach the fixture from lambdas
     TempDir dir, settings;
-    const QString support = dir.file(QStringLiteral("support"));
+    const QString support = dir.file("support");
     ScriptedAnswers answers;
     RecordingDesktop desktop;
     std::atomic<bool> release{false};
@@ -100,8 +100,8 @@ public: // the table-driven cases reach the fixture from lambdas
 
     MediaJob job(const QString &name) const
     {
-        const QString root = dir.file(QStringLiteral("project"));
-        return MediaJob::make(dir.file(QStringLiteral("card/") + name), FileGrant(dir.file(QStringLiteral("card"))),
+        const QString root = dir.file("project");
+        return MediaJob::make(dir.file("card/" + name), FileGrant(dir.file("card")),
                               root, FileGrant(root), root + u'/' + name, std::nullopt, JobOperation::copy,
                               std::nullopt, ChecksumAlgorithm(), 1, Timestamp{});
     }
@@ -123,18 +123,22 @@ public: // the table-driven cases reach the fixture from lambdas
     {
         return waitUntil([&] { return find<QLabel>(label)->text() == text; });
     }
-    template <typename T = QWidget> T *find(const QString &name) const
+    // The child of `root` named `name`, which must exist.
+    template <typename T = QWidget> static T *findIn(const QObject *root, const QString &name)
     {
-        T *found = window->findChild<T *>(name);
+        T *found = root->findChild<T *>(name);
         EXPECT_NE(found, nullptr) << name.toStdString();
         return found;
     }
-    void click(const QString &name)
+    template <typename T = QWidget> T *find(const QString &name) const { return findIn<T>(window.get(), name); }
+    // Clicks the button named `name` inside `root` as a user would: it must be shown and enabled.
+    static void clickIn(const QObject *root, const QString &name)
     {
-        auto *button = find<QAbstractButton>(name);
+        auto *button = findIn<QAbstractButton>(root, name);
         ASSERT_TRUE(button && button->isVisible() && button->isEnabled()) << name.toStdString();
         QTest::mouseClick(button, Qt::LeftButton);
     }
+    void click(const QString &name) { clickIn(window.get(), name); }
     // Clicks the button named `button` in the next modal dialog, once it shows.
     static void answerDialog(const QString &button)
     {
