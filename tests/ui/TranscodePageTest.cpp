@@ -22,23 +22,33 @@ namespace {
 
 QString json(const TranscodePreset &preset) { return QString::fromUtf8(QJsonDocument(preset.toJson()).toJson()); }
 
-void tune(TranscodePreset &p, const std::function<void(EncodingOptions &)> &change)
-{
-    EncodingOptions options = p.tuning();
-    change(options);
-    p.setTuning(options);
-}
-
-void finish(TranscodePreset &p, const std::function<void(FinishingOptions &)> &change)
-{
-    FinishingOptions options = p.finish();
-    change(options);
-    p.setFinish(options);
-}
-
 using Change = std::function<void(TranscodePreset &)>;
 const Change asIs = [](TranscodePreset &) {};
 const Change h264 = [](TranscodePreset &p) { p.codec = Codec::h264; };
+
+Change tuned(const std::function<void(EncodingOptions &)> &change)
+{
+    return [=](TranscodePreset &p) {
+        EncodingOptions options = p.tuning();
+        change(options);
+        p.setTuning(options);
+    };
+}
+
+Change finished(const std::function<void(FinishingOptions &)> &change)
+{
+    return [=](TranscodePreset &p) {
+        FinishingOptions options = p.finish();
+        change(options);
+        p.setFinish(options);
+    };
+}
+
+Change both(const Change &first, const Change &second)
+{
+    return [=](TranscodePreset &p) { first(p), second(p); };
+}
+const Change hardwareH264 = both(h264, finished([](FinishingOptions &f) { f.hardware = true; }));
 
 // A real window on the Transcode page with a chosen output folder and a probed 320 × 180 clip.
 class TranscodePageTest : public test::UiTest {
@@ -49,14 +59,14 @@ protected:
     void SetUp() override
     {
         open();
-        dir.makeDir(QStringLiteral("card"));
-        clip = test::makeClip(dir.file(QStringLiteral("card/A001C001.mov")));
-        second = test::makeClip(dir.file(QStringLiteral("card/A001C002.mov")));
-        output = dir.makeDir(QStringLiteral("out"));
+        dir.makeDir("card");
+        clip = test::makeClip(dir.file("card/A001C001.mov"));
+        second = test::makeClip(dir.file("card/A001C002.mov"));
+        output = dir.makeDir("out");
         answers.folders << output;
-        click(QStringLiteral("chooseOutputFolder"));
-        EXPECT_EQ(answers.asked, QStringList{QStringLiteral("Transcode Output Folder")});
-        EXPECT_EQ(find<QLabel>(QStringLiteral("saveTo"))->text(), output);
+        click("chooseOutputFolder");
+        EXPECT_EQ(answers.asked, QStringList{"Transcode Output Folder"});
+        EXPECT_EQ(find<QLabel>("saveTo")->text(), output);
         base = workspace->preset();
     }
     ui::TranscodePage *page() const { return window->findChild<ui::TranscodePage *>(); }
@@ -65,8 +75,8 @@ protected:
     void openSources(const QStringList &paths)
     {
         answers.files << paths;
-        click(QStringLiteral("openSources"));
-        EXPECT_EQ(answers.asked.last(), QStringLiteral("Open Video Sources"));
+        click("openSources");
+        EXPECT_EQ(answers.asked.last(), "Open Video Sources");
         ASSERT_TRUE(waitUntil([&] { return workspace->sources().size() == std::size_t(paths.size()); }));
         ASSERT_TRUE(waitUntil([&] { return page()->inspector().info().has_value(); }))
             << page()->inspector().sourceError().value_or(QString()).toStdString();
@@ -77,7 +87,7 @@ protected:
     {
         auto *control = find<QWidget>(name);
         ASSERT_NE(control, nullptr);
-        auto *tabs = find<QTabWidget>(QStringLiteral("settingsTabs"));
+        auto *tabs = find<QTabWidget>("settingsTabs");
         for (int index = 0; index < tabs->count(); ++index) {
             if (tabs->widget(index)->isAncestorOf(control))
                 tabs->setCurrentIndex(index);
@@ -110,55 +120,44 @@ TEST_F(TranscodePageTest, EveryControlChangesItsFieldAndTheQueuedJobCarriesIt)
     };
     const Row rows[] = {
         {"maxWidth", asIs, "1280", [](TranscodePreset &p) { p.maxWidth = 1280; }},
-        {"maxHeight", asIs, "720", [](TranscodePreset &p) { tune(p, [](EncodingOptions &t) { t.maxHeight = 720; }); }},
+        {"maxHeight", asIs, "720", tuned([](auto &t) { t.maxHeight = 720; })},
         {"scalePercent", asIs, "50", [](TranscodePreset &p) { p.scalePercent = 50; }},
-        {"rotation", asIs, "90\u00B0", [](TranscodePreset &p) { tune(p, [](EncodingOptions &t) { t.rotation = 90; }); }},
-        {"flipHorizontal", asIs, "", [](TranscodePreset &p) { tune(p, [](EncodingOptions &t) { t.flipHorizontal = true; }); }},
-        {"flipVertical", asIs, "", [](TranscodePreset &p) { tune(p, [](EncodingOptions &t) { t.flipVertical = true; }); }},
-        {"cropTop", asIs, "8", [](TranscodePreset &p) { tune(p, [](EncodingOptions &t) { t.cropTop = 8; }); }},
-        {"cropBottom", asIs, "8", [](TranscodePreset &p) { tune(p, [](EncodingOptions &t) { t.cropBottom = 8; }); }},
-        {"cropLeft", asIs, "8", [](TranscodePreset &p) { tune(p, [](EncodingOptions &t) { t.cropLeft = 8; }); }},
-        {"cropRight", asIs, "8", [](TranscodePreset &p) { tune(p, [](EncodingOptions &t) { t.cropRight = 8; }); }},
-        {"deinterlace", asIs, "", [](TranscodePreset &p) { tune(p, [](EncodingOptions &t) { t.deinterlace = true; }); }},
-        {"denoise", asIs, "Medium", [](TranscodePreset &p) { tune(p, [](EncodingOptions &t) { t.denoise = "Medium"; }); }},
-        {"sharpen", asIs, "", [](TranscodePreset &p) { tune(p, [](EncodingOptions &t) { t.sharpen = true; }); }},
-        {"grayscale", asIs, "", [](TranscodePreset &p) { tune(p, [](EncodingOptions &t) { t.grayscale = true; }); }},
+        {"rotation", asIs, "90\u00B0", tuned([](auto &t) { t.rotation = 90; })},
+        {"flipHorizontal", asIs, "", tuned([](auto &t) { t.flipHorizontal = true; })},
+        {"flipVertical", asIs, "", tuned([](auto &t) { t.flipVertical = true; })},
+        {"cropTop", asIs, "8", tuned([](auto &t) { t.cropTop = 8; })},
+        {"cropBottom", asIs, "8", tuned([](auto &t) { t.cropBottom = 8; })},
+        {"cropLeft", asIs, "8", tuned([](auto &t) { t.cropLeft = 8; })},
+        {"cropRight", asIs, "8", tuned([](auto &t) { t.cropRight = 8; })},
+        {"deinterlace", asIs, "", tuned([](auto &t) { t.deinterlace = true; })},
+        {"denoise", asIs, "Medium", tuned([](auto &t) { t.denoise = "Medium"; })},
+        {"sharpen", asIs, "", tuned([](auto &t) { t.sharpen = true; })},
+        {"grayscale", asIs, "", tuned([](auto &t) { t.grayscale = true; })},
         {"codec", asIs, "H.264", h264},
-        {"hardware", h264, "", [](TranscodePreset &p) { finish(p, [](FinishingOptions &f) { f.hardware = true; }); }},
-        {"frameRate", asIs, "25 FPS", [](TranscodePreset &p) { tune(p, [](EncodingOptions &t) { t.frameRate = "25"; }); }},
-        {"speed", asIs, "slow", [](TranscodePreset &p) { tune(p, [](EncodingOptions &t) { t.speed = "slow"; }); }},
+        {"hardware", h264, "", finished([](auto &f) { f.hardware = true; })},
+        {"frameRate", asIs, "25 FPS", tuned([](auto &t) { t.frameRate = "25"; })},
+        {"speed", asIs, "slow", tuned([](auto &t) { t.speed = "slow"; })},
         {"rateMode", h264, "Average Bitrate", [](TranscodePreset &p) { p.bitrateMbps = 20; }},
         {"quality", h264, "30", [](TranscodePreset &p) { p.quality = 30; }},
-        {"quality",
-         [](TranscodePreset &p) {
-             h264(p);
-             finish(p, [](FinishingOptions &f) { f.hardware = true; });
-         },
-         "80", [](TranscodePreset &p) { finish(p, [](FinishingOptions &f) { f.hardwareQuality = 80; }); }},
-        {"bitrateMbps",
-         [](TranscodePreset &p) {
-             h264(p);
-             p.bitrateMbps = 5;
-         },
-         "12", [](TranscodePreset &p) { p.bitrateMbps = 12; }},
+        {"quality", hardwareH264, "80", finished([](auto &f) { f.hardwareQuality = 80; })},
+        {"bitrateMbps", both(h264, [](TranscodePreset &p) { p.bitrateMbps = 5; }), "12",
+         [](TranscodePreset &p) { p.bitrateMbps = 12; }},
         {"audio", asIs, "AAC", [](TranscodePreset &p) { p.audio = AudioMode::aac; }},
         {"sampleRate", asIs, "96 kHz", [](TranscodePreset &p) { p.sampleRate = 96000; }},
         {"channels", asIs, "Mono", [](TranscodePreset &p) { p.channels = 1; }},
         {"bitDepth", asIs, "16 Bit", [](TranscodePreset &p) { p.bitDepth = 16; }},
-        {"audioBitrate", asIs, "128", [](TranscodePreset &p) { tune(p, [](EncodingOptions &t) { t.audioBitrate = 128; }); }},
-        {"audioGain", asIs, "3", [](TranscodePreset &p) { tune(p, [](EncodingOptions &t) { t.audioGain = 3; }); }},
-        {"audioTrack", asIs, "Track 2", [](TranscodePreset &p) { tune(p, [](EncodingOptions &t) { t.audioTrack = 1; }); }},
-        {"channelMap", [](TranscodePreset &p) { tune(p, [](EncodingOptions &t) { t.audioTrack = 0; }); }, "2,1",
-         [](TranscodePreset &p) { finish(p, [](FinishingOptions &f) { f.channelMap = "2,1"; }); }},
-        {"subtitles", asIs, "", [](TranscodePreset &p) { tune(p, [](EncodingOptions &t) { t.subtitles = true; }); }},
-        {"chapters", asIs, "", [](TranscodePreset &p) { tune(p, [](EncodingOptions &t) { t.chapters = false; }); }},
+        {"audioBitrate", asIs, "128", tuned([](auto &t) { t.audioBitrate = 128; })},
+        {"audioGain", asIs, "3", tuned([](auto &t) { t.audioGain = 3; })},
+        {"audioTrack", asIs, "Track 2", tuned([](auto &t) { t.audioTrack = 1; })},
+        {"channelMap", tuned([](auto &t) { t.audioTrack = 0; }), "2,1", finished([](auto &f) { f.channelMap = "2,1"; })},
+        {"subtitles", asIs, "", tuned([](auto &t) { t.subtitles = true; })},
+        {"chapters", asIs, "", tuned([](auto &t) { t.chapters = false; })},
         {"preserveMetadata", asIs, "", [](TranscodePreset &p) { p.preserveMetadata = false; }},
-        {"burnFilename", asIs, "", [](TranscodePreset &p) { finish(p, [](FinishingOptions &f) { f.burnFilename = true; }); }},
-        {"burnTimecode", asIs, "", [](TranscodePreset &p) { finish(p, [](FinishingOptions &f) { f.burnTimecode = true; }); }},
-        {"burnText", asIs, "ROLL A", [](TranscodePreset &p) { finish(p, [](FinishingOptions &f) { f.burnText = "ROLL A"; }); }},
-        {"burnPosition", asIs, "Top Right",
-         [](TranscodePreset &p) { finish(p, [](FinishingOptions &f) { f.burnPosition = "Top Right"; }); }},
-        {"burnSize", asIs, "40", [](TranscodePreset &p) { finish(p, [](FinishingOptions &f) { f.burnSize = 40; }); }},
+        {"burnFilename", asIs, "", finished([](auto &f) { f.burnFilename = true; })},
+        {"burnTimecode", asIs, "", finished([](auto &f) { f.burnTimecode = true; })},
+        {"burnText", asIs, "ROLL A", finished([](auto &f) { f.burnText = "ROLL A"; })},
+        {"burnPosition", asIs, "Top Right", finished([](auto &f) { f.burnPosition = "Top Right"; })},
+        {"burnSize", asIs, "40", finished([](auto &f) { f.burnSize = 40; })},
         {"suffix", asIs, "_EDIT", [](TranscodePreset &p) { p.suffix = "_EDIT"; }},
     };
     int made = 0;
@@ -168,14 +167,14 @@ TEST_F(TranscodePageTest, EveryControlChangesItsFieldAndTheQueuedJobCarriesIt)
         row.prepare(expected);
         workspace->setPreset(expected);
         // A source of its own per row, so the jobs' outputs never collide.
-        const QString source = dir.file(QStringLiteral("card/R%1.mov").arg(++made));
+        const QString source = dir.file(QString("card/R%1.mov").arg(++made));
         ASSERT_TRUE(QFile::copy(clip, source));
         openSources({source});
         enter(QString::fromLatin1(row.control), QString::fromUtf8(row.value));
         row.expected(expected);
         EXPECT_EQ(json(workspace->preset()), json(expected));
         const std::size_t before = queue().state().jobs.size();
-        click(QStringLiteral("addToQueue"));
+        click("addToQueue");
         ASSERT_EQ(queue().state().jobs.size(), before + 1) << workspace->error().value_or(QString()).toStdString();
         EXPECT_EQ(json(*queue().state().jobs.back().preset), json(expected));
         EXPECT_TRUE(workspace->sources().empty());
@@ -195,8 +194,7 @@ TEST_F(TranscodePageTest, RefusedValuesShowTheirMessageBesideTheControlAndQueueN
         {"cropTop", asIs, "3", "Use even, nonnegative crop values and a valid height limit."},
         {"quality", h264, "80", "Invalid resolution, scale, quality or bitrate."},
         {"hardware", asIs, "", "Hardware encoding supports H.264 and HEVC."},
-        {"channelMap", asIs, "1,2,3", "Enter 1, 2, 4, 6 or 8 source channel numbers, separated by commas. Channels "
-                                      "start at 1."},
+        {"channelMap", asIs, "1,2,3", "Enter 1, 2, 4, 6 or 8 source channel numbers, separated by commas. Channels start at 1."},
         {"suffix", asIs, "a/b", "Use a suffix without \u201C/\u201D, \u201C..\u201D or control characters."},
     };
     openSources({clip});
@@ -210,12 +208,12 @@ TEST_F(TranscodePageTest, RefusedValuesShowTheirMessageBesideTheControlAndQueueN
         const QString message = QString::fromUtf8(row.message);
         // The crop fits every rule of its own; only the probed source shows it leaves no picture.
         auto *beside = find<QLabel>(message == QLatin1String("Crop Exceeds Source Dimensions")
-                                        ? QStringLiteral("cropExceeds")
-                                        : QString::fromLatin1(row.control) + QStringLiteral("Refusal"));
+                                        ? "cropExceeds"
+                                        : QString::fromLatin1(row.control) + "Refusal");
         EXPECT_TRUE(beside->isVisible());
         EXPECT_EQ(beside->text(), message);
-        click(QStringLiteral("addToQueue"));
-        click(QStringLiteral("startTranscodes"));
+        click("addToQueue");
+        click("startTranscodes");
         EXPECT_TRUE(queue().state().jobs.empty());
         test::expectRefusal(*this, message);
         EXPECT_EQ(workspace->sources().size(), 1u);
@@ -225,16 +223,16 @@ TEST_F(TranscodePageTest, RefusedValuesShowTheirMessageBesideTheControlAndQueueN
 TEST_F(TranscodePageTest, ARefusalStaysBesideItsCauseUntilThePresetPasses)
 {
     const auto refusal = [&](const char *control) {
-        auto *label = find<QLabel>(QString::fromLatin1(control) + QStringLiteral("Refusal"));
+        auto *label = find<QLabel>(QString::fromLatin1(control) + "Refusal");
         return label->isHidden() ? QString() : label->text(); // its tab may be in the background
     };
-    const QString hardwareRule = QStringLiteral("Hardware encoding supports H.264 and HEVC.");
-    enter(QStringLiteral("hardware"), QString());
+    const QString hardwareRule = "Hardware encoding supports H.264 and HEVC.";
+    enter("hardware", QString());
     EXPECT_EQ(refusal("hardware"), hardwareRule);
-    enter(QStringLiteral("maxWidth"), QStringLiteral("1280"));
+    enter("maxWidth", "1280");
     EXPECT_EQ(refusal("hardware"), hardwareRule);
     EXPECT_EQ(refusal("maxWidth"), QString());
-    enter(QStringLiteral("codec"), QStringLiteral("HEVC"));
+    enter("codec", "HEVC");
     EXPECT_EQ(refusal("hardware"), QString());
     EXPECT_EQ(refusal("codec"), QString());
 }
@@ -266,21 +264,14 @@ TEST_F(TranscodePageTest, HelpTextsFollowTheValuesTheyDescribe)
     };
     const Row rows[] = {
         {"frameRateHelp", asIs, "Original frame timing is preserved."},
-        {"frameRateHelp", [](TranscodePreset &p) { tune(p, [](EncodingOptions &t) { t.frameRate = "50"; }); },
-         "Converts to a constant frame rate by dropping or duplicating frames."},
+        {"frameRateHelp", tuned([](auto &t) { t.frameRate = "50"; }), "Converts to a constant frame rate by dropping or duplicating frames."},
         {"qualityHelp", asIs, "Quality is set by the selected ProRes profile."},
         {"qualityHelp", [](TranscodePreset &p) { p.codec = Codec::dnxSQ; }, "Quality is set by the selected DNxHR profile."},
         {"qualityHelp", h264, "Lower values retain more detail and produce larger files."},
-        {"qualityHelp",
-         [](TranscodePreset &p) {
-             h264(p);
-             finish(p, [](FinishingOptions &f) { f.hardware = true; });
-         },
-         "Higher values retain more detail and produce larger files."},
+        {"qualityHelp", hardwareH264, "Higher values retain more detail and produce larger files."},
         {"outputDimensions", asIs, "320 \u00D7 180"},
         {"outputDimensions", [](TranscodePreset &p) { p.scalePercent = 50; }, "160 \u00D7 90"},
-        {"outputDimensions", [](TranscodePreset &p) { tune(p, [](EncodingOptions &t) { t.rotation = 90; }); },
-         "180 \u00D7 320"},
+        {"outputDimensions", tuned([](auto &t) { t.rotation = 90; }), "180 \u00D7 320"},
         {"sourceTimecode", asIs, "Not Present"},
         {"chapterCount", asIs, "0 Chapters In Selected Source"},
     };
@@ -292,36 +283,43 @@ TEST_F(TranscodePageTest, HelpTextsFollowTheValuesTheyDescribe)
         workspace->setPreset(changed);
         EXPECT_EQ(find<QLabel>(QString::fromLatin1(row.label))->text(), QString::fromUtf8(row.text));
     }
-    EXPECT_EQ(find<QLabel>(QStringLiteral("sourceDimensions"))->text(), QStringLiteral("320 \u00D7 180"));
-    EXPECT_EQ(find<QLabel>(QStringLiteral("transcodeSourceCount"))->text(), QStringLiteral("1 Files"));
+    EXPECT_EQ(find<QLabel>("sourceDimensions")->text(), "320 \u00D7 180");
+    EXPECT_EQ(find<QLabel>("transcodeSourceCount")->text(), "1 Files");
 }
 
-TEST_F(TranscodePageTest, BatchSettingsRoundTripThroughThePerSourcePresets)
+// A highlighted source is removed, then settings applied to the rest round-trip.
+TEST_F(TranscodePageTest, BatchSheetRemovesHighlightedSourcesAndRoundTripsPerSourcePresets)
 {
-    openSources({clip, second});
-    click(QStringLiteral("batchSources"));
+    const QString third = dir.file("card/A001C003.mov");
+    ASSERT_TRUE(QFile::copy(clip, third));
+    openSources({clip, third, second});
+    click("batchSources");
     auto *sheet = window->findChild<ui::BatchSourcesSheet *>();
     ASSERT_NE(sheet, nullptr);
-    const auto press = [&](const char *name) {
-        auto *button = sheet->findChild<QAbstractButton *>(QString::fromLatin1(name));
-        ASSERT_TRUE(button && button->isEnabled()) << name;
-        QTest::mouseClick(button, Qt::LeftButton);
-    };
-    auto *list = sheet->findChild<QListView *>(QStringLiteral("batchSources"));
+    const auto press = [&](const char *name) { clickIn(sheet, name); };
+    auto *list = findIn<QListView>(sheet, "batchSources");
     const auto rowText = [&](int row) { return list->model()->index(row, 0).data().toString(); };
-    const auto overrides = [&] { return find<QLabel>(QStringLiteral("summaryOverrides"))->text(); };
+    const auto overrides = [&] { return find<QLabel>("summaryOverrides")->text(); };
+
+    list->setCurrentIndex(list->model()->index(1, 0));
+    press("batchSelect");
+    press("batchRemove");
+    ASSERT_EQ(workspace->sources().size(), 2u);
+    EXPECT_EQ(workspace->sources().front().url, clip);
+    EXPECT_EQ(workspace->sources().back().url, second);
+    EXPECT_EQ(find<QLabel>("transcodeSourceCount")->text(), "2 Files");
 
     press("batchSelectAll");
     press("batchApply");
     EXPECT_EQ(workspace->sourcePresets().size(), 2u);
     EXPECT_EQ(json(workspace->sourcePresets().value(clip)), json(base));
-    EXPECT_EQ(overrides(), QStringLiteral("2 Custom Overrides"));
-    EXPECT_EQ(rowText(1), QStringLiteral("A001C002.mov \u00B7 ") + base.displayName());
+    EXPECT_EQ(overrides(), "2 Custom Overrides");
+    EXPECT_EQ(rowText(1), "A001C002.mov \u00B7 " + base.displayName());
 
     press("batchGlobal");
     EXPECT_TRUE(workspace->sourcePresets().isEmpty());
-    EXPECT_EQ(overrides(), QStringLiteral("0 Custom Overrides"));
-    EXPECT_EQ(rowText(0), QStringLiteral("A001C001.mov \u00B7 Global Settings"));
+    EXPECT_EQ(overrides(), "0 Custom Overrides");
+    EXPECT_EQ(rowText(0), "A001C001.mov \u00B7 Global Settings");
 
     // The first source keeps what was current when applied; the second takes the later controls.
     TranscodePreset captured = base, later = base;
@@ -332,39 +330,25 @@ TEST_F(TranscodePageTest, BatchSettingsRoundTripThroughThePerSourcePresets)
     press("batchApply");
     workspace->setPreset(later);
     press("batchDone");
-    click(QStringLiteral("addToQueue"));
+    click("addToQueue");
     ASSERT_EQ(queue().state().jobs.size(), 2u) << workspace->error().value_or(QString()).toStdString();
     EXPECT_EQ(json(*queue().state().jobs[0].preset), json(captured));
     EXPECT_EQ(json(*queue().state().jobs[1].preset), json(later));
     EXPECT_TRUE(workspace->sourcePresets().isEmpty());
 }
 
-TEST_F(TranscodePageTest, BatchSelectionRemovesOnlyTheHighlightedSources)
-{
-    openSources({clip, second});
-    click(QStringLiteral("batchSources"));
-    auto *sheet = window->findChild<ui::BatchSourcesSheet *>();
-    auto *list = sheet->findChild<QListView *>(QStringLiteral("batchSources"));
-    list->setCurrentIndex(list->model()->index(1, 0));
-    QTest::mouseClick(sheet->findChild<QAbstractButton *>(QStringLiteral("batchSelect")), Qt::LeftButton);
-    QTest::mouseClick(sheet->findChild<QAbstractButton *>(QStringLiteral("batchRemove")), Qt::LeftButton);
-    ASSERT_EQ(workspace->sources().size(), 1u);
-    EXPECT_EQ(workspace->sources().front().url, clip);
-    EXPECT_EQ(find<QLabel>(QStringLiteral("transcodeSourceCount"))->text(), QStringLiteral("1 Files"));
-}
-
 TEST_F(TranscodePageTest, PresetRowPicksReloadsAndSavesPresets)
 {
     const std::vector<TranscodePreset> stored = queue().state().presets;
-    auto *picker = find<QComboBox>(QStringLiteral("presetPicker"));
+    auto *picker = find<QComboBox>("presetPicker");
     picker->setCurrentIndex(2);
     Q_EMIT picker->activated(2);
     EXPECT_EQ(workspace->preset().id, stored[2].id);
-    enter(QStringLiteral("maxWidth"), QStringLiteral("640"));
+    enter("maxWidth", "640");
     EXPECT_EQ(workspace->preset().maxWidth, 640);
-    click(QStringLiteral("reloadPreset"));
+    click("reloadPreset");
     EXPECT_EQ(json(workspace->preset()), json(stored[2]));
-    EXPECT_EQ(find<QSpinBox>(QStringLiteral("maxWidth"))->value(), stored[2].maxWidth);
+    EXPECT_EQ(find<QSpinBox>("maxWidth")->value(), stored[2].maxWidth);
 
     struct Save {
         const char *name;
@@ -372,32 +356,32 @@ TEST_F(TranscodePageTest, PresetRowPicksReloadsAndSavesPresets)
     };
     for (const Save &attempt : {Save{"", false}, Save{"Dailies 2K", true}}) {
         SCOPED_TRACE(attempt.name);
-        click(QStringLiteral("saveNewPreset"));
+        click("saveNewPreset");
         auto *sheet = window->findChild<ui::SavePresetSheet *>();
         ASSERT_NE(sheet, nullptr);
-        QTest::keyClicks(sheet->findChild<QLineEdit *>(QStringLiteral("presetName")), QString::fromUtf8(attempt.name));
-        QTest::mouseClick(sheet->findChild<QAbstractButton *>(QStringLiteral("savePresetSave")), Qt::LeftButton);
+        QTest::keyClicks(sheet->findChild<QLineEdit *>("presetName"), QString::fromUtf8(attempt.name));
+        QTest::mouseClick(sheet->findChild<QAbstractButton *>("savePresetSave"), Qt::LeftButton);
         EXPECT_EQ(queue().state().presets.size(), stored.size() + (attempt.stored ? 1 : 0));
         if (!attempt.stored) {
-            EXPECT_FALSE(sheet->findChild<QLabel *>(QStringLiteral("savePresetError"))->text().isEmpty());
-            QTest::mouseClick(sheet->findChild<QAbstractButton *>(QStringLiteral("savePresetCancel")), Qt::LeftButton);
+            EXPECT_FALSE(sheet->findChild<QLabel *>("savePresetError")->text().isEmpty());
+            QTest::mouseClick(sheet->findChild<QAbstractButton *>("savePresetCancel"), Qt::LeftButton);
         }
         QTest::qWait(0); // the closed sheet is deleted later
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     }
-    EXPECT_EQ(workspace->preset().name, QStringLiteral("Dailies 2K"));
+    EXPECT_EQ(workspace->preset().name, "Dailies 2K");
     EXPECT_EQ(picker->currentText(), workspace->preset().displayName());
 }
 
 TEST_F(TranscodePageTest, QueueControlFollowsThePausedState)
 {
-    click(QStringLiteral("pauseQueue"));
+    click("pauseQueue");
     EXPECT_TRUE(queue().paused());
-    EXPECT_EQ(find<QAbstractButton>(QStringLiteral("pauseQueue"))->text(), QStringLiteral("Resume"));
-    click(QStringLiteral("pauseQueue"));
+    EXPECT_EQ(find<QAbstractButton>("pauseQueue")->text(), "Resume");
+    click("pauseQueue");
     EXPECT_FALSE(queue().paused());
-    EXPECT_EQ(find<QAbstractButton>(QStringLiteral("pauseQueue"))->text(), QStringLiteral("Pause"));
-    click(QStringLiteral("showQueue"));
+    EXPECT_EQ(find<QAbstractButton>("pauseQueue")->text(), "Pause");
+    click("showQueue");
     EXPECT_EQ(workspace->page(), Page::queue);
 }
 
