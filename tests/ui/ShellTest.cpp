@@ -20,7 +20,7 @@ public:
         ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
         QTest::keySequence(window.get(), keys);
     }
-    QString projectFolder() const { return dir.makeDir(QStringLiteral("Harbour Lights")); }
+    QString projectFolder() const { return dir.makeDir("Harbour Lights"); }
 };
 
 // Every menu command: its label and shortcut, and what pressing the shortcut does.
@@ -43,20 +43,20 @@ TEST_F(ShellTest, MenuCommandsAndShortcuts)
         {"action-open-project", "Open project\u2026", "Ctrl+O",
          [](ShellTest &t) { t.answers.folders << t.projectFolder(); },
          [](ShellTest &t) {
-             return t.queue().state().project && t.queue().state().project->name == QStringLiteral("Harbour Lights") &&
-                    t.window->windowTitle() == QStringLiteral("Harbour Lights");
+             return t.queue().state().project && t.queue().state().project->name == "Harbour Lights" &&
+                    t.window->windowTitle() == "Harbour Lights";
          }},
         {"action-add-sources", "Add source media\u2026", "Ctrl+I",
-         [](ShellTest &t) { t.answers.files << QStringList{t.dir.write(QStringLiteral("card/A001.MOV"), "clip")}; },
+         [](ShellTest &t) { t.answers.files << QStringList{t.dir.write("card/A001.MOV", "clip")}; },
          [](ShellTest &t) { return t.workspace->sources().size() == 1; }},
         {"action-reveal-project", "Reveal in File Manager", "Ctrl+Shift+F",
          [](ShellTest &t) { t.workspace->openProjectFolder(t.projectFolder()); },
          [](ShellTest &t) { return t.desktop.opened == QList<QUrl>{QUrl::fromLocalFile(t.projectFolder())}; }},
-        {"action-pause", "Pause", "Ctrl+P", [](ShellTest &t) { t.enqueue({QStringLiteral("wait.MOV")}); },
+        {"action-pause", "Pause", "Ctrl+P", [](ShellTest &t) { t.enqueue({"wait.MOV"}); },
          [](ShellTest &t) { return t.queue().paused(); }},
         {"action-start", "Start / resume", "Ctrl+R",
          [](ShellTest &t) {
-             t.enqueue({QStringLiteral("wait.MOV")});
+             t.enqueue({"wait.MOV"});
              t.queue().start();
              t.queue().pause();
          },
@@ -86,28 +86,28 @@ TEST_F(ShellTest, MenuCommandsAndShortcuts)
 TEST_F(ShellTest, CancelPendingJobsCancelsWhatHasNotRun)
 {
     open();
-    enqueue({QStringLiteral("a.MOV"), QStringLiteral("b.MOV")});
-    window->findChild<QAction *>(QStringLiteral("action-cancel-pending"))->trigger();
+    enqueue({"a.MOV", "b.MOV"});
+    window->findChild<QAction *>("action-cancel-pending")->trigger();
     for (const MediaJob &job : queue().state().jobs)
         EXPECT_EQ(job.status, JobStatus::cancelled);
 }
 
 // Quitting while a job runs asks first; "Keep working" changes nothing, "Quit" cancels the job
-// and the state on disk shows it before the window is gone.
+// and the state on disk shows it before the window is gone. An idle queue quits without asking.
 TEST_F(ShellTest, QuitPolicy)
 {
     open();
-    enqueue({QStringLiteral("wait.MOV")});
+    enqueue({"wait.MOV"});
     queue().start();
     ASSERT_TRUE(firstIs(JobStatus::copying));
 
-    answerDialog(QStringLiteral("quit-keep-working"));
+    answerDialog("quit-keep-working");
     window->close();
     EXPECT_TRUE(window->isVisible());
     EXPECT_TRUE(queue().running());
     EXPECT_EQ(queue().state().jobs.front().status, JobStatus::copying);
 
-    answerDialog(QStringLiteral("quit-confirm"));
+    answerDialog("quit-confirm");
     window->close();
     EXPECT_FALSE(window->isVisible());
     // The worker stops at its next checkpoint; the job ends cancelled and that is saved.
@@ -116,13 +116,10 @@ TEST_F(ShellTest, QuitPolicy)
     const AppState saved = StateStore::load(support);
     ASSERT_EQ(saved.jobs.size(), 1u);
     EXPECT_EQ(saved.jobs.front().status, JobStatus::cancelled);
-}
 
-TEST_F(ShellTest, QuittingAnIdleQueueAsksNothing)
-{
+    // With nothing running, quitting asks nothing (a dialog here would block the test).
     open();
-    enqueue({QStringLiteral("a.MOV")});
-    window->close(); // a dialog here would block the test
+    window->close();
     EXPECT_FALSE(window->isVisible());
     EXPECT_EQ(StateStore::load(support).jobs.size(), 1u);
 }
@@ -131,44 +128,42 @@ TEST_F(ShellTest, SidebarEntriesCountsAndLink)
 {
     open();
     const std::vector<std::pair<const char *, Page>> entries = {{"page-import", Page::ingest},
-                                                                 {"page-transcode", Page::transcode},
-                                                                 {"page-queue", Page::queue},
-                                                                 {"page-project", Page::project},
-                                                                 {"page-settings", Page::settings}};
+        {"page-transcode", Page::transcode}, {"page-queue", Page::queue}, {"page-project", Page::project},
+        {"page-settings", Page::settings}};
     for (const auto &[name, page] : entries) {
         click(QLatin1String(name));
         EXPECT_EQ(workspace->page(), page) << name;
-        EXPECT_EQ(find<QStackedWidget>(QStringLiteral("pages"))->currentIndex(), int(page)) << name;
+        EXPECT_EQ(find<QStackedWidget>("pages")->currentIndex(), int(page)) << name;
     }
     workspace->setPage(Page::transcode);
-    EXPECT_TRUE(find<QAbstractButton>(QStringLiteral("page-transcode"))->isChecked());
+    EXPECT_TRUE(find<QAbstractButton>("page-transcode")->isChecked());
 
-    enqueue({QStringLiteral("a.MOV"), QStringLiteral("fail.MOV"), QStringLiteral("c.MOV")});
-    EXPECT_TRUE(shows(QStringLiteral("sidebar-count-waiting"), QStringLiteral("3")));
+    enqueue({"a.MOV", "fail.MOV", "c.MOV"});
+    EXPECT_TRUE(shows("sidebar-count-waiting", "3"));
     queue().start();
     ASSERT_TRUE(waitUntil([&] { return !queue().running(); }));
-    EXPECT_TRUE(shows(QStringLiteral("sidebar-count-complete"), QStringLiteral("2")));
-    EXPECT_TRUE(shows(QStringLiteral("sidebar-count-failed"), QStringLiteral("1")));
-    EXPECT_TRUE(shows(QStringLiteral("sidebar-count-waiting"), QStringLiteral("0")));
+    EXPECT_TRUE(shows("sidebar-count-complete", "2"));
+    EXPECT_TRUE(shows("sidebar-count-failed", "1"));
+    EXPECT_TRUE(shows("sidebar-count-waiting", "0"));
 
-    click(QStringLiteral("open-quillory"));
-    EXPECT_EQ(desktop.opened, QList<QUrl>{QUrl(QStringLiteral("https://quillory.com"))});
+    click("open-quillory");
+    EXPECT_EQ(desktop.opened, QList<QUrl>{QUrl("https://quillory.com")});
 }
 
 TEST_F(ShellTest, BannerShowsTheErrorUntilDismissed)
 {
     open();
-    auto *banner = find(QStringLiteral("banner"));
+    auto *banner = find("banner");
     EXPECT_FALSE(banner->isVisible());
-    workspace->setError(QStringLiteral("Choose a template."));
+    workspace->setError("Choose a template.");
     EXPECT_TRUE(banner->isVisible());
-    EXPECT_EQ(find<QLabel>(QStringLiteral("banner-text"))->text(), QStringLiteral("Choose a template."));
-    click(QStringLiteral("banner-dismiss"));
+    EXPECT_EQ(find<QLabel>("banner-text")->text(), "Choose a template.");
+    click("banner-dismiss");
     EXPECT_FALSE(workspace->error().has_value());
     EXPECT_FALSE(banner->isVisible());
 
-    workspace->setNotice(QStringLiteral("3 jobs queued"));
-    EXPECT_EQ(find<QLabel>(QStringLiteral("notice"))->text(), QStringLiteral("3 jobs queued"));
+    workspace->setNotice("3 jobs queued");
+    EXPECT_EQ(find<QLabel>("notice")->text(), "3 jobs queued");
 }
 
 // While another window has the focus, a failure and the end of the run are announced.
@@ -179,11 +174,11 @@ TEST_F(ShellTest, NotifiesWhenTheWindowIsNotActive)
     other.show();
     other.activateWindow();
     ASSERT_TRUE(QTest::qWaitForWindowActive(&other));
-    enqueue({QStringLiteral("fail.MOV"), QStringLiteral("b.MOV")});
+    enqueue({"fail.MOV", "b.MOV"});
     queue().start();
     ASSERT_TRUE(waitUntil([&] { return desktop.notifications.size() == 2; }));
-    EXPECT_EQ(desktop.notifications, QStringList({QStringLiteral("Job failed|fail.MOV: The source changed after it was queued."),
-                                                  QStringLiteral("Queue finished|1 complete, 1 failed")}));
+    EXPECT_EQ(desktop.notifications, QStringList({"Job failed|fail.MOV: The source changed after it was queued.",
+                                                  "Queue finished|1 complete, 1 failed"}));
 
     window->activateWindow();
     ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
@@ -198,7 +193,7 @@ TEST_F(ShellTest, NotifiesWhenTheWindowIsNotActive)
 TEST_F(ShellTest, ControlsAreNamedAndReachableByKeyboard)
 {
     open();
-    enqueue({QStringLiteral("a.MOV"), QStringLiteral("b.MOV")});
+    enqueue({"a.MOV", "b.MOV"});
     workspace->setPage(Page::queue);
     for (QWidget *widget : window->findChildren<QWidget *>()) {
         const bool interactive = qobject_cast<QAbstractButton *>(widget) || qobject_cast<QLineEdit *>(widget) ||
@@ -215,25 +210,22 @@ TEST_F(ShellTest, ControlsAreNamedAndReachableByKeyboard)
     QStringList reached;
     window->activateWindow();
     ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
-    find(QStringLiteral("page-import"))->setFocus();
+    find("page-import")->setFocus();
     for (int i = 0; i < 40; ++i) {
         QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
         reached << QApplication::focusWidget()->objectName();
     }
     // The page entries are one group: Tab stops at the current one, the arrow keys move within.
-    EXPECT_TRUE(std::any_of(reached.begin(), reached.end(), [](const QString &name) { return name.startsWith(QStringLiteral("page-")); }));
-    const QStringList queueControls = {QStringLiteral("queue-run"), QStringLiteral("queue-retry-failed"),
-                                       QStringLiteral("queue-export"), QStringLiteral("queue-remove-completed"),
-                                       QStringLiteral("queue-clear"), QStringLiteral("queue-jobs")};
+    EXPECT_TRUE(std::any_of(reached.begin(), reached.end(), [](const QString &name) { return name.startsWith("page-"); }));
+    const QStringList queueControls = {"queue-run", "queue-retry-failed", "queue-export", "queue-remove-completed",
+                                       "queue-clear", "queue-jobs"};
     const qsizetype first = reached.indexOf(queueControls.first());
     ASSERT_GE(first, 0);
     EXPECT_EQ(reached.mid(first, queueControls.size()), queueControls);
-    for (const char *name : {"open-quillory", "queue-run", "queue-retry-failed",
-                             "queue-export", "queue-remove-completed", "queue-clear", "queue-jobs"})
-        EXPECT_TRUE(reached.contains(QLatin1String(name))) << name;
-    find(QStringLiteral("page-queue"))->setFocus();
+    EXPECT_TRUE(reached.contains("open-quillory"));
+    find("page-queue")->setFocus();
     QTest::keyClick(QApplication::focusWidget(), Qt::Key_Down);
-    EXPECT_EQ(QApplication::focusWidget()->objectName(), QStringLiteral("page-project"));
+    EXPECT_EQ(QApplication::focusWidget()->objectName(), "page-project");
 }
 
 } // namespace
