@@ -2,7 +2,6 @@
 
 #include "DialogChoices.h"
 
-
 using namespace vantor;
 
 namespace {
@@ -10,12 +9,10 @@ namespace {
 TEST(DialogChoicesTest, AnswersWithTheDesktopDialogs)
 {
     ui::DialogChoices choices;
-
-    test::UiTest::answerDialog(QStringLiteral("confirm-ok"));
-    EXPECT_TRUE(choices.confirm(QStringLiteral("Rename 3 files?"), QStringLiteral("The names shown are used.")));
-    test::UiTest::answerDialog(QStringLiteral("confirm-cancel"));
-    EXPECT_FALSE(choices.confirm(QStringLiteral("Rename 3 files?"), QStringLiteral("The names shown are used.")));
-
+    for (const auto &[button, answer] : {std::pair("confirm-ok", true), std::pair("confirm-cancel", false)}) {
+        test::UiTest::answerDialog(button);
+        EXPECT_EQ(choices.confirm("Rename 3 files?", "The names shown are used."), answer) << button;
+    }
 }
 
 } // namespace

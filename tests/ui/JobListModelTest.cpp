@@ -46,19 +46,19 @@ TEST_F(JobListModelTest, FollowsEveryQueueChange)
     JobListModel model(queue());
     QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::Fatal);
     const std::vector<std::pair<const char *, std::function<void()>>> steps = {
-        {"enqueue", [&] { enqueue({QStringLiteral("a.MOV"), QStringLiteral("b.MOV"), QStringLiteral("c.MOV")}); }},
-        {"move two places", [&] { queue().moveWaiting(id(QStringLiteral("c.MOV")), -2); }},
-        {"move one place", [&] { queue().moveWaiting(id(QStringLiteral("c.MOV")), 1); }},
-        {"remove the middle", [&] { queue().remove(id(QStringLiteral("c.MOV"))); }},
-        {"enqueue more", [&] { enqueue({QStringLiteral("fail.MOV"), QStringLiteral("d.MOV")}); }},
-        {"cancel one", [&] { queue().cancel(id(QStringLiteral("d.MOV"))); }},
+        {"enqueue", [&] { enqueue({"a.MOV", "b.MOV", "c.MOV"}); }},
+        {"move two places", [&] { queue().moveWaiting(id("c.MOV"), -2); }},
+        {"move one place", [&] { queue().moveWaiting(id("c.MOV"), 1); }},
+        {"remove the middle", [&] { queue().remove(id("c.MOV")); }},
+        {"enqueue more", [&] { enqueue({"fail.MOV", "d.MOV"}); }},
+        {"cancel one", [&] { queue().cancel(id("d.MOV")); }},
         {"run", [&] {
              queue().start();
              ASSERT_TRUE(waitUntil([&] { return !queue().running(); }));
          }},
         {"retry failed", [&] { queue().retryFailed(); }},
         {"remove completed", [&] { queue().removeCompleted(); }},
-        {"remove the rest", [&] { queue().remove(id(QStringLiteral("fail.MOV"))); }},
+        {"remove the rest", [&] { queue().remove(id("fail.MOV")); }},
     };
     for (const auto &[name, step] : steps) {
         SCOPED_TRACE(name);
@@ -73,7 +73,7 @@ TEST_F(JobListModelTest, ProgressChangesOnlyTheRunningRow)
 {
     open();
     JobListModel model(queue());
-    enqueue({QStringLiteral("a.MOV"), QStringLiteral("wait.MOV"), QStringLiteral("c.MOV")});
+    enqueue({"a.MOV", "wait.MOV", "c.MOV"});
     queue().start();
     ASSERT_TRUE(waitUntil([&] { return queue().state().jobs[1].status == JobStatus::copying; }));
     ASSERT_TRUE(waitUntil([&] { return rows(model) == jobs(); }));

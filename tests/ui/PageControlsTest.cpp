@@ -21,7 +21,7 @@ QStringList tabChain(QWidget *root)
     QStringList chain;
     for (QWidget *widget = root->nextInFocusChain(); widget != root; widget = widget->nextInFocusChain()) {
         if (root->isAncestorOf(widget) && widget->isVisible() && widget->isEnabled()
-            && (widget->focusPolicy() & Qt::TabFocus) && !widget->objectName().startsWith(QStringLiteral("qt_")))
+            && (widget->focusPolicy() & Qt::TabFocus) && !widget->objectName().startsWith("qt_"))
             chain << widget->objectName() + u'=' + widget->accessibleName();
     }
     return chain;
@@ -34,7 +34,7 @@ protected:
 
 TEST_F(PageControlsTest, EveryControlIsNamedAfterItsLabelAndTabbedInReadingOrder)
 {
-    workspace->watcher()->addRule(dir.makeDir(QStringLiteral("in")), dir.makeDir(QStringLiteral("out")),
+    workspace->watcher()->addRule(dir.makeDir("in"), dir.makeDir("out"),
                                   PresetService::defaults().first());
     struct Surface {
         std::function<QWidget *()> show;
@@ -70,9 +70,9 @@ TEST_F(PageControlsTest, EveryControlIsNamedAfterItsLabelAndTabbedInReadingOrder
           "preserveFolders=Preserve Folder Structure", "showStorage=Show In File Manager", "openLog=Open Log",
           "openAutomation=Folder Automation\u2026"}},
         {[&] {
-             click(QStringLiteral("openAutomation"));
+             click("openAutomation");
              auto *sheet = window->findChild<ui::FolderAutomationSheet *>();
-             auto *rules = sheet->findChild<QAbstractItemView *>(QStringLiteral("watchRules"));
+             auto *rules = sheet->findChild<QAbstractItemView *>("watchRules");
              rules->setCurrentIndex(rules->model()->index(0, 0));
              return sheet;
          },
@@ -88,7 +88,7 @@ TEST_F(PageControlsTest, EveryControlIsNamedAfterItsLabelAndTabbedInReadingOrder
           "preserveMetadata=Preserve Timecode & Metadata", "chooseOutputFolder=Choose Output Folder",
           "suffix=Suffix"}},
         {[&] {
-             click(QStringLiteral("batchSources"));
+             click("batchSources");
              return window->findChild<ui::BatchSourcesSheet *>();
          },
          {"batchSources=Sources", "batchSelect=Select", "batchSelectAll=Select All", "batchDone=Done"}},

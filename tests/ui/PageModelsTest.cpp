@@ -39,14 +39,14 @@ TEST_F(PageModelsTest, TemplateRowsFollowTheStoredTemplates)
     workspace->newTemplate(false);
     ASSERT_EQ(model.rowCount(), builtIn + 1);
     EXPECT_EQ(inserted.size(), 1);
-    EXPECT_EQ(model.index(builtIn, 0).data().toString(), QStringLiteral("Untitled template"));
+    EXPECT_EQ(model.index(builtIn, 0).data().toString(), "Untitled template");
     EXPECT_EQ(model.rowOf(workspace->templateDraft().id), builtIn);
 
     QSignalSpy changed(&model, &QAbstractItemModel::dataChanged);
-    workspace->setTemplateName(QStringLiteral("Renamed"));
+    workspace->setTemplateName("Renamed");
     workspace->saveTemplate();
     EXPECT_EQ(changedRows(changed), QStringList{QString::number(builtIn) + u'-' + QString::number(builtIn)});
-    EXPECT_EQ(model.index(builtIn, 0).data().toString(), QStringLiteral("Renamed"));
+    EXPECT_EQ(model.index(builtIn, 0).data().toString(), "Renamed");
     EXPECT_EQ(reset.size(), 0);
 }
 
@@ -58,14 +58,14 @@ TEST_F(PageModelsTest, RuleRowsFollowTheRulesOneRowAtATime)
     const TranscodePreset preset = PresetService::defaults().first();
     std::vector<QUuid> ids;
     for (const char *name : {"A", "B", "C"})
-        ids.push_back(watcher.addRule(dir.makeDir(QLatin1String(name)), dir.makeDir(QStringLiteral("out/") + QLatin1String(name)), preset));
+        ids.push_back(watcher.addRule(dir.makeDir(QLatin1String(name)), dir.makeDir("out/" + QLatin1String(name)), preset));
     ASSERT_EQ(model.rowCount(), 3);
     QSignalSpy changed(&model, &QAbstractItemModel::dataChanged);
     QSignalSpy removed(&model, &QAbstractItemModel::rowsRemoved);
     QSignalSpy reset(&model, &QAbstractItemModel::modelReset);
 
     EXPECT_TRUE(model.setData(model.index(1, 0), Qt::Checked, Qt::CheckStateRole));
-    EXPECT_EQ(changedRows(changed), QStringList{QStringLiteral("1-1")});
+    EXPECT_EQ(changedRows(changed), QStringList{"1-1"});
     EXPECT_TRUE(workspace->queue().state().watches[1].enabled);
     EXPECT_EQ(model.index(1, 0).data(ui::WatchRuleModel::EnabledRole), true);
 
@@ -86,7 +86,7 @@ TEST_F(PageModelsTest, PresetRowsFollowSavingAndRemovingPresets)
     QSignalSpy removed(&model, &QAbstractItemModel::rowsRemoved);
     QSignalSpy reset(&model, &QAbstractItemModel::modelReset);
 
-    workspace->setCustomPresetName(QStringLiteral("dailies hd"));
+    workspace->setCustomPresetName("dailies hd");
     workspace->savePreset();
     ASSERT_EQ(model.rowCount(), stored + 1);
     EXPECT_EQ(inserted.size(), 1);
@@ -104,8 +104,8 @@ TEST_F(PageModelsTest, PresetRowsFollowSavingAndRemovingPresets)
 
 TEST_F(PageModelsTest, SourceRowsShowTheirSettingsAndKeepTheirChecks)
 {
-    const QStringList urls{dir.write(QStringLiteral("a.mov"), "a"), dir.write(QStringLiteral("b.mov"), "b"),
-                           dir.write(QStringLiteral("c.mov"), "c")};
+    const QStringList urls{dir.write("a.mov", "a"), dir.write("b.mov", "b"),
+                           dir.write("c.mov", "c")};
     workspace->receive(urls);
     ASSERT_TRUE(waitUntil([&] { return workspace->sources().size() == 3; }));
     ui::TranscodeSourceModel model(*workspace, true);
@@ -117,11 +117,11 @@ TEST_F(PageModelsTest, SourceRowsShowTheirSettingsAndKeepTheirChecks)
     EXPECT_EQ(model.checked(), (QStringList{urls[0], urls[2]}));
     changed.clear();
     workspace->setSourcePreset(urls[1], workspace->preset());
-    EXPECT_EQ(changedRows(changed), QStringList{QStringLiteral("1-1")});
+    EXPECT_EQ(changedRows(changed), QStringList{"1-1"});
     EXPECT_EQ(model.index(1, 0).data(ui::TranscodeSourceModel::SettingsRole).toString(),
               workspace->preset().displayName());
     EXPECT_EQ(model.index(0, 0).data(ui::TranscodeSourceModel::SettingsRole).toString(),
-              QStringLiteral("Global Settings"));
+              "Global Settings");
 
     // A removed source takes its check with it; the others keep theirs.
     std::vector<SourceFile> kept = workspace->sources();

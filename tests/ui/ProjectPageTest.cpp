@@ -43,85 +43,85 @@ protected:
 
 TEST_F(ProjectPageTest, CreatingAProjectMakesItsTreeAndRefusesASecondOfTheSameName)
 {
-    const QString parent = dir.makeDir(QStringLiteral("projects"));
-    click(QStringLiteral("createProject"));
-    test::expectRefusal(*this, QStringLiteral("Choose a project location."));
+    const QString parent = dir.makeDir("projects");
+    click("createProject");
+    test::expectRefusal(*this, "Choose a project location.");
 
-    QTest::keyClicks(find<QComboBox>(QStringLiteral("projectTemplate")), QStringLiteral("Doc"));
-    type(QStringLiteral("projectName"), QStringLiteral(" Doc "));
-    type(QStringLiteral("projectClient"), QStringLiteral("Acme"));
-    find<QDateEdit>(QStringLiteral("projectDate"))->setDate(QDate(2026, 3, 1));
+    QTest::keyClicks(find<QComboBox>("projectTemplate"), "Doc");
+    type("projectName", " Doc ");
+    type("projectClient", "Acme");
+    find<QDateEdit>("projectDate")->setDate(QDate(2026, 3, 1));
     answers.folders << parent;
-    click(QStringLiteral("chooseLocation"));
-    EXPECT_EQ(find<QLabel>(QStringLiteral("projectLocation"))->text(), parent);
-    click(QStringLiteral("createProject"));
+    click("chooseLocation");
+    EXPECT_EQ(find<QLabel>("projectLocation")->text(), parent);
+    click("createProject");
     ASSERT_TRUE(settled());
 
-    const QString root = parent + QStringLiteral("/Doc");
+    const QString root = parent + "/Doc";
     for (const char *folder : {"02_FOOTAGE/ORIGINALS", "03_AUDIO/INTERVIEWS", "10_ARCHIVE/RESEARCH"})
         EXPECT_TRUE(QFileInfo(root + u'/' + QLatin1String(folder)).isDir()) << folder;
     const ProjectContext project = *workspace->queue().state().project;
-    EXPECT_EQ(project, (ProjectContext{QStringLiteral("Doc"), QStringLiteral("Acme"), QStringLiteral("2026-03-01"), root}));
-    EXPECT_TRUE(QFileInfo::exists(root + QStringLiteral("/Project.vantor")));
-    EXPECT_EQ(workspace->notice(), QStringLiteral("Project created \u00B7 14 folders"));
+    EXPECT_EQ(project, (ProjectContext{"Doc", "Acme", "2026-03-01", root}));
+    EXPECT_TRUE(QFileInfo::exists(root + "/Project.vantor"));
+    EXPECT_EQ(workspace->notice(), "Project created \u00B7 14 folders");
     EXPECT_EQ(workspace->page(), Page::ingest);
 
     workspace->setPage(Page::project);
-    EXPECT_TRUE(find<QLabel>(QStringLiteral("currentProject"))->text().contains(root));
-    click(QStringLiteral("createProject"));
+    EXPECT_TRUE(find<QLabel>("currentProject")->text().contains(root));
+    click("createProject");
     ASSERT_TRUE(settled());
     test::expectRefusal(
-        *this, QStringLiteral("A project named \u201CDoc\u201D already exists. Use Open Project or choose another name."));
-    EXPECT_EQ(test::listTree(parent).filter(QStringLiteral(".vantor-")), QStringList());
+        *this, "A project named \u201CDoc\u201D already exists. Use Open Project or choose another name.");
+    EXPECT_EQ(test::listTree(parent).filter(".vantor-"), QStringList());
 }
 
 TEST_F(ProjectPageTest, OpeningAFolderMakesItTheProject)
 {
-    const QString folder = dir.makeDir(QStringLiteral("Feature"));
+    const QString folder = dir.makeDir("Feature");
     answers.folders << folder;
-    click(QStringLiteral("openProject"));
-    EXPECT_EQ(answers.asked, QStringList{QStringLiteral("Open project folder")});
+    click("openProject");
+    EXPECT_EQ(answers.asked, QStringList{"Open project folder"});
     EXPECT_EQ(workspace->queue().state().project->root, folder);
-    EXPECT_EQ(find<QLineEdit>(QStringLiteral("projectName"))->text(), QStringLiteral("Feature"));
+    EXPECT_EQ(find<QLineEdit>("projectName")->text(), "Feature");
 }
 
 TEST_F(ProjectPageTest, TheTemplateEditorAddsDuplicatesSavesAndShowsRefusals)
 {
     workspace->setEditingTemplates(true);
-    auto *list = find<QListView>(QStringLiteral("templateList"));
-    auto *text = find<QPlainTextEdit>(QStringLiteral("templateText"));
+    auto *list = find<QListView>("templateList");
+    auto *text = find<QPlainTextEdit>("templateText");
     ASSERT_TRUE(list->isVisible());
     const QStringList builtIn = storedNames();
 
-    click(QStringLiteral("newTemplate"));
-    click(QStringLiteral("duplicateTemplate"));
-    EXPECT_EQ(storedNames(), builtIn + QStringList({QStringLiteral("Untitled template"),
-                                                    QStringLiteral("Untitled template copy")}));
-    EXPECT_EQ(list->currentIndex().data().toString(), QStringLiteral("Untitled template copy"));
-    EXPECT_EQ(find<QLineEdit>(QStringLiteral("templateName"))->text(), QStringLiteral("Untitled template copy"));
+    click("newTemplate");
+    click("duplicateTemplate");
+    EXPECT_EQ(storedNames(), builtIn + QStringList({"Untitled template",
+                                                    "Untitled template copy"}));
+    EXPECT_EQ(list->currentIndex().data().toString(), "Untitled template copy");
+    EXPECT_EQ(find<QLineEdit>("templateName")->text(), "Untitled template copy");
 
-    type(QStringLiteral("templateName"), QStringLiteral("Shorts"));
+    type("templateName", "Shorts");
     text->selectAll();
     QTest::keyClick(text, Qt::Key_Backspace);
-    for (const QString &line : {QStringLiteral("  {CLIENT}/BRIEF"), QString(), QStringLiteral("02_FOOTAGE ")}) {
+    for (const QString &line : QStringList{"  {CLIENT}/BRIEF", QString(), "02_FOOTAGE "}) {
         QTest::keyClicks(text, line);
         QTest::keyClick(text, Qt::Key_Return);
     }
-    click(QStringLiteral("saveTemplate"));
+    click("saveTemplate");
     const ProjectTemplate saved = workspace->queue().state().templates.back();
-    EXPECT_EQ(saved.name, QStringLiteral("Shorts"));
-    EXPECT_EQ(saved.folders, (QStringList{QStringLiteral("{CLIENT}/BRIEF"), QStringLiteral("02_FOOTAGE")}));
-    EXPECT_EQ(workspace->notice(), QStringLiteral("Template saved"));
+    EXPECT_EQ(saved.name, "Shorts");
+    EXPECT_EQ(saved.folders, (QStringList{"{CLIENT}/BRIEF", "02_FOOTAGE"}));
+    EXPECT_EQ(workspace->notice(), "Template saved");
 
     struct Refusal {
         QString text, message;
     };
-    for (const Refusal &refusal : {Refusal{QStringLiteral("03_AUDIO\n03_audio"),
-                                           QStringLiteral("The template contains duplicate folder paths.")},
-                                   Refusal{QStringLiteral("\n  \n"),
-                                           QStringLiteral("Add at least one folder to the template.")}}) {
+    for (const Refusal &refusal : {Refusal{"03_AUDIO\n03_audio",
+                                           "The template contains duplicate folder paths."},
+                                   Refusal{"\n  \n",
+                                           "Add at least one folder to the template."}}) {
         text->setPlainText(refusal.text);
-        click(QStringLiteral("saveTemplate"));
+        click("saveTemplate");
         test::expectRefusal(*this, refusal.message);
         EXPECT_EQ(workspace->queue().state().templates.back(), saved);
     }
@@ -131,11 +131,11 @@ TEST_F(ProjectPageTest, TheTemplateEditorAddsDuplicatesSavesAndShowsRefusals)
     EXPECT_EQ(workspace->templateDraft(), workspace->queue().state().templates.front());
     EXPECT_EQ(text->toPlainText(), workspace->queue().state().templates.front().folders.join(u'\n'));
 
-    click(QStringLiteral("doneTemplates"));
+    click("doneTemplates");
     EXPECT_FALSE(workspace->editingTemplates());
-    auto *picker = find<QComboBox>(QStringLiteral("projectTemplate"));
+    auto *picker = find<QComboBox>("projectTemplate");
     EXPECT_TRUE(picker->isVisible());
-    EXPECT_EQ(picker->itemText(picker->count() - 1), QStringLiteral("Shorts"));
+    EXPECT_EQ(picker->itemText(picker->count() - 1), "Shorts");
 
     workspace->queue().flush();
     EXPECT_EQ(StateStore::load(support).templates.back(), saved);
