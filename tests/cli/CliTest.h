@@ -8,9 +8,11 @@
 #include <QDir>
 #include <QFile>
 #include <QProcess>
+#include <QStorageInfo>
 #include <QThread>
 #include <csignal>
 #include <functional>
+#include <memory>
 #include <gtest/gtest.h>
 
 namespace vantor::test {
@@ -31,17 +33,32 @@ public:
     }();
 
     ProcessResult vantor(const QStringList &arguments) const { return runVantor(arguments, environment); }
+    // Starts vantor and waits until `started` holds or it has ended.
+    std::unique_ptr<QProcess> launch(const QStringList &arguments, const std::function<bool()> &started) const
+    {
+        auto process = std::make_unique<QProcess>();
+        process->setProcessEnvironment(environment);
+        process->start(vantorPath(), arguments);
+        for (int i = 0; i < 6000 && !started() && process->state() != QProcess::NotRunning; ++i)
+            QThread::msleep(10);
+        return process;
+    }
     // Runs vantor until `started` holds, sends SIGINT as Ctrl-C would, and waits for its end.
     ProcessResult interrupted(const QStringList &arguments, const std::function<bool()> &started) const
     {
-        QProcess process;
-        process.setProcessEnvironment(environment);
-        process.start(vantorPath(), arguments);
-        for (int i = 0; i < 6000 && !started() && process.state() != QProcess::NotRunning; ++i)
-            QThread::msleep(10);
-        ::kill(pid_t(process.processId()), SIGINT);
-        process.waitForFinished(60000);
-        return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
+        const std::unique_ptr<QProcess> process = launch(arguments, started);
+        ::kill(pid_t(process->processId()), SIGINT);
+        process->waitForFinished(60000);
+        return {process->exitCode(), process->readAllStandardOutput(), process->readAllStandardError()};
+    }
+    // A sparse file of up to `size` bytes: it reads fast, but far too long to finish while a test
+    // runs. At most half the free space, so the copy's free-space check passes.
+    QString hugeFile(const QString &name, qint64 size) const
+    {
+        QFile sparse(dir.file(name));
+        EXPECT_TRUE(sparse.open(QIODevice::WriteOnly)
+            && sparse.resize(std::min(size, QStorageInfo(dir.path()).bytesAvailable() / 2)));
+        return sparse.fileName();
     }
     AppState stored() const { return StateStore::load(support); }
     bool temporaryIsEmpty() const { return QDir(temporary).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot); }

@@ -4,7 +4,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QStorageInfo>
 #include <unistd.h>
 
 using namespace vantor::test;
@@ -94,34 +93,21 @@ TEST_F(FileCommands, CopyVerifiesKeepsTheTimeAndRefusesWithoutHarm)
 // The source's time moves while it is copied: the copy is refused in its own words.
 TEST_F(FileCommands, CopyOfASourceThatChangesIsRefused)
 {
-    const QString source = dir.file("clip.mov"), project = dir.makeDir("project"), trace = dir.file("trace.txt");
-    {
-        QFile sparse(source);
-        ASSERT_TRUE(sparse.open(QIODevice::WriteOnly) && sparse.resize(qint64(512) << 20));
-    }
+    const QString source = hugeFile("clip.mov", qint64(512) << 20), project = dir.makeDir("project");
+    const QString trace = dir.file("trace.txt");
     environment.insert("VANTOR_FAULT_TRACE", trace);
-    QProcess process;
-    process.setProcessEnvironment(environment);
-    process.start(vantorPath(), {"copy", "--no-verify", source, project + "/clip.mov"});
-    for (int i = 0; i < 6000 && !readFile(trace).contains(" write\n") && process.state() != QProcess::NotRunning; ++i)
-        QThread::msleep(10);
+    const auto process = launch({"copy", "--no-verify", source, project + "/clip.mov"}, [&] { return readFile(trace).contains(" write\n"); });
     QFile touched(source);
     ASSERT_TRUE(touched.open(QIODevice::ReadWrite) && touched.setFileTime(QDateTime::currentDateTime().addDays(-1), QFileDevice::FileModificationTime));
-    ASSERT_TRUE(process.waitForFinished(60000));
-    EXPECT_EQ(process.exitCode(), 1);
-    EXPECT_EQ(QString(process.readAllStandardError()), "vantor: The source changed during the copy. Nothing was published: " + source + '\n');
+    ASSERT_TRUE(process->waitForFinished(60000));
+    EXPECT_EQ(process->exitCode(), 1);
+    EXPECT_EQ(QString(process->readAllStandardError()), "vantor: The source changed during the copy. Nothing was published: " + source + '\n');
     EXPECT_EQ(listTree(project), QStringList());
 }
 
 TEST_F(FileCommands, CopyInterruptedCancelsAndPublishesNothing)
 {
-    const QString source = dir.file("huge.mov");
-    {
-        QFile sparse(source); // reads fast, but far too long to finish before the signal lands
-        ASSERT_TRUE(sparse.open(QIODevice::WriteOnly));
-        const qint64 room = QStorageInfo(dir.path()).bytesAvailable() / 2; // must pass the free-space check
-        ASSERT_TRUE(sparse.resize(std::min(qint64(16) << 30, room)));
-    }
+    const QString source = hugeFile("huge.mov", qint64(16) << 30);
     const QString project = dir.makeDir("project"), trace = dir.file("trace.txt");
     environment.insert("VANTOR_FAULT_TRACE", trace);
     const ProcessResult result = interrupted({"copy", source, project + "/huge.mov"}, [&] { return readFile(trace).contains(" write\n"); });

@@ -3,7 +3,6 @@
 #include "CliTest.h"
 #include "ingest/StagingFiles.h"
 
-#include <QStorageInfo>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
@@ -34,26 +33,15 @@ TEST_F(StagingCommands, ALaterCopyOfTheSameTargetRemovesWhatAKilledOneLeft)
 // file for a leftover.
 TEST_F(StagingCommands, ASecondCopyToATargetBeingWrittenIsRefused)
 {
-    const QString source = dir.file("huge.mov"), project = dir.makeDir("project");
-    {
-        QFile sparse(source); // reads fast, but far too long to finish while this test runs
-        ASSERT_TRUE(sparse.open(QIODevice::WriteOnly));
-        const qint64 room = QStorageInfo(dir.path()).bytesAvailable() / 2; // must pass the free-space check
-        ASSERT_TRUE(sparse.resize(std::min(qint64(8) << 30, room)));
-    }
-    QProcess first;
-    first.setProcessEnvironment(environment);
-    first.start(vantorPath(), {"copy", "--no-verify", source, project + "/huge.mov"});
-    for (int i = 0; i < 6000 && listTree(project).isEmpty() && first.state() != QProcess::NotRunning; ++i)
-        QThread::msleep(10);
-    const QStringList staging = listTree(project);
-    ASSERT_EQ(staging.size(), 1) << "the first copy never started writing";
+    const QString source = hugeFile("huge.mov", qint64(8) << 30), project = dir.makeDir("project");
+    const auto first = launch({"copy", "--no-verify", source, project + "/huge.mov"}, [&] { return !listTree(project).isEmpty(); });
+    ASSERT_EQ(listTree(project).size(), 1) << "the first copy never started writing";
     const ProcessResult second = vantor({"copy", "--no-verify", source, project + "/huge.mov"});
-    ::kill(pid_t(first.processId()), SIGINT);
-    first.waitForFinished(60000);
+    ::kill(pid_t(first->processId()), SIGINT);
+    first->waitForFinished(60000);
     EXPECT_EQ(second.exitCode, 1);
     EXPECT_EQ(second.errText(), "vantor: Another copy to this target is running: " + project + "/huge.mov\n");
-    EXPECT_EQ(first.exitCode(), 130) << "the first copy was disturbed";
+    EXPECT_EQ(first->exitCode(), 130) << "the first copy was disturbed";
     EXPECT_EQ(listTree(project), QStringList());
 }
 
