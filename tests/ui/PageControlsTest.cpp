@@ -30,73 +30,62 @@ QStringList tabChain(QWidget *root)
 class PageControlsTest : public test::UiTest {
 protected:
     void SetUp() override { open(); }
+    // Shows a page, or opens a sheet with a button, and returns it.
+    template <typename T> std::function<QWidget *()> onPage(Page page)
+    {
+        return [this, page] { return workspace->setPage(page), window->findChild<T *>(); };
+    }
+    template <typename T> std::function<QWidget *()> sheet(const char *button)
+    {
+        return [this, button] { return click(button), window->findChild<T *>(); };
+    }
 };
 
 TEST_F(PageControlsTest, EveryControlIsNamedAfterItsLabelAndTabbedInReadingOrder)
 {
-    workspace->watcher()->addRule(dir.makeDir("in"), dir.makeDir("out"),
-                                  PresetService::defaults().first());
-    struct Surface {
-        std::function<QWidget *()> show;
-        QStringList chain;
+    workspace->watcher()->addRule(dir.makeDir("in"), dir.makeDir("out"), PresetService::defaults().first());
+    const std::function<QWidget *()> templates = [&] {
+        workspace->setEditingTemplates(true);
+        return window->findChild<ui::ProjectPage *>();
     };
-    const Surface surfaces[] = {
-        {[&] {
-             workspace->setPage(Page::ingest);
-             return window->findChild<ui::ImportPage *>();
-         },
+    const std::function<QWidget *()> automation = [&] {
+        QWidget *shown = sheet<ui::FolderAutomationSheet>("openAutomation")();
+        auto *rules = shown->findChild<QAbstractItemView *>("watchRules");
+        rules->setCurrentIndex(rules->model()->index(0, 0));
+        return shown;
+    };
+    const std::pair<std::function<QWidget *()>, QStringList> surfaces[] = {
+        {onPage<ui::ImportPage>(Page::ingest),
          {"importAutomation=Automation\u2026", "addSources=Add Sources\u2026", "browseMedia=Browse media\u2026",
           "sourceList=Source media", "planOperation=Operation", "planTabs=Plan", "copyFolder=Media folder",
           "planHierarchy=Preserve source hierarchy", "planVerify=Verify copies", "planChecksum=Checksum",
           "queueStart=Queue & start"}},
-        {[&] {
-             workspace->setPage(Page::project);
-             return window->findChild<ui::ProjectPage *>();
-         },
+        {onPage<ui::ProjectPage>(Page::project),
          {"projectTemplate=Template", "projectName=Name", "projectClient=Client", "projectDate=Date",
           "chooseLocation=Choose\u2026", "createProject=Create Project", "openProject=Open Project\u2026",
           "editTemplates=Edit Templates\u2026"}},
-        {[&] {
-             workspace->setEditingTemplates(true);
-             return window->findChild<ui::ProjectPage *>();
-         },
+        {templates,
          {"templateList=Templates", "newTemplate=New Template", "duplicateTemplate=Duplicate", "templateName=Name",
           "templateText=Folders", "doneTemplates=Done", "saveTemplate=Save Template"}},
-        {[&] {
-             workspace->setPage(Page::settings);
-             return window->findChild<ui::SettingsPage *>();
-         },
+        {onPage<ui::SettingsPage>(Page::settings),
          {"verifyCopies=Verify Copies", "verificationMethod=Verification Method",
           "preserveFolders=Preserve Folder Structure", "showStorage=Show In File Manager", "openLog=Open Log",
           "openAutomation=Folder Automation\u2026"}},
-        {[&] {
-             click("openAutomation");
-             auto *sheet = window->findChild<ui::FolderAutomationSheet *>();
-             auto *rules = sheet->findChild<QAbstractItemView *>("watchRules");
-             rules->setCurrentIndex(rules->model()->index(0, 0));
-             return sheet;
-         },
-         {"watchRules=Rules", "addWatchFolder=Add Folder\u2026", "removeWatchFolder=Remove",
-          "doneAutomation=Done"}},
-        {[&] {
-             workspace->setPage(Page::transcode);
-             return window->findChild<ui::TranscodePage *>();
-         },
+        {automation,
+         {"watchRules=Rules", "addWatchFolder=Add Folder\u2026", "removeWatchFolder=Remove", "doneAutomation=Done"}},
+        {onPage<ui::TranscodePage>(Page::transcode),
          {"openSources=Open Sources", "addToQueue=Add To Queue", "startTranscodes=Start", "pauseQueue=Pause",
           "showQueue=Queue", "transcodeSources=Source", "batchSources=Batch Sources\u2026", "presetPicker=Preset",
           "reloadPreset=Reload", "saveNewPreset=Save New Preset\u2026", "settingsTabs=Settings",
           "preserveMetadata=Preserve Timecode & Metadata", "chooseOutputFolder=Choose Output Folder",
           "suffix=Suffix"}},
-        {[&] {
-             click("batchSources");
-             return window->findChild<ui::BatchSourcesSheet *>();
-         },
+        {sheet<ui::BatchSourcesSheet>("batchSources"),
          {"batchSources=Sources", "batchSelect=Select", "batchSelectAll=Select All", "batchDone=Done"}},
     };
-    for (const Surface &surface : surfaces) {
-        QWidget *root = surface.show();
+    for (const auto &[show, chain] : surfaces) {
+        QWidget *root = show();
         ASSERT_NE(root, nullptr);
-        EXPECT_EQ(tabChain(root), surface.chain);
+        EXPECT_EQ(tabChain(root), chain);
     }
 }
 
