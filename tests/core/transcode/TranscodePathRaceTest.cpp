@@ -2,7 +2,6 @@
 // and when, no byte lands outside the destination and nothing the engine wrote is left behind.
 #include "ScopedEnvironment.h"
 #include "TranscodeTesting.h"
-#include "ingest/MediaIngestService.h"
 #include "base/FileIo.h"
 #include "transcode/TranscodePhase.h"
 
@@ -85,10 +84,7 @@ protected:
     MediaJob job(const QString &name)
     {
         const QString source = test::makeClip(media.file(name + ".mov"), test::clips::silentClip({}, 0.4));
-        const SourceFile file = MediaIngestService::scan({ source }).front();
-        return MediaJob::make(file.url, file.grant, root.path(), FileGrant(root.path()), std::nullopt,
-            folder + "/" + name + "_PROXY.mov", JobOperation::transcode, test::preset(), std::nullopt, file.size,
-            file.modified);
+        return test::transcodeJob(source, root.path(), folder + "/" + name + "_PROXY.mov", test::preset());
     }
 };
 

@@ -4,7 +4,6 @@
 #include "ChildProcess.h"
 #include "ScopedEnvironment.h"
 #include "TranscodeTesting.h"
-#include "ingest/MediaIngestService.h"
 #include "transcode/BurnInService.h"
 #include "presets/PresetService.h"
 #include "transcode/PreviewService.h"
@@ -100,9 +99,7 @@ protected:
     }
     MediaJob job(const QString &source, const TranscodePreset &preset, const QString &name = "clip.mov")
     {
-        const SourceFile file = MediaIngestService::scan({ source }).front();
-        return MediaJob::make(file.url, file.grant, out.path(), FileGrant(out.path()), std::nullopt,
-            out.file("day1/" + name), JobOperation::transcode, preset, std::nullopt, file.size, file.modified);
+        return test::transcodeJob(source, out.path(), out.file("day1/" + name), preset);
     }
     // Nothing but the named outputs below the destination, nothing left in the temporary folder.
     void expectOnly(const QStringList &outputs)
@@ -147,7 +144,8 @@ TEST_F(TranscodePhaseTest, EncodesTheVerifiedCopyAndRefusesAChangedSourceOrMissi
     EXPECT_NEAR(TranscodeService::probe(*copied.outputDestination, {}, control).duration, 1.0, 0.1);
     MediaJob changed = job(clip(0.5), proxy("Center"), "changed.mov");
     changed.bytes += 1;
-    EXPECT_NE(test::refusal([&] { TranscodeService::transcode(changed, {}, control, {}); }), "(accepted)");
+    EXPECT_EQ(test::refusal([&] { TranscodeService::transcode(changed, {}, control, {}); }),
+        "The source changed after it was queued. Add it again: clip.mov");
     MediaJob bare = job(clip(0.5), proxy(), "bare.mov");
     bare.preset.reset();
     EXPECT_EQ(test::refusal([&] { TranscodeService::transcode(bare, {}, control, {}); }), "Missing transcode settings.");

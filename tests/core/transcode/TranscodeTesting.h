@@ -3,6 +3,8 @@
 #include "ClipMaker.h"
 #include "TempDir.h"
 #include "base/VantorError.h"
+#include "ingest/MediaIngestService.h"
+#include "jobs/MediaJob.h"
 #include "presets/TranscodePreset.h"
 
 #include <functional>
@@ -30,6 +32,14 @@ inline TranscodePreset preset(Codec codec = Codec::h264, const QString &containe
 }
 
 inline TranscodePreset changed(const PresetChange &change) { return preset(Codec::h264, "mp4", AudioMode::aac, 1920, change); }
+
+// A transcode of `source` to `output`, below the destination folder `root`.
+inline MediaJob transcodeJob(const QString &source, const QString &root, const QString &output, const TranscodePreset &preset)
+{
+    const SourceFile file = MediaIngestService::scan({ source }).front();
+    return MediaJob::make(file.url, file.grant, root, FileGrant(root), std::nullopt, output, JobOperation::transcode,
+        preset, std::nullopt, file.size, file.modified);
+}
 
 // The user-facing message a call throws, or "(accepted)".
 inline QString refusal(const std::function<void()> &call)
