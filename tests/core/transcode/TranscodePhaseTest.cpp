@@ -45,11 +45,9 @@ using P = TranscodePreset;
 
 P named(const QString &name, const std::function<void(P &)> &change = [](P &) {})
 {
-    for (P preset : PresetService::defaults())
-        if (preset.name == name)
-            return change(preset), preset;
-    ADD_FAILURE() << "no preset " << name.toStdString();
-    return {};
+    P preset = PresetService::find(PresetService::defaults(), name).value();
+    change(preset);
+    return preset;
 }
 
 // Editorial Proxy (ProRes, mov, PCM), with filename and timecode burned in at `position`.
