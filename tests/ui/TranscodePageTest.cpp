@@ -363,7 +363,8 @@ TEST_F(TranscodePageTest, PresetRowPicksReloadsAndSavesPresets)
         QTest::mouseClick(sheet->findChild<QAbstractButton *>("savePresetSave"), Qt::LeftButton);
         EXPECT_EQ(queue().state().presets.size(), stored.size() + (attempt.stored ? 1 : 0));
         if (!attempt.stored) {
-            EXPECT_FALSE(sheet->findChild<QLabel *>("savePresetError")->text().isEmpty());
+            // The sheet shows the workspace's own refusal; its wording is checked by WorkspaceRefusal.
+            EXPECT_EQ(findIn<QLabel>(sheet, "savePresetError")->text(), workspace->error().value_or("(none)"));
             QTest::mouseClick(sheet->findChild<QAbstractButton *>("savePresetCancel"), Qt::LeftButton);
         }
         QTest::qWait(0); // the closed sheet is deleted later
