@@ -15,18 +15,6 @@ using namespace vantor;
 
 namespace {
 
-// The controls that Tab reaches inside `root`, in order, each as "objectName=accessible name".
-QStringList tabChain(QWidget *root)
-{
-    QStringList chain;
-    for (QWidget *widget = root->nextInFocusChain(); widget != root; widget = widget->nextInFocusChain()) {
-        if (root->isAncestorOf(widget) && widget->isVisible() && widget->isEnabled()
-            && (widget->focusPolicy() & Qt::TabFocus) && !widget->objectName().startsWith(QStringLiteral("qt_")))
-            chain << widget->objectName() + u'=' + widget->accessibleName();
-    }
-    return chain;
-}
-
 class PageControlsTest : public test::UiTest {
 protected:
     void SetUp() override { open(); }
@@ -96,7 +84,7 @@ TEST_F(PageControlsTest, EveryControlIsNamedAfterItsLabelAndTabbedInReadingOrder
     for (const Surface &surface : surfaces) {
         QWidget *root = surface.show();
         ASSERT_NE(root, nullptr);
-        EXPECT_EQ(tabChain(root), surface.chain);
+        EXPECT_EQ(test::tabChain(root), surface.chain);
     }
 }
 
