@@ -87,8 +87,15 @@ QString quoted(const RemovableVolume &volume)
 } // namespace
 
 RemovableVolumes::RemovableVolumes(QObject *parent)
-    : QObject(parent), m_connectionName(connectionName()), m_bus(connectBus(m_connectionName))
+    : QObject(parent), m_connectionName(connectionName()), m_bus(m_connectionName)
 {
+}
+
+void RemovableVolumes::start()
+{
+    if (m_bus.isConnected())
+        return;
+    m_bus = connectBus(m_connectionName);
     if (!m_bus.isConnected())
         return;
     qDBusRegisterMetaType<QMap<QString, QVariantMap>>();

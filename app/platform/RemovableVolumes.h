@@ -17,10 +17,11 @@ class QDBusObjectPath;
 namespace vantor {
 
 // Mounted removable volumes as UDisks2 reports them on the system bus, kept current from its
-// object manager's signals, and their eject (unmount, then power off where the drive can).
-// The bus is VANTOR_SYSTEM_BUS_ADDRESS, else DBUS_SYSTEM_BUS_ADDRESS, else the system bus.
-// Without a bus or without UDisks2 the list stays empty and nothing is reported. Every bus call
-// is asynchronous: a slow or stuck drive never holds the main thread.
+// object manager's signals once start()ed (only the window does: a command never wakes UDisks2),
+// and their eject (unmount, then power off where the drive can). The bus is
+// VANTOR_SYSTEM_BUS_ADDRESS, else DBUS_SYSTEM_BUS_ADDRESS, else the system bus. Without a bus or
+// without UDisks2 the list stays empty and nothing is reported. Every bus call is asynchronous:
+// a slow or stuck drive never holds the main thread.
 class RemovableVolumes : public QObject {
     Q_OBJECT
 public:
@@ -28,6 +29,7 @@ public:
 
     explicit RemovableVolumes(QObject *parent = nullptr);
     ~RemovableVolumes() override;
+    void start();
 
     bool connectedToSystem() const { return m_bus.isConnected(); }
     // Ordered by mount point.

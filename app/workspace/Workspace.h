@@ -42,7 +42,8 @@ public:
 
     QueueService &queue() { return *m_queue; }
     WatchFolderService *watcher() { return m_watcher.get(); }
-    // Mounted cards and drives the user can take away; empty without a system bus.
+    // Mounted cards and drives the user can take away, followed once started (the window does);
+    // empty without a system bus.
     RemovableVolumes &volumes() { return *m_volumes; }
 
     Page page() const { return m_page; }

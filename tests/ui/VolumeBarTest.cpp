@@ -2,6 +2,7 @@
 #include "PrivateBus.h"
 #include "RefusalCheck.h"
 #include "ScopedEnvironment.h"
+#include "platform/RemovableVolumes.h"
 
 #include <QLabel>
 
@@ -32,6 +33,7 @@ TEST_F(VolumeBarTest, AMountedCardIsOfferedImportedAndEjectedWhenTheQueueIsDone)
     udisks->add({QStringLiteral("nvme0n1p2"), QStringLiteral("data"), 1, dir.makeDir(QStringLiteral("disk")), false},
                 false);
     open();
+    workspace->volumes().start();
     workspace->setPage(Page::ingest);
 
     // The card is offered, the internal disk is not.

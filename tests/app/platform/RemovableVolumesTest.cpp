@@ -69,6 +69,7 @@ TEST_F(RemovableVolumesTest, OffersMountedFileSystemsOfRemovableDrivesOnly)
         udisks->add({QStringLiteral("sde1"), QStringLiteral("B002"), 2, mount + QStringLiteral("B002")}, false);
         udisks->add(c.card, false);
         RemovableVolumes volumes;
+        volumes.start();
         ASSERT_TRUE(waitFor([&] { return !volumes.volumes().empty(); }));
         EXPECT_EQ(labels(volumes), c.offered + QStringList{QStringLiteral("B002 /media/dit/B002")});
     }
@@ -76,6 +77,7 @@ TEST_F(RemovableVolumesTest, OffersMountedFileSystemsOfRemovableDrivesOnly)
     udisks = std::make_unique<FakeUDisks>(bus.address());
     udisks->add(a001, false);
     RemovableVolumes volumes;
+    volumes.start();
     ASSERT_TRUE(waitFor([&] { return !volumes.volumes().empty(); }));
     const RemovableVolume &card = volumes.volumes().front();
     EXPECT_EQ(card.size, 64000000000);
@@ -109,6 +111,7 @@ TEST_F(RemovableVolumesTest, FollowsCardsArrivingAndLeaving)
         udisks.reset();
         udisks = std::make_unique<FakeUDisks>(bus.address());
         RemovableVolumes volumes;
+        volumes.start();
         QSignalSpy mounted(&volumes, &RemovableVolumes::volumeMounted);
         QSignalSpy removed(&volumes, &RemovableVolumes::volumeRemoved);
         c.arrive(*udisks);
@@ -152,6 +155,7 @@ TEST_F(RemovableVolumesTest, EjectUnmountsThenPowersOffWhereTheDriveCan)
         if (!c.failing.isEmpty())
             udisks->failNext(c.failing, c.failure);
         RemovableVolumes volumes;
+        volumes.start();
         ASSERT_TRUE(waitFor([&] { return volumes.volumes().size() == 1; }));
         QSignalSpy ejected(&volumes, &RemovableVolumes::ejected);
         QSignalSpy failed(&volumes, &RemovableVolumes::ejectFailed);
@@ -174,12 +178,14 @@ TEST_F(RemovableVolumesTest, SilentWithoutBusOrService)
     {
         test::ScopedEnvironment none("VANTOR_SYSTEM_BUS_ADDRESS", QByteArray("unix:path=/nonexistent/vantor-bus"));
         RemovableVolumes volumes;
+        volumes.start();
         EXPECT_FALSE(volumes.connectedToSystem());
         EXPECT_TRUE(volumes.volumes().empty());
     }
     // A bus without UDisks2 says nothing either, and a UDisks2 that starts later is followed.
     udisks.reset();
     RemovableVolumes volumes;
+    volumes.start();
     EXPECT_TRUE(volumes.connectedToSystem());
     QSignalSpy mounted(&volumes, &RemovableVolumes::volumeMounted);
     udisks = std::make_unique<FakeUDisks>(bus.address());
