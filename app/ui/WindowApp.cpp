@@ -8,6 +8,7 @@
 #include "base/VantorError.h"
 #include "queue/JobPhases.h"
 #include "automation/WatchFolderService.h"
+#include "platform/RemovableVolumes.h"
 #include "workspace/Workspace.h"
 
 #include <QApplication>
@@ -43,6 +44,7 @@ int runWindow(const QStringList &received)
         return 0;
     }
     workspace->watcher()->start(); // folder automation runs while the window is open
+    workspace->volumes().start();   // and cards arriving are offered
     return QApplication::exec();
 }
 

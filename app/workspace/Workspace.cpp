@@ -6,6 +6,7 @@
 #include "ingest/NamingService.h"
 #include "files/SafeFiles.h"
 #include "ingest/VolumeSpace.h"
+#include "platform/RemovableVolumes.h"
 #include "base/JsonCodec.h"
 #include "base/VantorError.h"
 #include "projects/ProjectCreationService.h"
@@ -60,6 +61,12 @@ Workspace::Workspace(const QString &supportDirectory, JobPhases phases, UserChoi
     readDefaults();
     m_watcher = std::make_unique<WatchFolderService>(*m_queue);
     connect(m_watcher.get(), &WatchFolderService::notice, this, [this](const QString &text) { setNotice(text); });
+    m_volumes = std::make_unique<RemovableVolumes>();
+    connect(m_volumes.get(), &RemovableVolumes::ejected, this, [this](const RemovableVolume &volume) {
+        setNotice(QStringLiteral("\u201C") + volume.label + QStringLiteral("\u201D ejected and safe to remove"));
+    });
+    connect(m_volumes.get(), &RemovableVolumes::ejectFailed, this,
+            [this](const RemovableVolume &, const QString &message) { setError(message); });
     checkEngine();
 }
 
@@ -623,6 +630,29 @@ void Workspace::addWatchFolder()
     } catch (const std::exception &failure) {
         setError(errorText(failure));
     }
+}
+
+
+// ---- Removable volumes
+
+void Workspace::eject(const QString &path)
+{
+    const std::optional<RemovableVolume> volume = m_volumes->containing(path);
+    if (!volume) {
+        setError(QStringLiteral("Only a mounted removable volume can be ejected: ") + path);
+        return;
+    }
+    // Ejecting under a running or waiting job would fail it half-way; the card stays until it is done.
+    const QString root = volume->mountPoint + u'/';
+    for (const MediaJob &job : m_queue->state().jobs) {
+        if (!job.status.final() && (job.source.startsWith(root) || (job.destinationRoot + u'/').startsWith(root))) {
+            setError(QStringLiteral("\u201C") + volume->label
+                     + QStringLiteral("\u201D is still in use by the queue: let its jobs finish, or cancel them, "
+                                      "before ejecting it."));
+            return;
+        }
+    }
+    m_volumes->eject(*volume);
 }
 
 } // namespace vantor

@@ -23,6 +23,7 @@
 namespace vantor {
 
 class QueueService;
+class RemovableVolumes;
 class UserChoices;
 class WatchFolderService;
 
@@ -41,6 +42,9 @@ public:
 
     QueueService &queue() { return *m_queue; }
     WatchFolderService *watcher() { return m_watcher.get(); }
+    // Mounted cards and drives the user can take away, followed once started (the window does);
+    // empty without a system bus.
+    RemovableVolumes &volumes() { return *m_volumes; }
 
     Page page() const { return m_page; }
     bool editingTemplates() const { return m_editingTemplates; }
@@ -145,6 +149,10 @@ public:
     void removePreset(const QUuid &id);
     // Folder automation's "add rule": the watched folder, then the destination.
     void addWatchFolder();
+    // Ejects the removable volume that holds `path` (a card's mount point or a folder on it):
+    // refused while an unfinished job reads from it or writes to it. The outcome arrives as
+    // notice() or error().
+    void eject(const QString &path);
 
 Q_SIGNALS:
     void pageChanged();
@@ -200,6 +208,7 @@ private:
     ImportPlan m_importPlan;
     std::shared_ptr<JobControl> m_comparison; // cancelled when the workspace goes away
     std::unique_ptr<WatchFolderService> m_watcher;
+    std::unique_ptr<RemovableVolumes> m_volumes;
     // Scans, engine lookups and project creation, one at a time; joined before anything above
     // goes away.
     PersistenceQueue m_tasks;

@@ -15,18 +15,6 @@ using namespace vantor;
 
 namespace {
 
-// The controls that Tab reaches inside `root`, in order, each as "objectName=accessible name".
-QStringList tabChain(QWidget *root)
-{
-    QStringList chain;
-    for (QWidget *widget = root->nextInFocusChain(); widget != root; widget = widget->nextInFocusChain()) {
-        if (root->isAncestorOf(widget) && widget->isVisible() && widget->isEnabled()
-            && (widget->focusPolicy() & Qt::TabFocus) && !widget->objectName().startsWith("qt_"))
-            chain << widget->objectName() + u'=' + widget->accessibleName();
-    }
-    return chain;
-}
-
 class PageControlsTest : public test::UiTest {
 protected:
     void SetUp() override { open(); }
@@ -85,7 +73,7 @@ TEST_F(PageControlsTest, EveryControlIsNamedAfterItsLabelAndTabbedInReadingOrder
     for (const auto &[show, chain] : surfaces) {
         QWidget *root = show();
         ASSERT_NE(root, nullptr);
-        EXPECT_EQ(tabChain(root), chain);
+        EXPECT_EQ(test::tabChain(root), chain);
     }
 }
 

@@ -57,6 +57,18 @@ struct RecordingDesktop : ui::Desktop {
     void notify(const QString &summary, const QString &body) override { notifications << summary + u'|' + body; }
 };
 
+// The controls that Tab reaches inside `root`, in order, each as "objectName=accessible name".
+inline QStringList tabChain(QWidget *root)
+{
+    QStringList chain;
+    for (QWidget *widget = root->nextInFocusChain(); widget != root; widget = widget->nextInFocusChain()) {
+        if (root->isAncestorOf(widget) && widget->isVisible() && widget->isEnabled()
+            && (widget->focusPolicy() & Qt::TabFocus) && !widget->objectName().startsWith(QStringLiteral("qt_")))
+            chain << widget->objectName() + u'=' + widget->accessibleName();
+    }
+    return chain;
+}
+
 // A real workspace and window on a private support folder. The jobs' phases do no file work; a
 // source named "wait…" runs until released or cancelled, "fail…" fails, any other completes.
 class UiTest : public ::testing::Test {

@@ -5,6 +5,7 @@
 #include "models/SourceListModel.h"
 #include "pages/FolderAutomationSheet.h"
 #include "pages/ImportPlanPanel.h"
+#include "pages/VolumeBar.h"
 #include "queue/QueueService.h"
 #include "widgets/DropZone.h"
 #include "widgets/PanelSurface.h"
@@ -83,6 +84,8 @@ ImportPage::ImportPage(Workspace &workspace, QWidget *parent)
     QWidget::setTabOrder(m_list, m_removeAll);
     QWidget::setTabOrder(m_removeAll, m_plan->firstControl());
     QWidget::setTabOrder(m_plan->lastControl(), m_queue);
+    orderVolumeControls();
+    connect(m_volumes, &VolumeBar::controlsChanged, this, &ImportPage::orderVolumeControls);
 
     connect(m_automation, &QPushButton::clicked, this, [this] {
         auto *sheet = new FolderAutomationSheet(m_workspace, window());
@@ -113,6 +116,8 @@ QWidget *ImportPage::buildSources()
     auto *layout = new QVBoxLayout(column);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(Theme::space(3));
+    m_volumes = new VolumeBar(m_workspace, column);
+    layout->addWidget(m_volumes);
     m_dropZone = new DropZone(column);
     layout->addWidget(m_dropZone);
 
@@ -176,6 +181,16 @@ QWidget *ImportPage::buildSources()
     list->addLayout(listFooter);
     layout->addWidget(panel, 1);
     return column;
+}
+
+// A card's buttons come between "Add Sources…" and the drop zone's, where they are shown.
+void ImportPage::orderVolumeControls()
+{
+    QWidget *previous = m_add;
+    for (QWidget *control : m_volumes->controls()) {
+        QWidget::setTabOrder(previous, control);
+        previous = control;
+    }
 }
 
 void ImportPage::refreshSources()

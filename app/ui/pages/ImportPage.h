@@ -17,6 +17,7 @@ class DropZone;
 class ImportPlanPanel;
 class QuietButton;
 class SourceListModel;
+class VolumeBar;
 
 // The Import page: cards, folders and files gathered into the workspace's source list, the plan
 // they are queued with, and "Queue & start". With renaming on, the previewed names are confirmed
@@ -33,11 +34,13 @@ private:
     void refreshProject();
     void queueAndStart();
     void showConfirmation();
+    void orderVolumeControls();
 
     Workspace &m_workspace;
     SourceListModel *m_model;
     QuietButton *m_automation;
     QuietButton *m_add;
+    VolumeBar *m_volumes;
     DropZone *m_dropZone;
     QLabel *m_count;
     QWidget *m_scanning;

@@ -130,7 +130,9 @@ INSTANTIATE_TEST_SUITE_P(
         Refusal{"EmptyTemplate", [](auto &t) { t.ws.setTemplateText("\n  \n"); }, [](auto &t) { t.ws.saveTemplate(); },
                 "Add at least one folder to the template."},
         Refusal{"BlankPresetName", [](auto &t) { t.ws.setCustomPresetName("   "); }, [](auto &t) { t.ws.savePreset(); },
-                "\u201C   \u201D is not a safe file or folder name."}),
+                "\u201C   \u201D is not a safe file or folder name."},
+        Refusal{"EjectOffAnyRemovableVolume", none, [](auto &t) { t.ws.eject(t.media.path()); },
+                "Only a mounted removable volume can be ejected: %1"}),
     [](const auto &info) { return std::string(info.param.name); });
 
 TEST_F(WorkspaceTest, StartsFromTheStoredStateAndFindsTheEngine)
