@@ -8,6 +8,7 @@
 #include "base/VantorError.h"
 #include "queue/JobPhases.h"
 #include "automation/WatchFolderService.h"
+#include "queue/CardTracker.h"
 #include "workspace/Workspace.h"
 
 #include <QApplication>
@@ -31,6 +32,7 @@ int runWindow(const QStringList &received)
     }
     MainWindow window(*workspace);
     choices.setParent(&window);
+    workspace->cards().judgeEnded(); // the history's cards get their verdicts too
     if (!received.isEmpty()) {
         // The Import page shows the scan while it runs, not only its result.
         workspace->setPage(Page::ingest);

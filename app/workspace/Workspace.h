@@ -22,6 +22,7 @@
 
 namespace vantor {
 
+class CardTracker;
 class QueueService;
 class UserChoices;
 class WatchFolderService;
@@ -40,6 +41,8 @@ public:
     ~Workspace() override;
 
     QueueService &queue() { return *m_queue; }
+    // The cards of the queue and their verdicts once their last job ended.
+    CardTracker &cards() { return *m_cards; }
     WatchFolderService *watcher() { return m_watcher.get(); }
 
     Page page() const { return m_page; }
@@ -169,6 +172,7 @@ private:
     std::vector<MediaJob> transcodeJobs() const; // throws
 
     std::unique_ptr<QueueService> m_queue;
+    std::unique_ptr<CardTracker> m_cards; // watches the queue's repository: goes first
     UserChoices *m_choices;
     Page m_page = Page::transcode;
     bool m_editingTemplates = false;
