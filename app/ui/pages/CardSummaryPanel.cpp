@@ -39,7 +39,8 @@ void CardSummaryPanel::refresh()
         }
         const std::optional<CardVerdict> verdict = m_cards.verdict(root);
         const QString state = verdict ? verdict->label() : m_cards.open(root) ? tr("In progress") : tr("Not judged yet");
-        auto *line = new QLabel(tr("%1 \u00b7 %n file(s) \u00b7 %2", nullptr, int(files.size())).arg(cardLabel(root), state), this);
+        const QString count = files.size() == 1 ? tr("1 file") : tr("%1 files").arg(files.size());
+        auto *line = new QLabel(QStringLiteral("%1 \u00b7 %2 \u00b7 %3").arg(cardLabel(root), count, state), this);
         line->setObjectName(QStringLiteral("queue-card-%1").arg(index));
         line->setToolTip(verdict ? root + u'\n' + verdict->text() : root);
         QFont font = line->font();
@@ -58,7 +59,7 @@ void CardSummaryPanel::refresh()
             reasons << verdict->reasons[shown].text;
         const auto rest = int(verdict->reasons.size()) - shownReasons;
         if (rest > 0)
-            reasons << tr("\u2026and %n more.", nullptr, rest);
+            reasons << tr("\u2026and %1 more.").arg(rest);
         auto *detail = new QLabel(reasons.join(u'\n'), this);
         detail->setObjectName(QStringLiteral("queue-card-%1-reasons").arg(index));
         detail->setTextInteractionFlags(Qt::TextSelectableByMouse);
