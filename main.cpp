@@ -5,6 +5,7 @@
 
 #include <QApplication>
 #include <QCoreApplication>
+#include <QGuiApplication>
 #include <memory>
 
 namespace {
@@ -32,6 +33,12 @@ int main(int argc, char *argv[])
         QApplication application(argc, argv);
         describe();
         return vantor::ui::runWindow(received);
+    }
+    if (vantor::cli::drawsPages(arguments)) {
+        qputenv("QT_QPA_PLATFORM", "offscreen"); // fonts and painting, never a display
+        QGuiApplication application(argc, argv);
+        describe();
+        return vantor::cli::dispatch(QCoreApplication::arguments().mid(1));
     }
     QCoreApplication application(argc, argv);
     describe();

@@ -81,6 +81,15 @@ bool opensWindow(const QStringList &arguments, QStringList *received)
     return true;
 }
 
+bool drawsPages(const QStringList &arguments)
+{
+    if (arguments.size() < 2 || arguments[0] != QLatin1String("queue") || arguments[1] != QLatin1String("report"))
+        return false;
+    const qsizetype format = arguments.indexOf(QStringLiteral("--format"));
+    return arguments.contains(QStringLiteral("--format=pdf"))
+        || (format >= 0 && arguments.value(format + 1) == QLatin1String("pdf"));
+}
+
 int dispatch(const QStringList &arguments)
 {
     if (arguments.isEmpty()) {

@@ -24,4 +24,7 @@ int dispatch(const QStringList &arguments); // arguments without the program nam
 // (as a launcher passes them); `received` then holds them as local paths.
 bool opensWindow(const QStringList &arguments, QStringList *received = nullptr);
 
+// The command draws pages (a PDF report) and needs Qt's painting without a display.
+bool drawsPages(const QStringList &arguments);
+
 } // namespace vantor::cli

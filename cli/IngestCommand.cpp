@@ -10,6 +10,7 @@
 #include "ingest/NamingService.h"
 #include "state/StateStore.h"
 #include "base/VantorError.h"
+#include "queue/CardTracker.h"
 #include "queue/QueueService.h"
 #include "workspace/Workspace.h"
 
@@ -81,6 +82,27 @@ void printPlan(const ImportPlan &plan, bool json)
                                                                                 : QStringLiteral("unknown")));
 }
 
+// What the run left: each output path, then each card's verdict with its reasons (the card's
+// path after the verdict, the reasons indented below it).
+void printOutcome(const QStringList &outputs, const std::vector<CardVerdict> &verdicts, bool json)
+{
+    if (json) {
+        QJsonArray cards;
+        for (const CardVerdict &verdict : verdicts)
+            cards.append(verdict.toJson());
+        QTextStream(stdout) << JsonCodec::pretty(QJsonObject{
+            {QStringLiteral("outputs"), QJsonArray::fromStringList(outputs)}, {QStringLiteral("cards"), cards}});
+        return;
+    }
+    for (const QString &path : outputs)
+        printLine(path);
+    for (const CardVerdict &verdict : verdicts) {
+        printLine(verdict.label() + QStringLiteral(": ") + verdict.sourceRoot);
+        for (const QString &line : verdict.text().split(QLatin1Char('\n')).mid(1))
+            printLine(QStringLiteral("  ") + line);
+    }
+}
+
 } // namespace
 
 int runIngest(const QStringList &arguments)
@@ -121,7 +143,8 @@ int runIngest(const QStringList &arguments)
         parser.addFlag({QStringLiteral("dry-run")},
                        QStringLiteral("Print the jobs, destinations and bytes the ingest would queue, and the space "
                                       "on each destination volume; queue nothing."));
-        parser.addFlag({QStringLiteral("json")}, QStringLiteral("With --dry-run: print the plan as JSON."));
+        parser.addFlag({QStringLiteral("json")},
+                       QStringLiteral("Print the plan (with --dry-run), or the outputs and each card's verdict, as JSON."));
         parser.addPositional(QStringLiteral("SOURCE"), QStringLiteral("Files, folders or camera cards."),
                              QStringLiteral("SOURCE..."));
         if (!parser.parse(arguments))
@@ -130,8 +153,8 @@ int runIngest(const QStringList &arguments)
             throw UsageError(QStringLiteral("--project is required."));
         if (parser.positional().isEmpty())
             throw UsageError(QStringLiteral("Give at least one source."));
-        if (parser.isSet(QStringLiteral("json")) && !parser.isSet(QStringLiteral("dry-run")))
-            throw UsageError(QStringLiteral("--json goes with --dry-run."));
+        if (parser.isSet(QStringLiteral("json")) && parser.isSet(QStringLiteral("no-start")))
+            throw UsageError(QStringLiteral("--json does not go with --no-start."));
         if (parser.isSet(QStringLiteral("no-verify")) && parser.isSet(QStringLiteral("algorithm")))
             throw UsageError(QStringLiteral("--algorithm and --no-verify exclude each other"));
         const std::optional<JobOperation> operation =
@@ -254,23 +277,43 @@ int runIngest(const QStringList &arguments)
             return session.quit(workspace);
         queue.flushSaves();
 
+        // Every card read is listed again and judged once its last job ended.
+        CardTracker &cards = workspace.cards();
+        QStringList roots;
         int failed = 0;
+        QStringList outputs;
         for (const MediaJob &job : queue.state().jobs) {
             if (before.contains(job.id))
                 continue;
+            if (job.sourceRoot && !roots.contains(*job.sourceRoot))
+                roots << *job.sourceRoot;
             if (job.status != JobStatus::complete) {
                 ++failed;
                 continue;
             }
             for (const auto &path : {job.copyDestination, job.outputDestination}) {
                 if (path)
-                    printLine(*path);
+                    outputs << *path;
             }
         }
+        const auto judged = [&] {
+            return std::none_of(roots.begin(), roots.end(), [&](const QString &root) { return cards.open(root); });
+        };
+        if (!session.waitFor(&cards, &CardTracker::verdictChanged, judged))
+            return session.quit(workspace);
+        std::vector<CardVerdict> verdicts;
+        for (const QString &root : roots)
+            verdicts.push_back(cards.verdict(root).value_or(CardVerdict{root, false, {}, {}}));
+        printOutcome(outputs, verdicts, parser.isSet(QStringLiteral("json")));
+        const auto unsafe = std::count_if(verdicts.begin(), verdicts.end(), [](const CardVerdict &each) { return !each.safe; });
         if (failed > 0)
             printError(QStringLiteral("%1 of the queued jobs did not complete; see the lines above.").arg(failed));
+        // A card the ingest was to offload must not be formatted; a script learns it from the status.
+        const bool offloads = workspace.operation().copies();
+        if (unsafe > 0 && offloads)
+            printError(QStringLiteral("%1 of the cards are not safe to format; see the reasons above.").arg(unsafe));
         skippedNote();
-        return int(failed > 0 || skipped > 0 ? exitFailure : exitSuccess);
+        return int(failed > 0 || skipped > 0 || (unsafe > 0 && offloads) ? exitFailure : exitSuccess);
     });
 }
 

@@ -15,6 +15,7 @@
 #include "state/QueueLock.h"
 #include "queue/QueueService.h"
 #include "presets/PresetService.h"
+#include "reports/OffloadReport.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -342,14 +343,24 @@ int moveJob(const QStringList &arguments)
 int writeReport(const QStringList &arguments)
 {
     CommandParser parser(QStringLiteral("queue report"),
-                         QStringLiteral("Writes the JSON report of every job in queue order."));
+                         QStringLiteral("Writes the report of the queue: the JSON report of every job in queue order, "
+                                        "or the offload report of each card (files, bytes, destinations, duration, "
+                                        "speed, failures, digests and whether the card is safe to format) as HTML or "
+                                        "PDF. Each card is listed again to judge it."));
     parser.addPositional(QStringLiteral("FILE"), QString::fromLatin1(JobReport::suggestedFileName), QStringLiteral("FILE"));
     parser.addValue({QStringLiteral("project")},
                     QStringLiteral("Only the jobs that copy or transcode into this folder."), QStringLiteral("DIR"));
+    parser.addValue({QStringLiteral("format")}, QStringLiteral("json (the default), html or pdf."),
+                    QStringLiteral("FORMAT"));
     if (!parser.parse(arguments))
         return exitSuccess;
     if (parser.positional().size() != 1)
         throw UsageError(QStringLiteral("queue report takes one FILE"));
+    const QString formatText = parser.isSet(QStringLiteral("format")) ? parser.value(QStringLiteral("format"))
+                                                                      : QStringLiteral("json");
+    const std::optional<OffloadReport::Format> format = OffloadReport::formatNamed(formatText);
+    if (!format)
+        throw UsageError(QStringLiteral("--format takes json, html or pdf, not \"%1\"").arg(formatText));
     std::vector<MediaJob> jobs = readQueue().state.jobs;
     if (parser.isSet(QStringLiteral("project"))) {
         // A mistyped folder would give an empty report that looks like an idle project.
@@ -358,7 +369,7 @@ int writeReport(const QStringList &arguments)
             throw VantorError(QStringLiteral("The project folder does not exist: ") + project);
         std::erase_if(jobs, [&](const MediaJob &job) { return !JobReport::writesUnder(job, project); });
     }
-    JobReport::exportQueue(jobs, absolute(parser.positional().first()));
+    OffloadReport::write(*format, jobs, absolute(parser.positional().first()));
     return exitSuccess;
 }
 
@@ -398,7 +409,7 @@ void printQueueHelp()
                            "  cancel ID | --all                 cancel a job, or every waiting one\n"
                            "  remove ID | --completed           remove a job, or the finished history\n"
                            "  move ID --by N                    swap a waiting job with the one N waiting jobs away\n"
-                           "  report FILE [--project DIR]       write the JSON report\n"
+                           "  report FILE [--format F] [--project DIR]  write the JSON, HTML or PDF report\n"
                            "  clean [--dry-run]                 remove staging files killed runs left\n";
 }
 

@@ -9,6 +9,7 @@
 #include "queue/JobPhases.h"
 #include "automation/WatchFolderService.h"
 #include "platform/RemovableVolumes.h"
+#include "queue/CardTracker.h"
 #include "workspace/Workspace.h"
 
 #include <QApplication>
@@ -32,6 +33,7 @@ int runWindow(const QStringList &received)
     }
     MainWindow window(*workspace);
     choices.setParent(&window);
+    workspace->cards().judgeEnded(); // the history's cards get their verdicts too
     if (!received.isEmpty()) {
         // The Import page shows the scan while it runs, not only its result.
         workspace->setPage(Page::ingest);

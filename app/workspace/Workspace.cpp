@@ -11,6 +11,7 @@
 #include "base/VantorError.h"
 #include "projects/ProjectCreationService.h"
 #include "projects/ProjectTemplateService.h"
+#include "queue/CardTracker.h"
 #include "queue/QueueService.h"
 #include "presets/PresetService.h"
 #include "transcode/TranscodeService.h"
@@ -46,7 +47,7 @@ bool defaultsFlag(const QSettings &settings, const QString &key)
 
 Workspace::Workspace(const QString &supportDirectory, JobPhases phases, UserChoices *choices, QObject *parent)
     : QObject(parent), m_queue(std::make_unique<QueueService>(supportDirectory, std::move(phases))),
-      m_choices(choices), m_tasks(QString::fromLatin1(AppInfo::identifier) + QStringLiteral(".workspace"))
+      m_cards(std::make_unique<CardTracker>(m_queue->repository())), m_choices(choices), m_tasks(QString::fromLatin1(AppInfo::identifier) + QStringLiteral(".workspace"))
 {
     const AppState &state = m_queue->state();
     m_preset = state.presets.empty() ? PresetService::defaults().first() : state.presets.front();

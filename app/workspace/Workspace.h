@@ -22,6 +22,7 @@
 
 namespace vantor {
 
+class CardTracker;
 class QueueService;
 class RemovableVolumes;
 class UserChoices;
@@ -41,6 +42,8 @@ public:
     ~Workspace() override;
 
     QueueService &queue() { return *m_queue; }
+    // The cards of the queue and their verdicts once their last job ended.
+    CardTracker &cards() { return *m_cards; }
     WatchFolderService *watcher() { return m_watcher.get(); }
     // Mounted cards and drives the user can take away, followed once started (the window does);
     // empty without a system bus.
@@ -177,6 +180,7 @@ private:
     std::vector<MediaJob> transcodeJobs() const; // throws
 
     std::unique_ptr<QueueService> m_queue;
+    std::unique_ptr<CardTracker> m_cards; // watches the queue's repository: goes first
     UserChoices *m_choices;
     Page m_page = Page::transcode;
     bool m_editingTemplates = false;

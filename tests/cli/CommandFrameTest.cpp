@@ -108,7 +108,7 @@ INSTANTIATE_TEST_SUITE_P(Calls, Refusals, testing::Values(
     Call{{"transcode", "-p", "Review File", "--rotate", "45", "%D/x.mov"}, 2, "vantor: --rotate takes 90, 180 or 270, not \"45\"."},
     Call{{"ingest", "--denoise", "heavy", "--project", "%D/existing", "%D"}, 2,
          "vantor: --denoise takes Light, Medium, Strong or Off, not \"heavy\"."},
-    Call{{"ingest", "--json", "--project", "%D/existing", "%D"}, 2, "vantor: --json goes with --dry-run."},
+    Call{{"ingest", "--json", "--no-start", "--project", "%D/existing", "%D"}, 2, "vantor: --json does not go with --no-start."},
     Call{{"presets", "save"}, 2, "vantor: presets save takes one NAME."},
     Call{{"presets", "remove", "Editorial Proxy"}, 1, "vantor: “Editorial Proxy” is a built-in preset and cannot be removed."},
     Call{{"queue", "add", "copy", "--root", "%D", "%D/existing"}, 1,

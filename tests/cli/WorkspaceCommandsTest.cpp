@@ -314,7 +314,7 @@ TEST_F(WorkspaceCommands, IngestSetsAsideWhatIsAlreadyOffloaded)
 
     const ProcessResult again = vantor("ingest --operation copy --project", {project, card});
     ASSERT_EQ(again.exitCode, 0) << again.errText().toStdString();
-    EXPECT_EQ(again.outText(), copies + "/C2.XML\n");
+    EXPECT_EQ(again.outText(), copies + "/C2.XML\nSafe to format: " + card + "\n");
     QStringList expected{"Comparing the copies already at their destinations with their sources."};
     for (const QString &file : QStringList{"C1.XML", "CLIP/C1.MXF", "CLIP/C2.MXF"})
         expected << QString("Already offloaded: %1/%2 → %3/%2").arg(card, file, copies);

@@ -5,6 +5,7 @@
 
 #include <QFileDialog>
 #include <QLabel>
+#include <QLineEdit>
 #include <QListView>
 
 using namespace vantor;
@@ -59,6 +60,9 @@ public:
         QObject::connect(timer, &QTimer::timeout, [timer, path] {
             if (auto *dialog = qobject_cast<QFileDialog *>(QApplication::activeModalWidget())) {
                 dialog->selectFile(path);
+                // Typed, as a user would: the proposed name may still fill the field.
+                if (auto *name = dialog->findChild<QLineEdit *>(QStringLiteral("fileNameEdit")))
+                    name->setText(QFileInfo(path).fileName());
                 QMetaObject::invokeMethod(dialog, "accept");
                 timer->deleteLater();
             }
@@ -151,17 +155,48 @@ TEST_F(QueuePageTest, ClearAsksFirstAndDeletesNoMedia)
     EXPECT_EQ(test::readFile(dir.file(QStringLiteral("project/a.MOV"))), "copy");
 }
 
+// The chosen file's extension picks the form: the JSON job report, or the offload report.
 TEST_F(QueuePageTest, ExportWritesTheQueueReport)
 {
     openQueue();
     enqueue({QStringLiteral("a.MOV"), QStringLiteral("fail.MOV")});
     ASSERT_TRUE(runToEnd());
-    const QString path = dir.file(QStringLiteral("reports/Vantor-queue-report.json"));
-    QDir().mkpath(dir.file(QStringLiteral("reports")));
-    answerFileDialog(path);
-    click(QStringLiteral("queue-export"));
-    EXPECT_EQ(test::readFile(path), JobReport::encodeQueue(queue().state().jobs));
-    EXPECT_EQ(workspace->notice(), QStringLiteral("Queue report saved: ") + path);
+    const struct {
+        const char *file;
+        QByteArray begins;
+    } cases[] = {
+        {"json/Vantor-queue-report.json", JobReport::encodeQueue(queue().state().jobs)},
+        {"html/offload.html", "<!DOCTYPE html>"},
+        {"pdf/offload.pdf", "%PDF-"},
+    };
+    for (const auto &c : cases) {
+        // A folder each: the dialog's proposed name must not meet an earlier export.
+        const QString path = dir.file(QStringLiteral("reports/") + QLatin1String(c.file));
+        QDir().mkpath(QFileInfo(path).path());
+        answerFileDialog(path);
+        click(QStringLiteral("queue-export"));
+        EXPECT_TRUE(test::readFile(path).startsWith(c.begins)) << c.file;
+        EXPECT_EQ(workspace->notice(), QStringLiteral("Queue report saved: ") + path);
+    }
+}
+
+// Each card gets a line with its files and verdict once its last job ended, and the reasons
+// when it is not safe to format.
+TEST_F(QueuePageTest, CardLinesShowEachCardsVerdict)
+{
+    openQueue();
+    std::vector<MediaJob> jobs;
+    for (const QString &name : {QStringLiteral("a.MOV"), QStringLiteral("fail.MOV")}) {
+        jobs.push_back(job(name));
+        jobs.back().sourceRoot = dir.file(QStringLiteral("card"));
+    }
+    queue().enqueue(jobs);
+    EXPECT_TRUE(shows(QStringLiteral("queue-card-0"), QStringLiteral("card \u00b7 2 files \u00b7 In progress")));
+    ASSERT_TRUE(runToEnd());
+    EXPECT_TRUE(shows(QStringLiteral("queue-card-0"), QStringLiteral("card \u00b7 2 files \u00b7 Not safe to format")));
+    const QString failed = QStringLiteral("The copy failed: %1 \u2192 %2. The source changed after it was queued.")
+                               .arg(jobs[1].source, *jobs[1].copyDestination);
+    EXPECT_TRUE(find<QLabel>(QStringLiteral("queue-card-0-reasons"))->text().split(u'\n').contains(failed));
 }
 
 // Each row action works on the selected job, and only when its state allows it.

@@ -5,8 +5,11 @@
 #include "base/VantorError.h"
 #include "models/JobListModel.h"
 #include "models/QueueChanges.h"
+#include "pages/CardSummaryPanel.h"
 #include "pages/JobDetailsPanel.h"
+#include "queue/CardTracker.h"
 #include "queue/QueueService.h"
+#include "reports/OffloadReport.h"
 #include "widgets/JobDelegate.h"
 #include "widgets/PanelSurface.h"
 #include "widgets/QuietButton.h"
@@ -16,6 +19,7 @@
 
 #include <QDir>
 #include <QFileDialog>
+#include <QFileInfo>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QListView>
@@ -70,6 +74,7 @@ QueuePage::QueuePage(Workspace &workspace, QWidget *parent)
     buttons->addStretch(1);
     button(tr("Clear queue"), "queue-clear", [this] { confirmClear(); });
     tools->addLayout(buttons);
+    tools->addWidget(new CardSummaryPanel(queue, workspace.cards(), m_toolbar));
     layout->addWidget(m_toolbar);
 
     m_body->addWidget(buildEmptyState());
@@ -160,17 +165,44 @@ void QueuePage::toggleRun()
 
 void QueuePage::exportReport()
 {
+    using OffloadReport::Format;
+    const std::vector<std::pair<Format, QString>> filters = {
+        {Format::json, tr("JSON job report (*.json)")},
+        {Format::html, tr("HTML offload report (*.html)")},
+        {Format::pdf, tr("PDF offload report (*.pdf)")},
+    };
     QFileDialog dialog(this, tr("Export report"), QDir::homePath());
     dialog.setObjectName(QStringLiteral("export-dialog"));
     dialog.setAcceptMode(QFileDialog::AcceptSave);
-    dialog.setNameFilter(tr("JSON (*.json)"));
+    QStringList names;
+    for (const auto &filter : filters)
+        names << filter.second;
+    dialog.setNameFilters(names);
     dialog.setDefaultSuffix(QStringLiteral("json"));
     dialog.selectFile(QString::fromLatin1(JobReport::suggestedFileName));
+    connect(&dialog, &QFileDialog::filterSelected, &dialog, [&](const QString &chosen) {
+        for (const auto &filter : filters) {
+            if (filter.second == chosen) {
+                dialog.setDefaultSuffix(OffloadReport::formatName(filter.first));
+                dialog.selectFile(OffloadReport::suggestedFileName(filter.first));
+            }
+        }
+    });
     if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty())
         return;
     const QString path = dialog.selectedFiles().first();
+    // The file's extension names the form; else the chosen filter does.
+    Format format = Format::json;
+    for (const auto &filter : filters) {
+        if (filter.second == dialog.selectedNameFilter())
+            format = filter.first;
+    }
+    if (const std::optional<Format> named = OffloadReport::formatNamed(QFileInfo(path).suffix().toLower()))
+        format = *named;
     try {
-        JobReport::exportQueue(m_workspace.queue().state().jobs, path);
+        CardTracker &cards = m_workspace.cards();
+        OffloadReport::write(format, m_workspace.queue().state().jobs, path,
+                             [&cards](const QString &root) { return cards.verdict(root); });
         m_workspace.setNotice(tr("Queue report saved: ") + path);
     } catch (const std::exception &failure) {
         m_workspace.setError(errorText(failure));

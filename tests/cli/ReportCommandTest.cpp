@@ -1,0 +1,111 @@
+// vantor ingest's verdict per card, and vantor queue report in each of its forms.
+#include "CliTest.h"
+#include "jobs/JobReport.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+using namespace vantor;
+using namespace vantor::test;
+
+namespace {
+
+class ReportCommand : public CliTest {
+protected:
+    QString project = dir.makeDir("Doc");
+    QString card(const QString &name, int files)
+    {
+        for (int index = 1; index <= files; ++index)
+            dir.write(QStringLiteral("cards/%1/CLIP/C%2.MOV").arg(name).arg(index), randomBytes(2000 + index, quint32(index)));
+        return dir.file("cards/" + name);
+    }
+    ProcessResult ingest(const QStringList &options, const QString &source)
+    {
+        return vantor(QStringList{"ingest", "--operation", "copy", "--project", project} + options + QStringList{source});
+    }
+    static QString pdfText(const QString &path)
+    {
+        const ProcessResult text = runProgram("pdftotext", {"-layout", path, "-"});
+        EXPECT_EQ(text.exitCode, 0) << "pdftotext comes with poppler-utils (scripts/setup)";
+        return text.outText();
+    }
+    static int pdfPages(const QString &path)
+    {
+        const ProcessResult info = runProgram("pdfinfo", {path});
+        for (const QString &line : info.outText().split(u'\n')) {
+            if (line.startsWith("Pages:"))
+                return line.section(u':', 1).trimmed().toInt();
+        }
+        return -1;
+    }
+};
+
+// The ingest ends with each card's verdict; a card it was to offload that is not safe fails it.
+TEST_F(ReportCommand, IngestPrintsEachCardsVerdictAndThePdfHoldsThem)
+{
+    const QString safe = card("A001", 3), unsafe = card("B002", 1);
+    const ProcessResult first = ingest({}, safe);
+    EXPECT_EQ(first.exitCode, 0) << first.errText().toStdString();
+    EXPECT_TRUE(first.outText().endsWith("\nSafe to format: " + safe + "\n")) << first.outText().toStdString();
+
+    const ProcessResult second = ingest({"--no-verify", "--json"}, unsafe);
+    EXPECT_EQ(second.exitCode, 1);
+    EXPECT_TRUE(second.errText().endsWith("vantor: 1 of the cards are not safe to format; see the reasons above.\n"));
+    const QJsonObject outcome = QJsonDocument::fromJson(second.out).object();
+    ASSERT_EQ(outcome["cards"].toArray().size(), 1);
+    const QJsonObject verdict = outcome["cards"][0].toObject();
+    EXPECT_EQ(verdict["verdict"].toString(), "Not safe to format");
+    EXPECT_EQ(verdict["reasons"][0]["text"].toString(),
+              "The copy was not verified with a checksum: " + unsafe + "/CLIP/C1.MOV \u2192 " + project +
+                  "/02_FOOTAGE/ORIGINALS/B002/CLIP/C1.MOV");
+    EXPECT_EQ(outcome["outputs"].toArray().size(), 1);
+
+    // One page per small card; the text holds each verdict and the counts.
+    const QString pdf = dir.file("report.pdf");
+    ASSERT_EQ(vantor({"queue", "report", "--format", "pdf", pdf}).exitCode, 0);
+    EXPECT_EQ(pdfPages(pdf), 2);
+    const QString text = pdfText(pdf);
+    const QString unsafeTail = text.mid(text.indexOf("B002"));
+    EXPECT_TRUE(text.contains(QRegularExpression("Safe to format\\s+Files\\s+3\\b"))) << text.toStdString();
+    EXPECT_TRUE(text.contains(QRegularExpression("3 of 3\\s+6\\.0 kB\\s+Every copy verified"))) << text.toStdString();
+    EXPECT_TRUE(unsafeTail.contains(QRegularExpression("Not safe to format\\b"))) << text.toStdString();
+    EXPECT_TRUE(unsafeTail.contains(QRegularExpression("0 of 1\\s+0 bytes\\s+Copies missing or unverified")))
+        << text.toStdString();
+}
+
+TEST_F(ReportCommand, FormatsAndTheirExits)
+{
+    ASSERT_EQ(ingest({}, card("A001", 1)).exitCode, 0);
+    const QString blocked = dir.makeDir("blocked");
+    const struct {
+        QStringList arguments;
+        int exitCode;
+        QString begins; // the file's first bytes, or the last line of stderr
+    } cases[] = {
+        {{"report.json"}, 0, JobReport::encodeQueue(stored().jobs)},
+        {{"--format", "json", "report.json"}, 0, JobReport::encodeQueue(stored().jobs)},
+        {{"--format", "html", "report.html"}, 0, "<!DOCTYPE html>"},
+        {{"--format", "pdf", "report.pdf"}, 0, "%PDF-"},
+        {{"--format=pdf", "report.pdf"}, 0, "%PDF-"},
+        {{"--format", "xml", "report.xml"}, 2, "vantor: --format takes json, html or pdf, not \"xml\""},
+        {{"--format", "pdf"}, 2, "vantor: queue report takes one FILE"},
+        {{"--format", "pdf", blocked}, 1, "vantor: " + blocked + ": Is a directory"},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.arguments.join(u' ').toStdString());
+        QStringList arguments = c.arguments;
+        const QString target = arguments.isEmpty() || arguments.last().startsWith("-") ? QString() : dir.file(arguments.last());
+        if (!target.isEmpty() && !target.startsWith(blocked))
+            arguments.last() = target;
+        QFile::remove(target);
+        const ProcessResult result = vantor(QStringList{"queue", "report"} + arguments);
+        EXPECT_EQ(result.exitCode, c.exitCode) << result.errText().toStdString();
+        if (c.exitCode == 0)
+            EXPECT_TRUE(readFile(target).startsWith(c.begins.toUtf8()));
+        else
+            EXPECT_TRUE(result.errText().contains(c.begins + "\n")) << result.errText().toStdString();
+    }
+}
+
+} // namespace
