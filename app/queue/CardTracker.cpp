@@ -11,27 +11,70 @@ CardTracker::CardTracker(StateRepository &repository, QObject *parent)
       m_tasks(QString::fromLatin1(AppInfo::identifier) + QStringLiteral(".cards"))
 {
     qRegisterMetaType<vantor::CardVerdict>("vantor::CardVerdict");
+    for (const MediaJob &job : repository.jobs())
+        count(job);
     connect(&repository, &StateRepository::jobChanged, this, &CardTracker::jobChanged);
     connect(&repository, &StateRepository::jobsInserted, this, [this](int first, int last) {
         QSet<QString> touched;
         for (int index = first; index <= last; ++index) {
-            if (const std::optional<QString> &root = m_repository.jobs()[std::size_t(index)].sourceRoot)
-                touched.insert(*root);
+            const MediaJob &job = m_repository.jobs()[std::size_t(index)];
+            count(job);
+            if (job.sourceRoot)
+                touched.insert(*job.sourceRoot);
         }
         for (const QString &root : touched)
             reopen(root);
     });
-    connect(&repository, &StateRepository::jobsRemoved, this, [this](const QList<QUuid> &) {
-        // A card's verdict goes with its last job; a card left with only ended jobs is judged again.
-        const QStringList present = cards();
-        for (const QString &root : m_verdicts.keys()) {
-            if (!present.contains(root)) {
-                m_verdicts.remove(root);
-                ++m_generation[root];
+    connect(&repository, &StateRepository::jobsRemoved, this, [this](const QList<QUuid> &ids) {
+        QSet<QString> touched;
+        for (const QUuid &id : ids) {
+            if (const auto member = m_members.constFind(id); member != m_members.constEnd())
+                touched.insert(member->root);
+            uncount(id);
+        }
+        // A card's verdict goes with its last job.
+        for (const QString &root : touched) {
+            if (m_index.contains(root))
+                continue;
+            ++m_generation[root]; // a rescan under way is for jobs that are gone
+            m_judging.remove(root);
+            if (m_verdicts.remove(root) > 0)
                 Q_EMIT verdictChanged(root);
-            }
         }
     });
+}
+
+void CardTracker::count(const MediaJob &job)
+{
+    if (!job.sourceRoot)
+        return;
+    const bool unfinished = !job.status.final();
+    m_members.insert(job.id, {*job.sourceRoot, job.source, unfinished});
+    auto card = m_index.find(*job.sourceRoot);
+    if (card == m_index.end()) {
+        card = m_index.insert(*job.sourceRoot, {});
+        m_order << *job.sourceRoot;
+    }
+    ++card->jobs;
+    card->unfinished += unfinished ? 1 : 0;
+    ++card->sources[job.source];
+}
+
+void CardTracker::uncount(const QUuid &id)
+{
+    const auto member = m_members.constFind(id);
+    if (member == m_members.constEnd())
+        return;
+    const QString root = member->root;
+    auto card = m_index.find(root);
+    card->unfinished -= member->unfinished ? 1 : 0;
+    if (--card->sources[member->source] == 0)
+        card->sources.remove(member->source);
+    m_members.erase(member);
+    if (--card->jobs == 0) {
+        m_index.erase(card);
+        m_order.removeOne(root);
+    }
 }
 
 CardTracker::~CardTracker() = default;
@@ -52,12 +95,19 @@ std::optional<CardVerdict> CardTracker::verdict(const QString &sourceRoot) const
 
 QStringList CardTracker::cards() const
 {
-    return cardRoots(m_repository.jobs());
+    return m_order;
+}
+
+int CardTracker::fileCount(const QString &sourceRoot) const
+{
+    const auto card = m_index.constFind(sourceRoot);
+    return card == m_index.constEnd() ? 0 : int(card->sources.size());
 }
 
 bool CardTracker::open(const QString &sourceRoot) const
 {
-    return m_judging.contains(sourceRoot) || !ended(sourceRoot);
+    const auto card = m_index.constFind(sourceRoot);
+    return m_judging.contains(sourceRoot) || (card != m_index.constEnd() && card->unfinished > 0);
 }
 
 void CardTracker::addReceipt(const QString &sourceRoot, const CardReceipt &receipt)
@@ -75,9 +125,15 @@ void CardTracker::jobChanged(const QUuid &id, JobChanges what)
     if (!(what & JobChange::status))
         return;
     const MediaJob *job = m_repository.job(id);
-    if (!job || !job->sourceRoot)
+    const auto member = m_members.find(id);
+    if (!job || !job->sourceRoot || member == m_members.end())
         return;
-    if (!job->status.final())
+    const bool unfinished = !job->status.final();
+    if (unfinished != member->unfinished) {
+        m_index[member->root].unfinished += unfinished ? 1 : -1;
+        member->unfinished = unfinished;
+    }
+    if (unfinished)
         reopen(*job->sourceRoot);
     else if (ended(*job->sourceRoot))
         judge(*job->sourceRoot, true);
@@ -93,15 +149,8 @@ void CardTracker::reopen(const QString &sourceRoot)
 
 bool CardTracker::ended(const QString &sourceRoot) const
 {
-    bool any = false;
-    for (const MediaJob &job : m_repository.jobs()) {
-        if (job.sourceRoot == sourceRoot) {
-            if (!job.status.final())
-                return false;
-            any = true;
-        }
-    }
-    return any;
+    const auto card = m_index.constFind(sourceRoot);
+    return card != m_index.constEnd() && card->unfinished == 0;
 }
 
 void CardTracker::judge(const QString &sourceRoot, bool announce)

@@ -29,6 +29,8 @@ public:
     QStringList cards() const;
     // True while the card has a job that has not ended, or its rescan is under way.
     bool open(const QString &sourceRoot) const;
+    // The card's distinct source files in the queue.
+    int fileCount(const QString &sourceRoot) const;
     // A destination's receipt for a card that ended, added to its verdict.
     void addReceipt(const QString &sourceRoot, const CardReceipt &receipt);
     // Returns once every rescan asked for so far has finished (its result is then queued to the
@@ -41,12 +43,29 @@ Q_SIGNALS:
     void verdictChanged(const QString &sourceRoot); // judged, reopened, removed or given a receipt
 
 private:
+    // Kept per card as jobs come, change status and go, so no question about one card walks the
+    // whole history (a production's queue holds tens of thousands of jobs).
+    struct Card {
+        int jobs = 0;
+        int unfinished = 0;
+        QHash<QString, int> sources; // jobs per source file
+    };
+    struct Member {
+        QString root;
+        QString source;
+        bool unfinished = false;
+    };
+    void count(const MediaJob &job);
+    void uncount(const QUuid &id);
     void jobChanged(const QUuid &id, JobChanges what);
     void reopen(const QString &sourceRoot);
     bool ended(const QString &sourceRoot) const;
     void judge(const QString &sourceRoot, bool announce);
 
     StateRepository &m_repository;
+    QHash<QString, Card> m_index;
+    QStringList m_order; // the cards in the order their first job was queued
+    QHash<QUuid, Member> m_members;
     QHash<QString, CardVerdict> m_verdicts;
     QHash<QString, quint64> m_generation; // a result for an older generation is dropped
     QSet<QString> m_judging;

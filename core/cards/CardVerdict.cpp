@@ -92,9 +92,12 @@ QString cardLabel(const QString &sourceRoot)
 QStringList cardRoots(const std::vector<MediaJob> &jobs)
 {
     QStringList roots;
+    QSet<QString> seen;
     for (const MediaJob &job : jobs) {
-        if (job.sourceRoot && !roots.contains(*job.sourceRoot))
+        if (job.sourceRoot && !seen.contains(*job.sourceRoot)) {
+            seen.insert(*job.sourceRoot);
             roots << *job.sourceRoot;
+        }
     }
     return roots;
 }

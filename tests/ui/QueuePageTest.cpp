@@ -7,6 +7,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListView>
+#include <QPushButton>
 
 using namespace vantor;
 
@@ -191,12 +192,17 @@ TEST_F(QueuePageTest, CardLinesShowEachCardsVerdict)
         jobs.back().sourceRoot = dir.file(QStringLiteral("card"));
     }
     queue().enqueue(jobs);
-    EXPECT_TRUE(shows(QStringLiteral("queue-card-0"), QStringLiteral("card \u00b7 2 files \u00b7 In progress")));
+    auto *cards = find<QListView>(QStringLiteral("queue-cards"));
+    const auto line = [&] { return cards->model()->index(0, 0).data().toString().split(u'\n'); };
+    EXPECT_TRUE(waitUntil([&] { return line().first() == QStringLiteral("card \u00b7 2 files \u00b7 In progress"); }));
     ASSERT_TRUE(runToEnd());
-    EXPECT_TRUE(shows(QStringLiteral("queue-card-0"), QStringLiteral("card \u00b7 2 files \u00b7 Not safe to format")));
+    EXPECT_TRUE(waitUntil([&] { return line().first() == QStringLiteral("card \u00b7 2 files \u00b7 Not safe to format"); }));
     const QString failed = QStringLiteral("The copy failed: %1 \u2192 %2. The source changed after it was queued.")
                                .arg(jobs[1].source, *jobs[1].copyDestination);
-    EXPECT_TRUE(find<QLabel>(QStringLiteral("queue-card-0-reasons"))->text().split(u'\n').contains(failed));
+    EXPECT_TRUE(line().contains(failed));
+    // Only a card that is safe to format, and still mounted, can be ejected from here.
+    cards->setCurrentIndex(cards->model()->index(0, 0));
+    EXPECT_FALSE(find<QPushButton>(QStringLiteral("queue-eject-card"))->isEnabled());
 }
 
 // Each row action works on the selected job, and only when its state allows it.

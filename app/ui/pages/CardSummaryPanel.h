@@ -2,30 +2,34 @@
 
 #include <QWidget>
 
-class QVBoxLayout;
+class QListView;
 
 namespace vantor {
-class CardTracker;
-class QueueService;
+class Workspace;
 }
 
 namespace vantor::ui {
 
-// One line per card of the queue: its name, its files and its verdict, with the reasons of a
-// card that is not safe to format below it. Hidden while the queue holds no card.
+class CardListModel;
+class QuietButton;
+
+// The queue's cards, one line each with its verdict, and "Eject Card" for the selected card once
+// it is safe to format and still mounted. Hidden while the queue holds no card.
 class CardSummaryPanel : public QWidget {
     Q_OBJECT
 public:
-    CardSummaryPanel(QueueService &queue, CardTracker &cards, QWidget *parent = nullptr);
+    explicit CardSummaryPanel(Workspace &workspace, QWidget *parent = nullptr);
 
-    static constexpr int shownReasons = 3; // the rest are counted, and all are in the tooltip
+    QListView *list() const { return m_list; }
 
 private:
     void refresh();
+    QString selectedRoot() const;
 
-    QueueService &m_queue;
-    CardTracker &m_cards;
-    QVBoxLayout *m_lines;
+    Workspace &m_workspace;
+    CardListModel *m_model;
+    QListView *m_list;
+    QuietButton *m_eject;
 };
 
 } // namespace vantor::ui

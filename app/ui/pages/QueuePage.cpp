@@ -74,7 +74,7 @@ QueuePage::QueuePage(Workspace &workspace, QWidget *parent)
     buttons->addStretch(1);
     button(tr("Clear queue"), "queue-clear", [this] { confirmClear(); });
     tools->addLayout(buttons);
-    tools->addWidget(new CardSummaryPanel(queue, workspace.cards(), m_toolbar));
+    tools->addWidget(new CardSummaryPanel(workspace, m_toolbar));
     layout->addWidget(m_toolbar);
 
     m_body->addWidget(buildEmptyState());

@@ -68,6 +68,11 @@ TEST_F(CardTrackerTest, ACardEndsOnceWithItsJobsAndAVerdict)
     EXPECT_TRUE(tracker->verdict(card).has_value());
     EXPECT_FALSE(tracker->open(card));
     EXPECT_EQ(tracker->cards(), QStringList{card});
+    EXPECT_EQ(tracker->fileCount(card), 3);
+    // A tracker started over this history (the next launch) knows the card as ended.
+    CardTracker relaunched(queue->repository());
+    EXPECT_EQ(relaunched.cards(), QStringList{card});
+    EXPECT_FALSE(relaunched.open(card));
 
     // Queueing the card again opens it: its verdict is gone until it ends again.
     QSignalSpy changed(tracker.get(), &CardTracker::verdictChanged);
@@ -79,6 +84,16 @@ TEST_F(CardTrackerTest, ACardEndsOnceWithItsJobsAndAVerdict)
     EXPECT_EQ(changed.count(), 1);
     EXPECT_FALSE(tracker->verdict(card).has_value());
     EXPECT_TRUE(tracker->open(card));
+    EXPECT_EQ(tracker->fileCount(card), 3); // the same source queued twice is one file
+
+    // Once its jobs are gone from the queue, so is the card.
+    std::vector<QUuid> all;
+    for (const MediaJob &job : queue->state().jobs)
+        all.push_back(job.id);
+    queue->repository().removeJobs(all);
+    EXPECT_TRUE(tracker->cards().isEmpty());
+    EXPECT_EQ(tracker->fileCount(card), 0);
+    EXPECT_FALSE(tracker->open(card));
 }
 
 // A file the camera (or anyone) writes to the card while it is being offloaded is named.
