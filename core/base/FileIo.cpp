@@ -301,9 +301,22 @@ struct statvfs fstatvfs(int fd)
     return info;
 }
 
-void dropFromPageCache(int fd)
+void dropFromPageCache(int fd, off_t offset, off_t length)
 {
-    ::posix_fadvise(fd, 0, 0, POSIX_FADV_DONTNEED);
+    ::posix_fadvise(fd, offset, length, POSIX_FADV_DONTNEED);
+}
+
+void startWriteback(int fd, off_t offset, off_t length)
+{
+    if (::sync_file_range(fd, offset, length, SYNC_FILE_RANGE_WRITE) != 0)
+        throwSystemError(errno);
+}
+
+void waitWriteback(int fd, off_t offset, off_t length)
+{
+    constexpr unsigned int all = SYNC_FILE_RANGE_WAIT_BEFORE | SYNC_FILE_RANGE_WRITE | SYNC_FILE_RANGE_WAIT_AFTER;
+    if (::sync_file_range(fd, offset, length, all) != 0)
+        throwSystemError(errno);
 }
 
 void seek(int fd, off_t offset)
