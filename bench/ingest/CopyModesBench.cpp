@@ -5,6 +5,7 @@
 
 #include "BenchSupport.h"
 
+#include "base/FileIo.h"
 #include "ingest/MediaIngestService.h"
 
 #include <QFile>
@@ -85,7 +86,8 @@ int main(int argc, char **argv)
         }).second;
         QFile::remove(theirs);
         const int fd = ::open(QFile::encodeName(place.folder).constData(), O_RDONLY | O_DIRECTORY);
-        const QString automatic = StagingWriter::modeName(StagingWriter::modeFor(fd));
+        const QString automatic = StagingWriter::modeName(StagingWriter::modeFor(fd))
+                                  + (FileIo::isMemoryBacked(fd) ? QStringLiteral(", buffered reads") : QStringLiteral(", direct reads"));
         ::close(fd);
         for (const auto &mode : modes) {
             CopyPhases::Tuning tuning;
@@ -100,7 +102,7 @@ int main(int argc, char **argv)
             std::printf("%d MiB to %s, %s: %.3f s, reference %.3f s, time ratio %.3f\n", mebibytes, place.name, mode.name,
                         best, reference, best / reference);
         }
-        std::printf("%s: write mode chosen at run time: %s\n", place.name, qPrintable(automatic));
+        std::printf("%s: chosen at run time: %s\n", place.name, qPrintable(automatic));
         std::fflush(stdout);
     }
     if (looped)

@@ -9,10 +9,12 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <linux/magic.h>
 #include <linux/openat2.h>
 #include <mutex>
 #include <new>
 #include <sys/syscall.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 namespace vantor::FileIo {
@@ -299,6 +301,12 @@ struct statvfs fstatvfs(int fd)
     if (::fstatvfs(fd, &info) != 0)
         throwSystemError(errno);
     return info;
+}
+
+bool isMemoryBacked(int fd)
+{
+    struct statfs info {};
+    return ::fstatfs(fd, &info) == 0 && (info.f_type == TMPFS_MAGIC || info.f_type == RAMFS_MAGIC);
 }
 
 void dropFromPageCache(int fd, off_t offset, off_t length)

@@ -47,12 +47,11 @@ std::pair<QString, QString> verify(int source, int copy, ChecksumAlgorithm algor
                                    const Progress &progress, const Tuning &tuning)
 {
     // Neither digest may come from memory: whatever the cache holds of either file goes, and
-    // direct reads go to the device whatever it holds.
-    const bool direct = tuning.directReads.value_or(true);
+    // direct reads go to the device whatever it holds. On tmpfs the memory is the device.
     for (const int fd : {source, copy}) {
         FileIo::dropFromPageCache(fd);
         FileIo::seek(fd, 0);
-        if (direct)
+        if (tuning.directReads.value_or(!FileIo::isMemoryBacked(fd)))
             FileIo::tryDirect(fd);
         else
             ::posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL);

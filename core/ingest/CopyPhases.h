@@ -8,6 +8,7 @@
 #include <QtGlobal>
 #include <functional>
 #include <optional>
+#include <utility>
 
 namespace vantor {
 
@@ -15,8 +16,8 @@ namespace vantor {
 // and the verification that reads the source and the staging file back from the device.
 namespace CopyPhases {
 
-// Left empty, each is chosen from what the file systems report (docs/ingest.md has the
-// measurements behind the choices); the benchmarks set them to compare.
+// Left empty, each is chosen per file from what its file system reports, as measured
+// (docs/ingest.md); the benchmarks set them to compare.
 struct Tuning {
     std::optional<StagingWriter::Mode> writeMode;
     std::optional<bool> directReads; // verification reads with O_DIRECT

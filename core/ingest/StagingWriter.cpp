@@ -3,8 +3,6 @@
 #include "base/FileIo.h"
 
 #include <cerrno>
-#include <linux/magic.h>
-#include <sys/vfs.h>
 #include <system_error>
 
 namespace vantor {
@@ -19,13 +17,7 @@ constexpr qint64 writeBehindLag = qint64(16) << 20;
 
 StagingWriter::Mode StagingWriter::modeFor(int fd)
 {
-    struct statfs info {};
-    if (::fstatfs(fd, &info) != 0)
-        return Mode::writeBehind;
-    // Memory-backed file systems have no device to bypass the cache for.
-    if (info.f_type == TMPFS_MAGIC || info.f_type == RAMFS_MAGIC)
-        return Mode::writeBehind;
-    return Mode::direct;
+    return FileIo::isMemoryBacked(fd) ? Mode::writeBehind : Mode::direct;
 }
 
 QString StagingWriter::modeName(Mode mode)

@@ -15,7 +15,8 @@ public:
         direct,      // O_DIRECT from the pipeline's aligned buffers; the page cache is never used
         writeBehind, // through the cache, each block sent to the device at once, dropped behind
     };
-    // The faster mode for the file system holding fd, as measured (docs/ingest.md).
+    // As measured (docs/ingest.md): direct where a device is behind the file, write-behind on
+    // tmpfs and ramfs, and on any file system that refuses O_DIRECT.
     static Mode modeFor(int fd);
     static QString modeName(Mode mode);
 
