@@ -79,8 +79,8 @@ int main(int argc, char **argv)
                                         .arg(source, theirs, QLatin1String(c.tool)))
                     .seconds;
             });
-        const QString reference_name = QStringLiteral("cp+sync+dd nocache+") + QString::fromLatin1(c.tool).section(QLatin1Char(' '), 0, 0);
-        bench::report(c.name, qPrintable(reference_name), mine, reference, "time ratio", mine / reference,
+        const QString referenceName = QStringLiteral("cp+sync+dd nocache+") + QString::fromLatin1(c.tool).section(QLatin1Char(' '), 0, 0);
+        bench::report(c.name, qPrintable(referenceName), mine, reference, "time ratio", mine / reference,
                       c.limit > 0 ? "<= 1.05" : "none", c.limit == 0 || mine / reference <= c.limit);
         std::printf("%s peak RSS: %.1f MiB (target < 64 MiB; the benchmark's own %.1f MiB is a floor) %s\n", c.name,
                     double(peakKiB) / 1024.0, double(ownPeakKiB) / 1024.0, peakKiB < 64 * 1024 ? "ok" : "MISSED");
