@@ -9,10 +9,12 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <linux/magic.h>
 #include <linux/openat2.h>
 #include <mutex>
 #include <new>
 #include <sys/syscall.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 namespace vantor::FileIo {
@@ -301,9 +303,28 @@ struct statvfs fstatvfs(int fd)
     return info;
 }
 
-void dropFromPageCache(int fd)
+bool isMemoryBacked(int fd)
 {
-    ::posix_fadvise(fd, 0, 0, POSIX_FADV_DONTNEED);
+    struct statfs info {};
+    return ::fstatfs(fd, &info) == 0 && (info.f_type == TMPFS_MAGIC || info.f_type == RAMFS_MAGIC);
+}
+
+void dropFromPageCache(int fd, off_t offset, off_t length)
+{
+    ::posix_fadvise(fd, offset, length, POSIX_FADV_DONTNEED);
+}
+
+void startWriteback(int fd, off_t offset, off_t length)
+{
+    if (::sync_file_range(fd, offset, length, SYNC_FILE_RANGE_WRITE) != 0)
+        throwSystemError(errno);
+}
+
+void waitWriteback(int fd, off_t offset, off_t length)
+{
+    constexpr unsigned int all = SYNC_FILE_RANGE_WAIT_BEFORE | SYNC_FILE_RANGE_WRITE | SYNC_FILE_RANGE_WAIT_AFTER;
+    if (::sync_file_range(fd, offset, length, all) != 0)
+        throwSystemError(errno);
 }
 
 void seek(int fd, off_t offset)

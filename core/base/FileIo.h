@@ -60,7 +60,12 @@ struct stat fstat(int fd);
 struct stat fstatAt(int dirFd, const QByteArray &name, int flags = AT_SYMLINK_NOFOLLOW);
 bool existsAt(int dirFd, const QByteArray &name); // without following a link
 struct statvfs fstatvfs(int fd);
-void dropFromPageCache(int fd); // so the next read comes from the device, not memory
+bool isMemoryBacked(int fd); // on tmpfs or ramfs: the page cache is the storage, no device behind it
+void dropFromPageCache(int fd, off_t offset = 0, off_t length = 0); // 0: to the end; clean pages only
+// Write-behind: starts writing a range of dirty pages to the device, or waits until it is there
+// (errors of that writing are thrown). Neither replaces fsync: no metadata, no device flush.
+void startWriteback(int fd, off_t offset, off_t length);
+void waitWriteback(int fd, off_t offset, off_t length);
 
 // Direct I/O moves data between the device and a buffer without the page cache; it wants
 // buffers, offsets and lengths in whole blocks of this size.

@@ -1,9 +1,7 @@
 #include "ingest/ChecksumService.h"
 
-#include "ingest/XXHash64.h"
+#include "ingest/Hasher.h"
 #include "base/VantorError.h"
-
-#include <openssl/evp.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -16,47 +14,6 @@ namespace vantor::ChecksumService {
 namespace {
 
 constexpr std::size_t chunkSize = 1 << 20;
-
-struct ContextDeleter {
-    void operator()(EVP_MD_CTX *context) const { EVP_MD_CTX_free(context); }
-};
-
-// One running digest of whichever algorithm the job names.
-class Hasher {
-public:
-    explicit Hasher(ChecksumAlgorithm algorithm)
-    {
-        if (algorithm == ChecksumAlgorithm::xxHash)
-            return;
-        m_context.reset(EVP_MD_CTX_new());
-        const EVP_MD *type = algorithm == ChecksumAlgorithm::md5 ? EVP_md5() : EVP_sha256();
-        if (!m_context || EVP_DigestInit_ex(m_context.get(), type, nullptr) != 1)
-            throw VantorError(QStringLiteral("The digest could not be started."));
-    }
-
-    void update(const char *data, std::size_t length)
-    {
-        if (!m_context)
-            m_xxHash.update(data, length);
-        else if (EVP_DigestUpdate(m_context.get(), data, length) != 1)
-            throw VantorError(QStringLiteral("The digest could not be updated."));
-    }
-
-    QString text()
-    {
-        if (!m_context)
-            return m_xxHash.finalize();
-        unsigned char digest[EVP_MAX_MD_SIZE];
-        unsigned int length = 0;
-        if (EVP_DigestFinal_ex(m_context.get(), digest, &length) != 1)
-            throw VantorError(QStringLiteral("The digest could not be finished."));
-        return QString::fromLatin1(QByteArray(reinterpret_cast<const char *>(digest), int(length)).toHex());
-    }
-
-private:
-    XXHash64 m_xxHash;
-    std::unique_ptr<EVP_MD_CTX, ContextDeleter> m_context;
-};
 
 } // namespace
 

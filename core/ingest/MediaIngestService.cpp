@@ -1,6 +1,7 @@
 #include "ingest/MediaIngestService.h"
 
 #include "ingest/ChecksumService.h"
+#include "ingest/CopyPhases.h"
 #include "files/FileGrant.h"
 #include "ingest/FolderListing.h"
 #include "files/SafeFiles.h"
@@ -18,13 +19,12 @@
 #include <cerrno>
 #include <sys/file.h>
 #include <system_error>
+#include <tuple>
 #include <unistd.h>
 
 namespace vantor::MediaIngestService {
 
 namespace {
-
-constexpr std::size_t copyChunk = 4 << 20;
 
 QString fileName(const QString &path)
 {
@@ -171,7 +171,8 @@ QString stagingName(const MediaJob &job)
     return StagingFiles::copyName(job.id);
 }
 
-CopyResult copy(const MediaJob &job, JobControl &control, const Update &update, const BeforePublish &beforePublish)
+CopyResult copy(const MediaJob &job, JobControl &control, const Update &update, const BeforePublish &beforePublish,
+                const CopyPhases::Tuning &tuning)
 {
     const auto report = [&](JobStatus phase, double fraction) {
         if (update)
@@ -210,60 +211,21 @@ CopyResult copy(const MediaJob &job, JobControl &control, const Update &update, 
     StagingCleanup cleanup(folder, staging);
 
     const FileIo::UniqueFd input = ChecksumService::openForReading(job.source, O_NOFOLLOW);
-    {
-        // The staging file goes from the buffer to the device where the file system allows it,
-        // without a second copy of the card passing through the page cache.
-        bool direct = FileIo::tryDirect(output.get());
-        const FileIo::AlignedBuffer buffer = FileIo::alignedBuffer(copyChunk);
-        qint64 copied = 0;
-        for (;;) {
-            control.checkpoint();
-            const std::size_t got = FileIo::read(input.get(), buffer.get(), copyChunk);
-            if (got == 0)
-                break;
-            if (direct && got % FileIo::directAlignment != 0) { // the tail, or a short read
-                FileIo::endDirect(output.get());
-                direct = false;
-            }
-            try {
-                FileIo::writeAll(output.get(), buffer.get(), got);
-            } catch (const std::system_error &error) {
-                // Some file systems take O_DIRECT and then refuse the write: write the chunk
-                // again, from its start, through the cache.
-                if (!direct || error.code().value() != EINVAL)
-                    throw;
-                FileIo::endDirect(output.get());
-                direct = false;
-                FileIo::seek(output.get(), off_t(copied));
-                FileIo::writeAll(output.get(), buffer.get(), got);
-            }
-            copied += qint64(got);
-            // Not capped: a source that grew shows above 1 until the size check refuses it.
-            report(JobStatus::copying, job.bytes < 1 ? 1.0 : double(copied) / double(job.bytes));
-        }
-        FileIo::fsync(output.get());
-        unchangedSource(job);
-        if (copied != job.bytes)
-            throw VantorError(QStringLiteral("Source size changed during copy. Nothing was committed."));
-    }
+    // Reading, writing and (when verifying) the reads back overlap on their own threads; the
+    // staging file is on the device and out of the page cache when the copy phase returns.
+    const qint64 copied = CopyPhases::write(input.get(), output.get(), job.bytes, control,
+                                            [&](double f) { report(JobStatus::copying, f); }, tuning);
+    unchangedSource(job);
+    if (copied != job.bytes)
+        throw VantorError(QStringLiteral("Source size changed during copy. Nothing was committed."));
 
     CopyResult result;
     if (job.checksum) {
         report(JobStatus::verifying, 0.0);
-        // Hashed from the device, not from memory: both files leave the page cache first, so
-        // the copy's digest is of the bytes as written.
-        // Read directly where the file system allows it, which also keeps the data from passing
-        // through memory twice.
-        FileIo::dropFromPageCache(input.get());
-        FileIo::dropFromPageCache(output.get());
         const FileIo::UniqueFd original = ChecksumService::openForReading(job.source, O_NOFOLLOW);
-        FileIo::tryDirect(original.get());
-        result.sourceHash = ChecksumService::digest(original.get(), *job.checksum, control,
-                                                    [&](double f) { report(JobStatus::verifying, 0.5 * f); });
         const FileIo::UniqueFd written = FileIo::openAt(folder, staging, O_RDONLY | O_NOFOLLOW);
-        FileIo::tryDirect(written.get());
-        result.destinationHash = ChecksumService::digest(written.get(), *job.checksum, control,
-                                                         [&](double f) { report(JobStatus::verifying, 0.5 + 0.5 * f); });
+        std::tie(result.sourceHash, result.destinationHash) = CopyPhases::verify(
+            original.get(), written.get(), *job.checksum, control, [&](double f) { report(JobStatus::verifying, f); }, tuning);
         if (result.sourceHash != result.destinationHash)
             throw VantorError(QStringLiteral("Checksum mismatch. The copy was discarded; the source is untouched."));
     }

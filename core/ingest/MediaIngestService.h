@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/JobControl.h"
+#include "ingest/CopyPhases.h"
 #include "jobs/JobStatus.h"
 #include "jobs/MediaJob.h"
 #include "jobs/PublishRecord.h"
@@ -44,9 +45,10 @@ void assertUnchanged(const MediaJob &job);
 // Copies job.source to job.copyDestination through a hidden staging file beside it, verifies it
 // when the job names an algorithm, carries the modification time over and publishes it without
 // replacing anything. Any failure or cancel removes the staging file and leaves the source as
-// it was. The target must lie inside the job's grant as well as its root.
+// it was. The target must lie inside the job's grant as well as its root. `tuning` is for
+// benchmarks; left empty, every choice follows the file systems.
 CopyResult copy(const MediaJob &job, JobControl &control, const Update &update = {},
-                const BeforePublish &beforePublish = {});
+                const BeforePublish &beforePublish = {}, const CopyPhases::Tuning &tuning = {});
 
 // The staging file's name for a job: ".vantor-" + the job's UUID + ".partial".
 QString stagingName(const MediaJob &job);

@@ -6,6 +6,14 @@
 #include <QFileInfo>
 #include <QRandomGenerator>
 #include <gtest/gtest.h>
+#include <fcntl.h>
+#include <linux/magic.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <sys/vfs.h>
+#include <unistd.h>
+
+#include <vector>
 
 namespace vantor::test {
 
@@ -25,6 +33,39 @@ QString memoryFolder()
 {
     const QFileInfo shm(QStringLiteral("/dev/shm"));
     return shm.isDir() && shm.isWritable() ? shm.filePath() : QDir::tempPath();
+}
+
+bool isMemoryFileSystem(const QString &path)
+{
+    struct statfs info {};
+    return ::statfs(QFile::encodeName(path).constData(), &info) == 0
+           && (info.f_type == TMPFS_MAGIC || info.f_type == RAMFS_MAGIC);
+}
+
+long cachedPages(const QString &path)
+{
+    const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC);
+    struct stat info {};
+    if (fd < 0 || ::fstat(fd, &info) != 0 || info.st_size == 0) {
+        if (fd >= 0)
+            ::close(fd);
+        return fd < 0 ? -1 : 0;
+    }
+    // Mapping reads nothing: only touching a page would bring it in.
+    void *map = ::mmap(nullptr, std::size_t(info.st_size), PROT_READ, MAP_SHARED, fd, 0);
+    ::close(fd);
+    if (map == MAP_FAILED)
+        return -1;
+    const long page = ::sysconf(_SC_PAGESIZE);
+    std::vector<unsigned char> resident(std::size_t((info.st_size + page - 1) / page));
+    long count = -1;
+    if (::mincore(map, std::size_t(info.st_size), resident.data()) == 0) {
+        count = 0;
+        for (const unsigned char flag : resident)
+            count += flag & 1;
+    }
+    ::munmap(map, std::size_t(info.st_size));
+    return count;
 }
 
 TempDir::~TempDir()

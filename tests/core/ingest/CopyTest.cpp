@@ -1,5 +1,6 @@
 #include "ingest/ChecksumService.h"
 #include "ingest/MediaIngestService.h"
+#include "ingest/StagingWriter.h"
 
 #include "Privileges.h"
 #include "TempDir.h"
@@ -7,6 +8,7 @@
 #include "base/VantorError.h"
 
 #include <QDir>
+#include <QFileInfo>
 #include <QFile>
 #include <QRegularExpression>
 #include <gtest/gtest.h>
@@ -108,8 +110,8 @@ TEST_F(CopyTest, CopiesInEachAlgorithmOrUnverified)
         const auto result = MediaIngestService::copy(each, control, [&](JobStatus phase, double f) { updates.emplace_back(phase, f); });
         EXPECT_EQ(test::readFile(destination), content);
         EXPECT_EQ(std::pair(statOf(destination).st_mtim.tv_sec, statOf(destination).st_mtim.tv_nsec), std::pair(1600000000L, 123456789L));
-        // Three copy chunks, then the two halves of verification (ten chunks each) rising to their end.
-        ASSERT_EQ(updates.size(), algorithm ? 24u : 3u);
+        // Three copy blocks, then verification's start and three blocks of each file, rising to the end.
+        ASSERT_EQ(updates.size(), algorithm ? 10u : 3u);
         EXPECT_EQ(updates[0], Update(JobStatus::copying, double(4 * mebibyte) / double(content.size())));
         EXPECT_EQ(updates.back(), Update(algorithm ? JobStatus::verifying : JobStatus::copying, 1.0));
         EXPECT_TRUE(std::is_sorted(updates.begin() + 3, updates.end(), [](auto &a, auto &b) { return a.second < b.second; }));
@@ -230,4 +232,27 @@ TEST_F(CopyTest, FullVolume)
     EXPECT_EQ(copyFailure(jobFor(source, volume.path(), volume.path() + QStringLiteral("/a.mov"))),
               QStringLiteral("Not enough free space for A001C001.MXF."));
     EXPECT_EQ(test::listTree(volume.path()), QStringList());
+}
+
+// In every write mode, when verification starts not one page of the staging file is in the page
+// cache, so its digest is of what the device returns.
+TEST_F(CopyTest, VerificationReadsTheStagingFileFromTheDevice)
+{
+    if (test::isMemoryFileSystem(root))
+        GTEST_SKIP() << "the temporary folder is in memory: no device to read from";
+    for (const StagingWriter::Mode mode : {StagingWriter::Mode::direct, StagingWriter::Mode::writeBehind}) {
+        SCOPED_TRACE(StagingWriter::modeName(mode).toStdString());
+        CopyPhases::Tuning tuning;
+        tuning.writeMode = mode;
+        const MediaJob each = job();
+        const QString staging = QFileInfo(target).path() + QLatin1Char('/') + MediaIngestService::stagingName(each);
+        long cached = -1;
+        MediaIngestService::copy(each, control, [&](JobStatus phase, double f) {
+            if (phase == JobStatus::verifying && f == 0.0)
+                cached = test::cachedPages(staging);
+        }, {}, tuning);
+        EXPECT_EQ(cached, 0);
+        EXPECT_EQ(test::readFile(target), content);
+        QFile::remove(target);
+    }
 }
