@@ -12,6 +12,7 @@
 #include "base/VantorError.h"
 #include "files/SafeFiles.h"
 
+#include <QDir>
 #include <QFileInfo>
 #include <QSysInfo>
 
@@ -140,6 +141,15 @@ void publishManifest(const QString &target, const QString &scope, const QByteArr
     }
 }
 
+// Hidden staging files that a killed generation left in ascmhl/ (only Vantor's own names).
+void removeLeftovers(const QString &scope)
+{
+    const QString folder = scope + QLatin1Char('/') + QLatin1String(MhlHistory::folderName);
+    const QStringList names = QDir(folder).entryList({QStringLiteral(".vantor-*")}, QDir::Files | QDir::Hidden);
+    for (const QString &name : names)
+        FileIo::unlinkAt(AT_FDCWD, FileIo::encodeName(folder + QLatin1Char('/') + name));
+}
+
 } // namespace
 
 QString manifestName(int sequence, const QString &scope, const QDateTime &date)
@@ -172,6 +182,7 @@ Result write(const Request &given, JobControl &control)
     result.rootStructure = manifest.rootStructure.front().value;
 
     control.checkpoint();
+    removeLeftovers(request.scope);
     publishManifest(result.manifestPath, request.scope, bytes);
     std::vector<ChainEntry> chain;
     for (const MhlHistory::Generation &generation : history.generations)
