@@ -127,6 +127,26 @@ TEST_F(MhlCommand, CreateAppendsVerifiedGenerationsThatInfoLists)
     EXPECT_FALSE(manifest(3).isEmpty()) << "the failed generation was not written";
 }
 
+// "import.mhl" and `vantor ingest --no-mhl` reach every job of the plan; absent means on.
+TEST_F(MhlCommand, TheSettingAndNoMhlTravelWithTheJobs)
+{
+    makeCard();
+    const QString project = dir.makeDir("Doc");
+    const auto flags = [&](const QStringList &extra) {
+        const ProcessResult result = vantor(QStringList{"ingest", "--dry-run", "--json", "--project", project, "--operation", "copy"}
+                                            + extra + QStringList{card});
+        EXPECT_EQ(result.exitCode, 0) << result.errText().toStdString();
+        QStringList seen;
+        for (const QJsonValue &job : QJsonDocument::fromJson(result.out)["jobs"].toArray())
+            seen << (!job.toObject().contains("mhl") ? "absent" : job["mhl"].toBool() ? "on" : "off");
+        return seen;
+    };
+    EXPECT_EQ(flags({}), QStringList({"absent", "absent"}));
+    EXPECT_EQ(flags({"--no-mhl"}), QStringList({"off", "off"}));
+    dir.write("home/.config/Vantor/Vantor.conf", "[General]\nimport.mhl=false\n");
+    EXPECT_EQ(flags({}), QStringList({"off", "off"}));
+}
+
 // Killed before or after each mutating step of a generation, a history is the old one, the new
 // one, or one whose reader names the manifest the chain does not list yet; the next create
 // repairs it.
