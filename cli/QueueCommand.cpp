@@ -13,6 +13,7 @@
 #include "state/StateStore.h"
 #include "base/VantorError.h"
 #include "state/QueueLock.h"
+#include "queue/CardSeal.h"
 #include "queue/QueueService.h"
 #include "presets/PresetService.h"
 
@@ -358,7 +359,7 @@ int writeReport(const QStringList &arguments)
             throw VantorError(QStringLiteral("The project folder does not exist: ") + project);
         std::erase_if(jobs, [&](const MediaJob &job) { return !JobReport::writesUnder(job, project); });
     }
-    JobReport::exportQueue(jobs, absolute(parser.positional().first()));
+    JobReport::exportQueue(jobs, absolute(parser.positional().first()), CardSeal::receipts(jobs));
     return exitSuccess;
 }
 

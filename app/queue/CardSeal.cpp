@@ -110,4 +110,30 @@ Outcome seal(const QString &sourceRoot, const std::vector<MediaJob> &jobs, JobCo
     return outcome;
 }
 
+QMap<QString, QString> receipts(const std::vector<MediaJob> &jobs)
+{
+    QMap<QString, QString> found;
+    QMap<QString, QString> scopes; // sourceRoot -> card scope, empty when the copies disagree
+    for (const MediaJob &job : jobs) {
+        if (!job.sourceRoot || !job.copyDestination)
+            continue;
+        const QString scope = scopeOf(*job.sourceRoot, job.source, *job.copyDestination).value_or(QString());
+        const auto known = scopes.constFind(*job.sourceRoot);
+        scopes.insert(*job.sourceRoot, known == scopes.constEnd() || *known == scope ? scope : QString());
+    }
+    for (auto it = scopes.constBegin(); it != scopes.constEnd(); ++it) {
+        if (it.value().isEmpty() || !MhlHistory::exists(it.value()))
+            continue;
+        try {
+            const MhlManifest latest = MhlHistory::read(it.value()).generations.back().manifest;
+            if (!latest.rootContent.empty())
+                found.insert(it.key(), HashFormats::name(latest.rootContent.front().format) + QLatin1Char(' ')
+                                           + latest.rootContent.front().value);
+        } catch (const std::exception &) {
+            // A damaged history gives no receipt; `vantor mhl verify` says what is wrong.
+        }
+    }
+    return found;
+}
+
 } // namespace vantor::CardSeal

@@ -4,6 +4,7 @@
 #include "jobs/MediaJob.h"
 #include "mhl/HashFormat.h"
 
+#include <QMap>
 #include <QString>
 #include <QStringList>
 #include <optional>
@@ -36,6 +37,11 @@ struct Outcome {
 // proxy, so run it off the main thread. Throws VantorError for a damaged history at the
 // destination, system errors as they come, CancellationError on the control's cancel.
 Outcome seal(const QString &sourceRoot, const std::vector<MediaJob> &jobs, JobControl &control);
+
+// Each sealed card's receipt ("xxh64 8d02…", its latest generation's root hash) by sourceRoot,
+// read from the histories at the jobs' copy destinations; a card without a readable history has
+// none. Reads only the small ascmhl/ files.
+QMap<QString, QString> receipts(const std::vector<MediaJob> &jobs);
 
 } // namespace CardSeal
 

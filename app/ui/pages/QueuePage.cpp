@@ -6,6 +6,7 @@
 #include "models/JobListModel.h"
 #include "models/QueueChanges.h"
 #include "pages/JobDetailsPanel.h"
+#include "queue/CardSeal.h"
 #include "queue/QueueService.h"
 #include "widgets/JobDelegate.h"
 #include "widgets/PanelSurface.h"
@@ -170,7 +171,8 @@ void QueuePage::exportReport()
         return;
     const QString path = dialog.selectedFiles().first();
     try {
-        JobReport::exportQueue(m_workspace.queue().state().jobs, path);
+        const std::vector<MediaJob> &jobs = m_workspace.queue().state().jobs;
+        JobReport::exportQueue(jobs, path, CardSeal::receipts(jobs));
         m_workspace.setNotice(tr("Queue report saved: ") + path);
     } catch (const std::exception &failure) {
         m_workspace.setError(errorText(failure));

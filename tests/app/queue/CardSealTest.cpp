@@ -5,6 +5,7 @@
 #include "TempDir.h"
 #include "base/VantorError.h"
 #include "ingest/MediaIngestService.h"
+#include "jobs/JobReport.h"
 #include "mhl/MhlHasher.h"
 #include "mhl/MhlHistory.h"
 #include "mhl/MhlVerify.h"
@@ -12,6 +13,8 @@
 #include "queue/CardSeal.h"
 
 #include <QDir>
+#include <QJsonArray>
+#include <QJsonDocument>
 #include <gtest/gtest.h>
 
 namespace vantor {
@@ -101,6 +104,9 @@ TEST(CardSeal, AVerifiedCardAndItsProxiesGetHistoriesThatCrossReference)
         EXPECT_EQ(noted, 2);
         for (const QString &path : test::historyFiles(import.project))
             EXPECT_EQ(test::schemaErrors(path), "") << path.toStdString();
+        // The report names the card's root hash for each of its jobs.
+        for (const QJsonValue &report : QJsonDocument::fromJson(JobReport::encodeQueue(import.jobs, CardSeal::receipts(import.jobs))).array())
+            EXPECT_EQ(report["cardReceipt"].toString(), outcome.receipt());
         JobControl control;
         EXPECT_TRUE(MhlVerify::verify(import.cardScope(), control).ok());
         EXPECT_TRUE(MhlVerify::verify(import.proxyScope(), control).ok());
@@ -133,6 +139,7 @@ TEST(CardSeal, NoHistoryWithoutAVerifiedCopyThatKeepsTheCardsFolder)
         EXPECT_EQ(outcome.notice, c.notice.isEmpty() ? QString() : c.notice + ": " + import.card);
         EXPECT_EQ(outcome.receipt(), "");
         EXPECT_EQ(test::historyFiles(import.project), QStringList());
+        EXPECT_TRUE(CardSeal::receipts(import.jobs).isEmpty());
     }
 }
 
