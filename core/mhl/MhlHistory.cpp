@@ -2,15 +2,16 @@
 
 #include "mhl/C4.h"
 #include "mhl/ManifestXml.h"
+#include "base/FileIo.h"
 #include "base/VantorError.h"
 
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
 
 #include <algorithm>
 #include <cerrno>
+#include <system_error>
 
 namespace vantor::MhlHistory {
 
@@ -18,10 +19,16 @@ namespace {
 
 QByteArray readBytes(const QString &path)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        throwSystemError(file.exists() ? EACCES : ENOENT, path);
-    return file.readAll();
+    try {
+        FileIo::UniqueFd fd = FileIo::open(path, O_RDONLY | O_NOFOLLOW);
+        QByteArray bytes;
+        char buffer[65536];
+        while (const std::size_t got = FileIo::read(fd.get(), buffer, sizeof buffer))
+            bytes.append(buffer, qsizetype(got));
+        return bytes;
+    } catch (const std::system_error &error) {
+        throwSystemError(error.code().value(), path);
+    }
 }
 
 // The numbered manifests in the folder, by number.
