@@ -19,6 +19,7 @@ int runPreview(const QStringList &arguments);
 int queueCommand(const QStringList &arguments);
 int runIngest(const QStringList &arguments);
 int runWatch(const QStringList &arguments);
+int mhlCommand(const QStringList &arguments);
 int runSelfTest();
 
 const std::vector<Command> &commands()
@@ -35,6 +36,7 @@ const std::vector<Command> &commands()
         {"queue", "List, add to, run and change the stored queue", queueCommand},
         {"ingest", "Queue sources into a project as the Import page does, and run the queue", runIngest},
         {"watch", "Manage and run the folder-automation rules", runWatch},
+        {"mhl", "Verify, list and write ASC MHL histories (chain of custody)", mhlCommand},
     };
     return all;
 }

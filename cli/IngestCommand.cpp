@@ -128,6 +128,8 @@ int runIngest(const QStringList &arguments)
                         QStringLiteral("REL"));
         addAlgorithmOption(parser);
         parser.addFlag({QStringLiteral("no-verify")}, QStringLiteral("Copy without comparing digests."));
+        parser.addFlag({QStringLiteral("no-mhl")},
+                       QStringLiteral("Write no ASC MHL history for the cards and their proxies."));
         parser.addFlag({QStringLiteral("flat")}, QStringLiteral("Do not keep the sources' sub-folders."));
         parser.addValue({QStringLiteral("rename")},
                         QStringLiteral("Name outputs by this pattern, e.g. {PROJECT}_{ORIGINAL}_{COUNTER}."),
@@ -196,6 +198,8 @@ int runIngest(const QStringList &arguments)
         }
         if (parser.isSet(QStringLiteral("flat")))
             workspace.setHierarchy(false);
+        if (parser.isSet(QStringLiteral("no-mhl")))
+            workspace.setMhl(false);
         if (parser.isSet(QStringLiteral("rename"))) {
             workspace.setRename(true);
             workspace.setPattern(parser.value(QStringLiteral("rename")));

@@ -1,6 +1,7 @@
 #include "queue/CardTracker.h"
 
 #include "AppInfo.h"
+#include "base/VantorError.h"
 
 #include <QSet>
 
@@ -159,8 +160,18 @@ void CardTracker::judge(const QString &sourceRoot, bool announce)
     m_judging.insert(sourceRoot);
     const std::vector<MediaJob> jobs = cardJobs(m_repository.jobs(), sourceRoot);
     m_tasks.post([this, sourceRoot, jobs, generation, announce] {
+        // A card that has just ended is sealed before it is judged, so its verdict carries the
+        // receipt; the cards of the history were sealed when they ended.
+        QString note;
+        std::optional<CardSeal::Outcome> sealed;
+        if (announce)
+            sealed = sealCard(sourceRoot, jobs, note);
         CardVerdict verdict = judgeCard(sourceRoot, jobs, snapshotCard(sourceRoot, jobs));
-        QMetaObject::invokeMethod(this, [this, sourceRoot, jobs, generation, announce, verdict] {
+        if (sealed)
+            addSealTo(verdict, *sealed);
+        QMetaObject::invokeMethod(this, [this, sourceRoot, jobs, generation, announce, verdict, note] {
+            if (!note.isEmpty())
+                m_repository.log(note);
             if (m_generation.value(sourceRoot) != generation)
                 return; // reopened or judged again meanwhile
             m_judging.remove(sourceRoot);
@@ -174,6 +185,32 @@ void CardTracker::judge(const QString &sourceRoot, bool announce)
             }
         }, Qt::QueuedConnection);
     });
+}
+
+std::optional<CardSeal::Outcome> CardTracker::sealCard(const QString &sourceRoot, const std::vector<MediaJob> &jobs,
+                                                      QString &note)
+{
+    try {
+        JobControl control;
+        CardSeal::Outcome outcome = CardSeal::seal(sourceRoot, jobs, control);
+        note = outcome.notice.isEmpty() ? QString() : cardLabel(sourceRoot) + QStringLiteral(": ") + outcome.notice;
+        return outcome;
+    } catch (const std::exception &failure) {
+        note = QStringLiteral("The ASC MHL history of %1 could not be written: %2")
+                   .arg(cardLabel(sourceRoot), errorText(failure));
+        return std::nullopt;
+    }
+}
+
+void CardTracker::addSealTo(CardVerdict &verdict, const CardSeal::Outcome &outcome)
+{
+    if (outcome.cardScope && !outcome.receipt().isEmpty())
+        verdict.receipts.push_back({*outcome.cardScope, outcome.receipt()});
+    for (const QString &file : outcome.failed) {
+        verdict.reasons.push_back({file, outcome.cardScope,
+                                   QStringLiteral("The copy differs from the card's own ASC MHL history: ") + file});
+        verdict.safe = false;
+    }
 }
 
 } // namespace vantor

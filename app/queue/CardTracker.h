@@ -1,6 +1,7 @@
 #pragma once
 
 #include "cards/CardVerdict.h"
+#include "queue/CardSeal.h"
 #include "state/PersistenceQueue.h"
 #include "state/StateRepository.h"
 
@@ -12,8 +13,8 @@
 
 namespace vantor {
 
-// Notices when the last job of a card (or dropped folder) ends, lists the card again off the
-// main thread, judges it and keeps the latest verdict per card. A card whose job is queued again
+// Notices when the last job of a card (or dropped folder) ends, seals it in its ASC MHL histories
+// and lists it again off the main thread, judges it and keeps the latest verdict per card. A card whose job is queued again
 // or retried is open again and loses its verdict until it ends once more.
 class CardTracker : public QObject {
     Q_OBJECT
@@ -61,6 +62,10 @@ private:
     void reopen(const QString &sourceRoot);
     bool ended(const QString &sourceRoot) const;
     void judge(const QString &sourceRoot, bool announce);
+    // On the worker thread: the card's ASC MHL histories, and what the job log should say.
+    static std::optional<CardSeal::Outcome> sealCard(const QString &sourceRoot, const std::vector<MediaJob> &jobs,
+                                                     QString &note);
+    static void addSealTo(CardVerdict &verdict, const CardSeal::Outcome &outcome);
 
     StateRepository &m_repository;
     QHash<QString, Card> m_index;

@@ -4,6 +4,7 @@
 #include "base/VantorError.h"
 #include "cards/ReportHtml.h"
 #include "jobs/JobReport.h"
+#include "queue/CardSeal.h"
 #include "reports/ReportPdf.h"
 
 #include <system_error>
@@ -40,11 +41,15 @@ QString suggestedFileName(Format format)
 std::vector<CardReport> cards(const std::vector<MediaJob> &jobs, const KnownVerdict &known)
 {
     std::vector<CardReport> reports;
+    const QMap<QString, QString> receipts = CardSeal::receipts(jobs);
     for (const QString &root : cardRoots(jobs)) {
         const std::vector<MediaJob> own = cardJobs(jobs, root);
         std::optional<CardVerdict> verdict = known ? known(root) : std::nullopt;
         if (!verdict)
             verdict = judgeCard(root, own, snapshotCard(root, own));
+        // The sealed history on disk is the receipt, whoever judged the card.
+        if (const auto receipt = receipts.constFind(root); receipt != receipts.constEnd() && verdict->receipts.empty())
+            verdict->receipts.push_back({own.front().destinationRoot, *receipt});
         reports.push_back(CardReport::build(root, own, *verdict));
     }
     return reports;
@@ -53,7 +58,7 @@ std::vector<CardReport> cards(const std::vector<MediaJob> &jobs, const KnownVerd
 QByteArray render(Format format, const std::vector<MediaJob> &jobs, const KnownVerdict &known, const QDateTime &generated)
 {
     if (format == Format::json)
-        return JobReport::encodeQueue(jobs);
+        return JobReport::encodeQueue(jobs, CardSeal::receipts(jobs));
     const QString html = ReportHtml::render(cards(jobs, known), generated);
     if (format == Format::html)
         return html.toUtf8();

@@ -29,6 +29,7 @@ ImportPlan ImportPlan::settle(const std::vector<MediaJob> &jobs, ChecksumAlgorit
                                                 std::nullopt, job.outputDestination, JobOperation::transcode,
                                                 job.preset, std::nullopt, job.bytes, job.modified);
             transcode.sourceRoot = job.sourceRoot;
+            transcode.mhl = job.mhl;
             plan.jobs.push_back(std::move(transcode));
         }
     }

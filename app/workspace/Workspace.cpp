@@ -82,6 +82,7 @@ void Workspace::readDefaults()
     const QSettings settings(QStringLiteral("Vantor"), QStringLiteral("Vantor"));
     m_verify = defaultsFlag(settings, QStringLiteral("import.verify"));
     m_hierarchy = defaultsFlag(settings, QStringLiteral("import.hierarchy"));
+    m_mhl = defaultsFlag(settings, QStringLiteral("import.mhl"));
     const QString checksum = settings.value(QStringLiteral("import.checksum")).toString();
     m_algorithm = ChecksumAlgorithm::xxHash;
     for (ChecksumAlgorithm::Value candidate : {ChecksumAlgorithm::md5, ChecksumAlgorithm::sha256}) {
@@ -111,6 +112,7 @@ void Workspace::setAlgorithm(ChecksumAlgorithm algorithm) { assign(m_algorithm, 
 void Workspace::setCopyFolder(const QString &folder) { assign(m_copyFolder, folder, &Workspace::planChanged); }
 void Workspace::setOutputFolder(const QString &folder) { assign(m_outputFolder, folder, &Workspace::planChanged); }
 void Workspace::setHierarchy(bool hierarchy) { assign(m_hierarchy, hierarchy, &Workspace::planChanged); }
+void Workspace::setMhl(bool mhl) { assign(m_mhl, mhl, &Workspace::planChanged); }
 void Workspace::setRename(bool rename) { assign(m_rename, rename, &Workspace::planChanged); }
 void Workspace::setPattern(const QString &pattern) { assign(m_pattern, pattern, &Workspace::planChanged); }
 void Workspace::setCamera(const QString &value) { assign(m_camera, value, &Workspace::planChanged); }
@@ -249,6 +251,7 @@ JobPlan Workspace::plan() const
     plan.copyFolder = m_copyFolder;
     plan.outputFolder = m_outputFolder;
     plan.hierarchy = m_hierarchy;
+    plan.mhl = m_mhl;
     plan.checksum = m_verify ? std::optional(m_algorithm) : std::nullopt;
     plan.pattern = m_rename ? std::optional(m_pattern) : std::nullopt;
     plan.values.insert(QStringLiteral("CAMERA"), m_camera);

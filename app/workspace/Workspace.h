@@ -65,6 +65,7 @@ public:
     QString copyFolder() const { return m_copyFolder; }
     QString outputFolder() const { return m_outputFolder; }
     bool hierarchy() const { return m_hierarchy; }
+    bool mhl() const { return m_mhl; } // "import.mhl": ASC MHL histories for each card
     bool rename() const { return m_rename; }
     QString pattern() const { return m_pattern; }
     QString camera() const { return m_camera; }
@@ -98,6 +99,7 @@ public:
     void setCopyFolder(const QString &folder);
     void setOutputFolder(const QString &folder);
     void setHierarchy(bool hierarchy);
+    void setMhl(bool mhl);
     void setRename(bool rename);
     void setPattern(const QString &pattern);
     void setCamera(const QString &value);
@@ -162,7 +164,7 @@ Q_SIGNALS:
     void projectFieldsChanged(); // editingTemplates, name, client, date, location, templateID
     void sourcesChanged();       // sources, sourcePresets
     void scanningChanged();
-    void planChanged(); // operation, verify, algorithm, folders, hierarchy, naming, preset, customPresetName
+    void planChanged(); // operation, verify, algorithm, folders, hierarchy, mhl, naming, preset, customPresetName
     void templateChanged(); // templateDraft, templateText
     void errorChanged();
     void noticeChanged();
@@ -198,6 +200,7 @@ private:
     QString m_copyFolder = QStringLiteral("02_FOOTAGE/ORIGINALS");
     QString m_outputFolder = QStringLiteral("02_FOOTAGE/PROXIES");
     bool m_hierarchy = true;
+    bool m_mhl = true;
     bool m_rename = false;
     QString m_pattern = QStringLiteral("{ORIGINAL}");
     QString m_camera, m_roll, m_scene, m_shot, m_take;

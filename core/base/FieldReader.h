@@ -37,6 +37,7 @@ public:
     void fileUrl(const char *key, std::optional<QString> &value) { optional(key, value, &FieldReader::fileUrl); }
     void folderUrl(const char *key, std::optional<QString> &value) { fileUrl(key, value); }
     void date(const char *key, std::optional<Timestamp> &value) { optional(key, value, &FieldReader::date); }
+    void boolean(const char *key, std::optional<bool> &value) { optional(key, value, &FieldReader::boolean); }
     void base64(const char *key, std::optional<QByteArray> &value) { optional(key, value, &FieldReader::base64); }
     template <typename T> void enumeration(const char *key, std::optional<T> &value)
     {

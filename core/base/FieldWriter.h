@@ -51,6 +51,11 @@ public:
         if (value)
             folderUrl(key, *value);
     }
+    void boolean(const char *key, const std::optional<bool> &value)
+    {
+        if (value)
+            boolean(key, *value);
+    }
     void date(const char *key, const std::optional<Timestamp> &value)
     {
         if (value)

@@ -75,6 +75,7 @@ QJsonObject JobReport::toJson() const
     optional("outputPath", outputPath);
     optional("started", started);
     optional("finished", finished);
+    optional("cardReceipt", cardReceipt);
     return object;
 }
 
@@ -100,17 +101,22 @@ JobReport JobReport::fromJson(const QJsonValue &value)
     report.bytes = reader.has("bytes") ? reader.integer("bytes") : 0;
     report.started = reader.optionalString("started");
     report.finished = reader.optionalString("finished");
+    report.cardReceipt = reader.optionalString("cardReceipt");
     return report;
 }
 
-QByteArray JobReport::encodeQueue(const std::vector<MediaJob> &jobs)
+QByteArray JobReport::encodeQueue(const std::vector<MediaJob> &jobs, const QMap<QString, QString> &receipts)
 {
     // An empty queue is written "[]" rather than the encoder's bracket pair on two lines.
     if (jobs.empty())
         return QByteArrayLiteral("[]");
     QJsonArray reports;
-    for (const MediaJob &job : jobs)
-        reports.append(JobReport(job).toJson());
+    for (const MediaJob &job : jobs) {
+        JobReport report(job);
+        if (job.sourceRoot && receipts.contains(*job.sourceRoot))
+            report.cardReceipt = receipts.value(*job.sourceRoot);
+        reports.append(report.toJson());
+    }
     return JsonCodec::pretty(reports);
 }
 
@@ -123,10 +129,10 @@ bool JobReport::writesUnder(const MediaJob &job, const QString &folder)
     return under(job.copyDestination) || under(job.outputDestination);
 }
 
-void JobReport::exportQueue(const std::vector<MediaJob> &jobs, const QString &path)
+void JobReport::exportQueue(const std::vector<MediaJob> &jobs, const QString &path, const QMap<QString, QString> &receipts)
 {
     try {
-        AtomicFile::replace(path, encodeQueue(jobs));
+        AtomicFile::replace(path, encodeQueue(jobs, receipts));
     } catch (const std::system_error &error) {
         throwSystemError(error.code().value(), path);
     }

@@ -3,6 +3,7 @@
 #include "jobs/MediaJob.h"
 
 #include <QJsonObject>
+#include <QMap>
 #include <QUuid>
 #include <optional>
 #include <vector>
@@ -32,6 +33,7 @@ struct JobReport {
     qint64 bytes = 0; // the source's size
     std::optional<QString> started; // ISO 8601, UTC, to the second
     std::optional<QString> finished;
+    std::optional<QString> cardReceipt; // its card's ASC MHL root hash ("xxh64 8d02…"), once sealed
 
     JobReport() = default;
     explicit JobReport(const MediaJob &job);
@@ -42,12 +44,14 @@ struct JobReport {
 
     // The proposed file name of an export.
     static constexpr char suggestedFileName[] = "Vantor-queue-report.json";
-    // One report per job in queue order, as a pretty JSON array with sorted keys.
-    static QByteArray encodeQueue(const std::vector<MediaJob> &jobs);
+    // One report per job in queue order, as a pretty JSON array with sorted keys; `receipts`
+    // gives each sealed card's root hash by its sourceRoot.
+    static QByteArray encodeQueue(const std::vector<MediaJob> &jobs, const QMap<QString, QString> &receipts = {});
     // Whether the job writes anything (its copy or its output) inside `folder`.
     static bool writesUnder(const MediaJob &job, const QString &folder);
     // Writes encodeQueue(jobs) to `path` atomically (temporary file, then rename).
-    static void exportQueue(const std::vector<MediaJob> &jobs, const QString &path);
+    static void exportQueue(const std::vector<MediaJob> &jobs, const QString &path,
+                            const QMap<QString, QString> &receipts = {});
 };
 
 } // namespace vantor

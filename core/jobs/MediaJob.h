@@ -46,6 +46,8 @@ struct MediaJob {
     // The card or dropped folder the source was found in, so its files are judged and sealed
     // together; absent for a lone file and in older state files.
     std::optional<QString> sourceRoot;
+    // False when its card gets no ASC MHL history ("import.mhl" off, `--no-mhl`); absent is on.
+    std::optional<bool> mhl;
 
     // A new waiting job with a fresh id, made now.
     static MediaJob make(const QString &source, const FileGrant &sourceGrant, const QString &destinationRoot,
@@ -90,6 +92,7 @@ struct MediaJob {
         v.date("started", self.started);
         v.date("finished", self.finished);
         v.folderUrl("sourceRoot", self.sourceRoot);
+        v.boolean("mhl", self.mhl);
     }
     QJsonObject toJson() const; // as written to the state file
     static MediaJob fromJson(const QJsonValue &value); // strict; throws DecodingError

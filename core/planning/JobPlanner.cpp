@@ -153,6 +153,8 @@ std::vector<MediaJob> plan(const JobPlan &plan, const std::vector<SourceFile> &s
                                       preset, operation->copies() ? plan.checksum : std::nullopt, source.size,
                                       source.modified);
         job.sourceRoot = sourceRoot(source);
+        if (!plan.mhl)
+            job.mhl = false;
         jobs.push_back(std::move(job));
     }
     return jobs;

@@ -25,6 +25,7 @@ struct JobPlan {
     QString outputFolder; // as `copyFolder`, for transcodes
     bool hierarchy = true; // keep each source's sub-folders below the folder it was scanned from
     std::optional<ChecksumAlgorithm> checksum; // none: copies are not verified
+    bool mhl = true; // each card's copies and proxies get an ASC MHL history
     std::optional<QString> pattern;            // renaming; none keeps each source's own name
     NamingValues values; // PROJECT, CLIENT, DATE, CAMERA, ROLL, SCENE, SHOT, TAKE
     TranscodePreset preset;

@@ -92,6 +92,13 @@ SettingsPage::SettingsPage(Workspace &workspace, QWidget *parent) : QWidget(pare
     defaultsLayout->addWidget(m_hierarchy, 0, Qt::AlignLeft);
     defaultsLayout->addWidget(helpText(QStringLiteral("Keep source folders together during import."), defaults));
 
+    m_mhl = new QCheckBox(QStringLiteral("Write ASC MHL Histories"), defaults);
+    m_mhl->setObjectName(QStringLiteral("writeMhl"));
+    m_mhl->setAccessibleName(m_mhl->text());
+    defaultsLayout->addWidget(m_mhl, 0, Qt::AlignLeft);
+    defaultsLayout->addWidget(helpText(QStringLiteral("Record each verified card and its proxies in an ascmhl folder "
+                                                      "(xxHash64 or MD5)."), defaults));
+
     const QString directory = workspace.queue().directory();
     PanelSurface *storage = section(QStringLiteral("Storage"), layout, this);
     storage->layout()->addWidget(
@@ -135,7 +142,8 @@ SettingsPage::SettingsPage(Workspace &workspace, QWidget *parent) : QWidget(pare
 
     QWidget::setTabOrder(m_verify, m_checksum);
     QWidget::setTabOrder(m_checksum, m_hierarchy);
-    QWidget::setTabOrder(m_hierarchy, m_showStorage);
+    QWidget::setTabOrder(m_hierarchy, m_mhl);
+    QWidget::setTabOrder(m_mhl, m_showStorage);
     QWidget::setTabOrder(m_showStorage, m_openLog);
     QWidget::setTabOrder(m_openLog, m_automation);
 
@@ -146,6 +154,10 @@ SettingsPage::SettingsPage(Workspace &workspace, QWidget *parent) : QWidget(pare
     connect(m_hierarchy, &QCheckBox::toggled, this, [this](bool on) {
         storeDefault("import.hierarchy", on);
         m_workspace.setHierarchy(on);
+    });
+    connect(m_mhl, &QCheckBox::toggled, this, [this](bool on) {
+        storeDefault("import.mhl", on);
+        m_workspace.setMhl(on);
     });
     connect(m_checksum, &QComboBox::activated, this, [this](int row) {
         if (row < 0 || row >= int(std::size(offered)))
@@ -176,6 +188,8 @@ void SettingsPage::refresh()
     const QSignalBlocker verifyBlocker(m_verify);
     const QSignalBlocker hierarchyBlocker(m_hierarchy);
     const QSignalBlocker checksumBlocker(m_checksum);
+    const QSignalBlocker mhlBlocker(m_mhl);
+    m_mhl->setChecked(m_workspace.mhl());
     m_verify->setChecked(m_workspace.verify());
     m_hierarchy->setChecked(m_workspace.hierarchy());
     int row = -1; // MD5, read from a settings file written elsewhere, is not offered

@@ -15,7 +15,7 @@ namespace vantor::ui {
 class QuietButton;
 
 // The Settings page: the import defaults, stored in the user's settings ("import.verify",
-// "import.hierarchy", "import.checksum") and copied into the workspace at once; where the data
+// "import.hierarchy", "import.checksum", "import.mhl") and copied into the workspace at once; where the data
 // lives; the operation log; the folder-automation rules.
 class SettingsPage : public QWidget {
     Q_OBJECT
@@ -30,6 +30,7 @@ private:
     QCheckBox *m_verify;
     QComboBox *m_checksum;
     QCheckBox *m_hierarchy;
+    QCheckBox *m_mhl;
     QLabel *m_storagePath;
     QuietButton *m_showStorage;
     QuietButton *m_openLog;
