@@ -161,8 +161,9 @@ TEST_F(MhlCommand, AKillAtEveryStepOfAGenerationLeavesAHistoryTheReaderExplains)
             for (const char *when : {"VANTOR_FAULT_KILL_BEFORE", "VANTOR_FAULT_KILL_AFTER"}) {
                 QDir(card).removeRecursively();
                 makeCard();
-                if (existing)
+                if (existing) {
                     ASSERT_EQ(vantor({"mhl", "create", card}).exitCode, 0);
+                }
                 environment.insert(when, QString::number(step));
                 const ProcessResult killed = vantor({"mhl", "create", card});
                 environment.remove(when);

@@ -161,13 +161,16 @@ TEST(CardSeal, ACardWithAHistoryGetsAVerifiedGeneration)
         ASSERT_EQ(history.generations.size(), 2u);
         const MhlManifest &latest = history.generations[1].manifest;
         EXPECT_EQ(latest.process, "transfer");
-        for (const MhlEntry &entry : latest.entries)
-            if (!entry.isDirectory)
+        for (const MhlEntry &entry : latest.entries) {
+            if (!entry.isDirectory) {
                 EXPECT_EQ(entry.hashes[0].action, damaged && entry.path == "Sidecar.txt" ? HashAction::failed : HashAction::verified)
                     << entry.path.toStdString();
+            }
+        }
         EXPECT_EQ(outcome.failed, damaged ? QStringList{import.cardScope() + "/Sidecar.txt"} : QStringList());
-        if (!damaged)
+        if (!damaged) {
             EXPECT_EQ(outcome.rootContent, "8d02114c32e28cbe"); // scenario 01's root: same bytes, same hash
+        }
     }
 }
 
