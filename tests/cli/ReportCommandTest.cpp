@@ -1,6 +1,7 @@
 // vantor ingest's verdict per card, and vantor queue report in each of its forms.
 #include "CliTest.h"
 #include "jobs/JobReport.h"
+#include "queue/CardSeal.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -47,7 +48,12 @@ TEST_F(ReportCommand, IngestPrintsEachCardsVerdictAndThePdfHoldsThem)
     const QString safe = card("A001", 3), unsafe = card("B002", 1);
     const ProcessResult first = ingest({}, safe);
     EXPECT_EQ(first.exitCode, 0) << first.errText().toStdString();
-    EXPECT_TRUE(first.outText().endsWith("\nSafe to format: " + safe + "\n")) << first.outText().toStdString();
+    // The verdict names the card's ASC MHL root hash at its destination as the receipt.
+    const QString scope = dir.file("Doc/02_FOOTAGE/ORIGINALS/A001");
+    const QString receipt = CardSeal::receipts(stored().jobs).value(safe);
+    EXPECT_TRUE(receipt.startsWith("xxh64 ")) << receipt.toStdString();
+    EXPECT_TRUE(first.outText().endsWith("\nSafe to format: " + safe + "\n  Receipt " + receipt + ": " + scope + "\n"))
+        << first.outText().toStdString();
 
     const ProcessResult second = ingest({"--no-verify", "--json"}, unsafe);
     EXPECT_EQ(second.exitCode, 1);
@@ -83,8 +89,8 @@ TEST_F(ReportCommand, FormatsAndTheirExits)
         int exitCode;
         QString begins; // the file's first bytes, or the last line of stderr
     } cases[] = {
-        {{"report.json"}, 0, JobReport::encodeQueue(stored().jobs)},
-        {{"--format", "json", "report.json"}, 0, JobReport::encodeQueue(stored().jobs)},
+        {{"report.json"}, 0, JobReport::encodeQueue(stored().jobs, CardSeal::receipts(stored().jobs))},
+        {{"--format", "json", "report.json"}, 0, JobReport::encodeQueue(stored().jobs, CardSeal::receipts(stored().jobs))},
         {{"--format", "html", "report.html"}, 0, "<!DOCTYPE html>"},
         {{"--format", "pdf", "report.pdf"}, 0, "%PDF-"},
         {{"--format=pdf", "report.pdf"}, 0, "%PDF-"},

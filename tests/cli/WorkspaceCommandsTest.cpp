@@ -2,6 +2,7 @@
 #include "CliTest.h"
 #include "ClipMaker.h"
 #include "ingest/MediaIngestService.h"
+#include "queue/CardSeal.h"
 #include "state/QueueLock.h"
 #include "SampleRecords.h"
 
@@ -10,6 +11,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QTest>
 #include <csignal>
 #include <sys/stat.h>
@@ -208,9 +210,13 @@ TEST_F(WorkspaceCommands, IngestOfACardWithRenamingIntoAProject)
         if (MediaIngestService::isVideo(source.url))
             expected << "02_FOOTAGE/PROXIES/" + stem + preset.suffix + '.' + preset.container;
     }
+    // The card and its proxies each get an ASC MHL history.
+    for (const char *scope : {"02_FOOTAGE/ORIGINALS/A001/ascmhl/", "02_FOOTAGE/PROXIES/A001/ascmhl/"})
+        expected << QString(scope) + "0001_A001_DATE.mhl" << QString(scope) + "ascmhl_chain.xml";
     ASSERT_EQ(counter, 3); // the hidden file is not a source
     QStringList files = listTree(project);
     files.removeIf([](const QString &entry) { return entry.endsWith(u'/'); });
+    files.replaceInStrings(QRegularExpression("_\\d{4}-\\d\\d-\\d\\d_\\d{6}Z\\.mhl$"), "_DATE.mhl");
     expected.sort();
     EXPECT_EQ(files, expected);
     for (const MediaJob &job : stored().jobs)
@@ -314,7 +320,8 @@ TEST_F(WorkspaceCommands, IngestSetsAsideWhatIsAlreadyOffloaded)
 
     const ProcessResult again = vantor("ingest --operation copy --project", {project, card});
     ASSERT_EQ(again.exitCode, 0) << again.errText().toStdString();
-    EXPECT_EQ(again.outText(), copies + "/C2.XML\nSafe to format: " + card + "\n");
+    EXPECT_EQ(again.outText(), copies + "/C2.XML\nSafe to format: " + card + "\n  Receipt "
+                                   + CardSeal::receipts(stored().jobs).value(card) + ": " + copies + "\n");
     QStringList expected{"Comparing the copies already at their destinations with their sources."};
     for (const QString &file : QStringList{"C1.XML", "CLIP/C1.MXF", "CLIP/C2.MXF"})
         expected << QString("Already offloaded: %1/%2 → %3/%2").arg(card, file, copies);

@@ -57,7 +57,7 @@ TEST_F(PageControlsTest, EveryControlIsNamedAfterItsLabelAndTabbedInReadingOrder
           "templateText=Folders", "doneTemplates=Done", "saveTemplate=Save Template"}},
         {onPage<ui::SettingsPage>(Page::settings),
          {"verifyCopies=Verify Copies", "verificationMethod=Verification Method",
-          "preserveFolders=Preserve Folder Structure", "showStorage=Show In File Manager", "openLog=Open Log",
+          "preserveFolders=Preserve Folder Structure", "writeMhl=Write ASC MHL Histories", "showStorage=Show In File Manager", "openLog=Open Log",
           "openAutomation=Folder Automation\u2026"}},
         {automation,
          {"watchRules=Rules", "addWatchFolder=Add Folder\u2026", "removeWatchFolder=Remove", "doneAutomation=Done"}},

@@ -1,6 +1,7 @@
 #include "TempDir.h"
 #include "ingest/MediaIngestService.h"
 #include "planning/JobPlanner.h"
+#include "queue/CardSeal.h"
 #include "queue/CardTracker.h"
 #include "queue/QueueService.h"
 
@@ -107,10 +108,14 @@ TEST_F(CardTrackerTest, AFileAddedDuringTheOffloadMakesTheCardUnsafe)
     EXPECT_EQ(verdict.reasons[0].text, "A file on the card was not offloaded: " + added);
     EXPECT_EQ(verdict.reasons[0].file, added);
 
-    // The seal's receipt joins the verdict the window shows.
-    tracker->addReceipt(card, CardReceipt{project, QStringLiteral("c0ffee")});
-    const std::vector<CardReceipt> receipts{CardReceipt{project, QStringLiteral("c0ffee")}};
-    EXPECT_EQ(tracker->verdict(card)->receipts, receipts);
+    // The card was sealed before it was judged: the receipt is its root hash at the destination.
+    const std::vector<CardReceipt> sealed{{project + "/A001", CardSeal::receipts(queue->state().jobs).value(card)}};
+    EXPECT_TRUE(sealed[0].rootHash.startsWith("xxh64 ")) << sealed[0].rootHash.toStdString();
+    EXPECT_EQ(verdict.receipts, sealed);
+    // A receipt given again for the same destination replaces the one it had.
+    tracker->addReceipt(card, CardReceipt{project + "/A001", QStringLiteral("c0ffee")});
+    const std::vector<CardReceipt> replaced{CardReceipt{project + "/A001", QStringLiteral("c0ffee")}};
+    EXPECT_EQ(tracker->verdict(card)->receipts, replaced);
 }
 
 } // namespace
