@@ -42,6 +42,8 @@ StateRepository::StateRepository(const QString &directory, QObject *parent)
                              + errorText(error);
     }
     reindex();
+    for (const MediaJob &job : m_state.jobs)
+        track(job);
 }
 
 StateRepository::~StateRepository()
@@ -87,6 +89,25 @@ void StateRepository::reindex()
     m_index.reserve(qsizetype(m_state.jobs.size()));
     for (std::size_t i = 0; i < m_state.jobs.size(); ++i)
         m_index.insert(m_state.jobs[i].id, i);
+}
+
+void StateRepository::track(const MediaJob &job)
+{
+    if (job.status == JobStatus::waiting)
+        m_waiting.insert(job.id);
+    else
+        m_waiting.remove(job.id);
+}
+
+std::optional<std::size_t> StateRepository::firstWaiting() const
+{
+    std::optional<std::size_t> first;
+    for (const QUuid &id : m_waiting) {
+        const std::size_t position = m_index.value(id);
+        if (!first || position < *first)
+            first = position;
+    }
+    return first;
 }
 
 std::optional<std::size_t> StateRepository::indexOf(const QUuid &id) const
@@ -135,6 +156,7 @@ void StateRepository::addJobs(const std::vector<MediaJob> &jobs)
     for (std::size_t i = std::size_t(first); i < m_state.jobs.size(); ++i) {
         m_index.insert(m_state.jobs[i].id, i);
         m_changedJobs.insert(m_state.jobs[i].id);
+        track(m_state.jobs[i]);
     }
     Q_EMIT jobsInserted(first, int(m_state.jobs.size()) - 1);
     save();
@@ -151,6 +173,7 @@ JobChanges StateRepository::updateJob(const MediaJob &job, Save when)
         return what;
     stored = job;
     m_changedJobs.insert(job.id);
+    track(job);
     Q_EMIT jobChanged(job.id, what);
     if (when == Save::now || m_clock() - m_lastSave > 1.0)
         save();
@@ -163,6 +186,7 @@ void StateRepository::updateJobThen(const MediaJob &job, const SaveDone &saved)
         const JobChanges what = changes(m_state.jobs[*position], job);
         m_state.jobs[*position] = job;
         m_changedJobs.insert(job.id);
+        track(job);
         if (what)
             Q_EMIT jobChanged(job.id, what);
     }
@@ -181,6 +205,7 @@ void StateRepository::updateJobs(const std::vector<MediaJob> &jobs)
             continue;
         m_state.jobs[*position] = job;
         m_changedJobs.insert(job.id);
+        track(job);
         any = true;
         Q_EMIT jobChanged(job.id, what);
     }
@@ -196,6 +221,7 @@ void StateRepository::removeJobs(const std::vector<QUuid> &ids)
         if (!gone.contains(job.id))
             return false;
         removed << job.id;
+        m_waiting.remove(job.id);
         return true;
     });
     if (removed.isEmpty())

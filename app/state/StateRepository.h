@@ -54,6 +54,8 @@ public:
     const std::vector<MediaJob> &jobs() const { return m_state.jobs; }
     std::optional<std::size_t> indexOf(const QUuid &id) const;
     const MediaJob *job(const QUuid &id) const;
+    // The first waiting job in queue order, found without walking the history.
+    std::optional<std::size_t> firstWaiting() const;
 
     // ---- Jobs
     void addJobs(const std::vector<MediaJob> &jobs); // appended in order
@@ -115,6 +117,7 @@ Q_SIGNALS:
 private:
     bool shift(std::size_t from, std::size_t to); // moves and signals; false when nothing moved
     void reindex();
+    void track(const MediaJob &job); // keeps m_waiting up to date
     void compactNow(); // on the persistence thread
     void changed(StateChange::Part part) { m_changedParts |= part; }
     StateChange takeChange(); // what changed since the last save, as copies
@@ -125,6 +128,7 @@ private:
     QueueLock m_lock;
     AppState m_state;
     QHash<QUuid, std::size_t> m_index; // job id -> position
+    QSet<QUuid> m_waiting;
     QSet<QUuid> m_changedJobs; // added or changed since the last save
     std::vector<QUuid> m_removedJobs;
     unsigned m_changedParts = 0;
