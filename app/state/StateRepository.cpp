@@ -41,9 +41,7 @@ StateRepository::StateRepository(const QString &directory, QObject *parent)
         m_persistenceError = QStringLiteral("Saved state could not be read. The original state.json has been preserved. ")
                              + errorText(error);
     }
-    reindex();
-    for (const MediaJob &job : m_state.jobs)
-        track(job);
+    m_tracker.reset(m_state.jobs);
 }
 
 StateRepository::~StateRepository()
@@ -83,39 +81,14 @@ void StateRepository::compact()
     });
 }
 
-void StateRepository::reindex()
+std::optional<std::size_t> StateRepository::indexOf(const QUuid &id) const
 {
-    m_index.clear();
-    m_index.reserve(qsizetype(m_state.jobs.size()));
-    for (std::size_t i = 0; i < m_state.jobs.size(); ++i)
-        m_index.insert(m_state.jobs[i].id, i);
-}
-
-void StateRepository::track(const MediaJob &job)
-{
-    if (job.status == JobStatus::waiting)
-        m_waiting.insert(job.id);
-    else
-        m_waiting.remove(job.id);
+    return m_tracker.indexOf(id);
 }
 
 std::optional<std::size_t> StateRepository::firstWaiting() const
 {
-    std::optional<std::size_t> first;
-    for (const QUuid &id : m_waiting) {
-        const std::size_t position = m_index.value(id);
-        if (!first || position < *first)
-            first = position;
-    }
-    return first;
-}
-
-std::optional<std::size_t> StateRepository::indexOf(const QUuid &id) const
-{
-    const auto found = m_index.constFind(id);
-    if (found == m_index.constEnd())
-        return std::nullopt;
-    return *found;
+    return m_tracker.firstWaiting();
 }
 
 const MediaJob *StateRepository::job(const QUuid &id) const
@@ -153,11 +126,7 @@ void StateRepository::addJobs(const std::vector<MediaJob> &jobs)
         return;
     const int first = int(m_state.jobs.size());
     m_state.jobs.insert(m_state.jobs.end(), jobs.begin(), jobs.end());
-    for (std::size_t i = std::size_t(first); i < m_state.jobs.size(); ++i) {
-        m_index.insert(m_state.jobs[i].id, i);
-        m_changedJobs.insert(m_state.jobs[i].id);
-        track(m_state.jobs[i]);
-    }
+    m_tracker.appended(m_state.jobs, std::size_t(first));
     Q_EMIT jobsInserted(first, int(m_state.jobs.size()) - 1);
     save();
 }
@@ -172,8 +141,7 @@ JobChanges StateRepository::updateJob(const MediaJob &job, Save when)
     if (!what)
         return what;
     stored = job;
-    m_changedJobs.insert(job.id);
-    track(job);
+    m_tracker.updated(job);
     Q_EMIT jobChanged(job.id, what);
     if (when == Save::now || m_clock() - m_lastSave > 1.0)
         save();
@@ -185,8 +153,7 @@ void StateRepository::updateJobThen(const MediaJob &job, const SaveDone &saved)
     if (const auto position = indexOf(job.id)) {
         const JobChanges what = changes(m_state.jobs[*position], job);
         m_state.jobs[*position] = job;
-        m_changedJobs.insert(job.id);
-        track(job);
+        m_tracker.updated(job);
         if (what)
             Q_EMIT jobChanged(job.id, what);
     }
@@ -204,8 +171,7 @@ void StateRepository::updateJobs(const std::vector<MediaJob> &jobs)
         if (!what)
             continue;
         m_state.jobs[*position] = job;
-        m_changedJobs.insert(job.id);
-        track(job);
+        m_tracker.updated(job);
         any = true;
         Q_EMIT jobChanged(job.id, what);
     }
@@ -221,13 +187,11 @@ void StateRepository::removeJobs(const std::vector<QUuid> &ids)
         if (!gone.contains(job.id))
             return false;
         removed << job.id;
-        m_waiting.remove(job.id);
         return true;
     });
     if (removed.isEmpty())
         return;
-    reindex();
-    m_removedJobs.insert(m_removedJobs.end(), removed.begin(), removed.end());
+    m_tracker.removed(removed, m_state.jobs);
     Q_EMIT jobsRemoved(removed);
     save();
 }
@@ -241,9 +205,7 @@ bool StateRepository::shift(std::size_t from, std::size_t to)
         std::rotate(jobs.begin() + long(from), jobs.begin() + long(from) + 1, jobs.begin() + long(to) + 1);
     else
         std::rotate(jobs.begin() + long(to), jobs.begin() + long(from), jobs.begin() + long(from) + 1);
-    for (std::size_t i = std::min(from, to); i <= std::max(from, to); ++i)
-        m_index.insert(jobs[i].id, i);
-    changed(StateChange::order);
+    m_tracker.moved(jobs, from, to);
     Q_EMIT jobMoved(int(from), int(to));
     return true;
 }
@@ -271,7 +233,7 @@ void StateRepository::setProject(const ProjectContext &project)
     m_state.project = project;
     m_state.projectGrant = FileGrant(project.root);
     Q_EMIT projectChanged();
-    changed(StateChange::project);
+    m_tracker.changed(StateChange::project);
     save();
 }
 
@@ -283,7 +245,7 @@ void StateRepository::putTemplate(const ProjectTemplate &projectTemplate)
     else
         m_state.templates.push_back(projectTemplate);
     Q_EMIT templatesChanged();
-    changed(StateChange::templates);
+    m_tracker.changed(StateChange::templates);
     save();
 }
 
@@ -291,7 +253,7 @@ void StateRepository::addPreset(const TranscodePreset &preset)
 {
     m_state.presets.push_back(preset);
     Q_EMIT presetsChanged();
-    changed(StateChange::presets);
+    m_tracker.changed(StateChange::presets);
     save();
 }
 
@@ -302,7 +264,7 @@ bool StateRepository::removePreset(const QUuid &id)
         return false;
     m_state.presets.erase(found);
     Q_EMIT presetsChanged();
-    changed(StateChange::presets);
+    m_tracker.changed(StateChange::presets);
     save();
     return true;
 }
@@ -311,7 +273,7 @@ void StateRepository::addWatch(const WatchFolder &rule)
 {
     m_state.watches.push_back(rule);
     Q_EMIT watchesChanged();
-    changed(StateChange::watches);
+    m_tracker.changed(StateChange::watches);
     save();
 }
 
@@ -324,7 +286,7 @@ bool StateRepository::updateWatch(const WatchFolder &rule)
         return true;
     *found = rule;
     Q_EMIT watchesChanged();
-    changed(StateChange::watches);
+    m_tracker.changed(StateChange::watches);
     save();
     return true;
 }
@@ -336,7 +298,7 @@ bool StateRepository::removeWatch(const QUuid &id)
         return false;
     m_state.watches.erase(found);
     Q_EMIT watchesChanged();
-    changed(StateChange::watches);
+    m_tracker.changed(StateChange::watches);
     save();
     return true;
 }
@@ -347,7 +309,7 @@ void StateRepository::setTranscodeDestination(const FileGrant &folder)
         return;
     m_state.transcodeDestination = folder;
     Q_EMIT settingsChanged();
-    changed(StateChange::settings);
+    m_tracker.changed(StateChange::settings);
     save();
 }
 
@@ -357,7 +319,7 @@ void StateRepository::setEngine(const QString &ffmpeg)
         return;
     m_state.ffmpeg = ffmpeg;
     Q_EMIT settingsChanged();
-    changed(StateChange::settings);
+    m_tracker.changed(StateChange::settings);
     save();
 }
 
@@ -377,7 +339,7 @@ void StateRepository::saveThen(const SaveDone &done)
     }
     m_lastSave = m_clock();
     ++m_savesRequested;
-    m_persistence.post([this, change = takeChange(), done] {
+    m_persistence.post([this, change = m_tracker.take(m_state), done] {
         std::optional<QString> failure;
         try {
             // Never over a state another process may have written since.
@@ -391,32 +353,6 @@ void StateRepository::saveThen(const SaveDone &done)
         if (done)
             done(failure);
     });
-}
-
-StateChange StateRepository::takeChange()
-{
-    StateChange change;
-    change.parts = std::exchange(m_changedParts, 0u);
-    change.takeFrom(m_state);
-    change.removed = std::exchange(m_removedJobs, {});
-    if (change.has(StateChange::order)) {
-        change.jobOrder.reserve(m_state.jobs.size());
-        for (const MediaJob &job : m_state.jobs)
-            change.jobOrder.push_back(job.id);
-    }
-    // Queue order, so that added jobs are appended as they stand.
-    std::vector<std::size_t> positions;
-    positions.reserve(std::size_t(m_changedJobs.size()));
-    for (const QUuid &id : std::as_const(m_changedJobs)) {
-        if (const auto position = indexOf(id))
-            positions.push_back(*position);
-    }
-    m_changedJobs.clear();
-    std::sort(positions.begin(), positions.end());
-    change.jobs.reserve(positions.size());
-    for (const std::size_t position : positions)
-        change.jobs.push_back(m_state.jobs[position]);
-    return change;
 }
 
 void StateRepository::log(const QString &message)

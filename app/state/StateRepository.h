@@ -3,11 +3,9 @@
 #include "state/AppState.h"
 #include "state/PersistenceQueue.h"
 #include "state/QueueLock.h"
-#include "state/StateChange.h"
+#include "state/ChangeTracker.h"
 
-#include <QHash>
 #include <QObject>
-#include <QSet>
 #include <QUuid>
 #include <atomic>
 #include <functional>
@@ -116,22 +114,14 @@ Q_SIGNALS:
 
 private:
     bool shift(std::size_t from, std::size_t to); // moves and signals; false when nothing moved
-    void reindex();
-    void track(const MediaJob &job); // keeps m_waiting up to date
     void compactNow(); // on the persistence thread
-    void changed(StateChange::Part part) { m_changedParts |= part; }
-    StateChange takeChange(); // what changed since the last save, as copies
     void reportFailure(const QString &message, bool save); // from the persistence thread
     void deliverFailures();
 
     QString m_directory;
     QueueLock m_lock;
     AppState m_state;
-    QHash<QUuid, std::size_t> m_index; // job id -> position
-    QSet<QUuid> m_waiting;
-    QSet<QUuid> m_changedJobs; // added or changed since the last save
-    std::vector<QUuid> m_removedJobs;
-    unsigned m_changedParts = 0;
+    ChangeTracker m_tracker;
     bool m_storageBlocked = false;
     std::optional<QString> m_persistenceError;
     std::size_t m_savesRequested = 0;
