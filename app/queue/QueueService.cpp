@@ -128,10 +128,8 @@ void QueueService::process()
 {
     if (!m_running || m_activeID)
         return;
-    const std::vector<MediaJob> &jobs = m_repository.jobs();
-    const auto next = std::find_if(jobs.begin(), jobs.end(),
-                                   [](const MediaJob &job) { return job.status == JobStatus::waiting; });
-    if (next == jobs.end()) {
+    const std::optional<std::size_t> next = m_repository.firstWaiting();
+    if (!next) {
         endLoop();
         return;
     }
@@ -151,7 +149,7 @@ void QueueService::process()
         QTimer::singleShot(5, this, [this] { process(); });
         return;
     }
-    startJob(std::size_t(next - jobs.begin()));
+    startJob(*next);
 }
 
 void QueueService::startJob(std::size_t position)

@@ -3,6 +3,7 @@
 #include "AppInfo.h"
 #include "base/VantorError.h"
 #include "state/OperationLog.h"
+#include "state/StateJournal.h"
 #include "state/StateStore.h"
 
 #include <QSet>
@@ -31,27 +32,63 @@ StateRepository::StateRepository(const QString &directory, QObject *parent)
 {
     m_lock = QueueLock::acquire(directory);
     try {
-        m_state = StateStore::load(directory);
+        StateStore::Loaded loaded = StateStore::read(directory);
+        m_state = loaded.state;
+        m_journal = std::make_unique<StateJournal>(directory, std::move(loaded));
     } catch (const std::exception &error) {
         m_state = AppState::fresh();
         m_storageBlocked = true;
         m_persistenceError = QStringLiteral("Saved state could not be read. The original state.json has been preserved. ")
                              + errorText(error);
     }
+    m_tracker.reset(m_state.jobs);
 }
 
 StateRepository::~StateRepository()
 {
+    if (!m_storageBlocked) {
+        m_persistence.post([this] {
+            try {
+                compactNow();
+            } catch (const std::exception &) {
+                // No one is left to tell, and nothing is lost: the journal still holds every save.
+            }
+        });
+    }
     m_persistence.flush();
+}
+
+void StateRepository::compactNow()
+{
+    if (!m_journal->hasFrames())
+        return;
+    m_lock.confirm();
+    m_journal->compact();
+}
+
+void StateRepository::compact()
+{
+    if (m_storageBlocked)
+        return;
+    m_persistence.post([this] {
+        try {
+            compactNow();
+        } catch (const std::exception &error) {
+            // Every save is still on disk: in the old state.json with its journal, or in the new one.
+            m_saveFailedSinceClear = true;
+            reportFailure(QStringLiteral("Queue could not be saved: ") + errorText(error), true);
+        }
+    });
 }
 
 std::optional<std::size_t> StateRepository::indexOf(const QUuid &id) const
 {
-    for (std::size_t i = 0; i < m_state.jobs.size(); ++i) {
-        if (m_state.jobs[i].id == id)
-            return i;
-    }
-    return std::nullopt;
+    return m_tracker.indexOf(id);
+}
+
+std::optional<std::size_t> StateRepository::firstWaiting() const
+{
+    return m_tracker.firstWaiting();
 }
 
 const MediaJob *StateRepository::job(const QUuid &id) const
@@ -89,6 +126,7 @@ void StateRepository::addJobs(const std::vector<MediaJob> &jobs)
         return;
     const int first = int(m_state.jobs.size());
     m_state.jobs.insert(m_state.jobs.end(), jobs.begin(), jobs.end());
+    m_tracker.appended(m_state.jobs, std::size_t(first));
     Q_EMIT jobsInserted(first, int(m_state.jobs.size()) - 1);
     save();
 }
@@ -103,6 +141,7 @@ JobChanges StateRepository::updateJob(const MediaJob &job, Save when)
     if (!what)
         return what;
     stored = job;
+    m_tracker.updated(job);
     Q_EMIT jobChanged(job.id, what);
     if (when == Save::now || m_clock() - m_lastSave > 1.0)
         save();
@@ -114,6 +153,7 @@ void StateRepository::updateJobThen(const MediaJob &job, const SaveDone &saved)
     if (const auto position = indexOf(job.id)) {
         const JobChanges what = changes(m_state.jobs[*position], job);
         m_state.jobs[*position] = job;
+        m_tracker.updated(job);
         if (what)
             Q_EMIT jobChanged(job.id, what);
     }
@@ -131,6 +171,7 @@ void StateRepository::updateJobs(const std::vector<MediaJob> &jobs)
         if (!what)
             continue;
         m_state.jobs[*position] = job;
+        m_tracker.updated(job);
         any = true;
         Q_EMIT jobChanged(job.id, what);
     }
@@ -150,6 +191,7 @@ void StateRepository::removeJobs(const std::vector<QUuid> &ids)
     });
     if (removed.isEmpty())
         return;
+    m_tracker.removed(removed, m_state.jobs);
     Q_EMIT jobsRemoved(removed);
     save();
 }
@@ -163,6 +205,7 @@ bool StateRepository::shift(std::size_t from, std::size_t to)
         std::rotate(jobs.begin() + long(from), jobs.begin() + long(from) + 1, jobs.begin() + long(to) + 1);
     else
         std::rotate(jobs.begin() + long(to), jobs.begin() + long(from), jobs.begin() + long(from) + 1);
+    m_tracker.moved(jobs, from, to);
     Q_EMIT jobMoved(int(from), int(to));
     return true;
 }
@@ -190,6 +233,7 @@ void StateRepository::setProject(const ProjectContext &project)
     m_state.project = project;
     m_state.projectGrant = FileGrant(project.root);
     Q_EMIT projectChanged();
+    m_tracker.changed(StateChange::project);
     save();
 }
 
@@ -201,6 +245,7 @@ void StateRepository::putTemplate(const ProjectTemplate &projectTemplate)
     else
         m_state.templates.push_back(projectTemplate);
     Q_EMIT templatesChanged();
+    m_tracker.changed(StateChange::templates);
     save();
 }
 
@@ -208,6 +253,7 @@ void StateRepository::addPreset(const TranscodePreset &preset)
 {
     m_state.presets.push_back(preset);
     Q_EMIT presetsChanged();
+    m_tracker.changed(StateChange::presets);
     save();
 }
 
@@ -218,6 +264,7 @@ bool StateRepository::removePreset(const QUuid &id)
         return false;
     m_state.presets.erase(found);
     Q_EMIT presetsChanged();
+    m_tracker.changed(StateChange::presets);
     save();
     return true;
 }
@@ -226,6 +273,7 @@ void StateRepository::addWatch(const WatchFolder &rule)
 {
     m_state.watches.push_back(rule);
     Q_EMIT watchesChanged();
+    m_tracker.changed(StateChange::watches);
     save();
 }
 
@@ -238,6 +286,7 @@ bool StateRepository::updateWatch(const WatchFolder &rule)
         return true;
     *found = rule;
     Q_EMIT watchesChanged();
+    m_tracker.changed(StateChange::watches);
     save();
     return true;
 }
@@ -249,6 +298,7 @@ bool StateRepository::removeWatch(const QUuid &id)
         return false;
     m_state.watches.erase(found);
     Q_EMIT watchesChanged();
+    m_tracker.changed(StateChange::watches);
     save();
     return true;
 }
@@ -259,6 +309,7 @@ void StateRepository::setTranscodeDestination(const FileGrant &folder)
         return;
     m_state.transcodeDestination = folder;
     Q_EMIT settingsChanged();
+    m_tracker.changed(StateChange::settings);
     save();
 }
 
@@ -268,6 +319,7 @@ void StateRepository::setEngine(const QString &ffmpeg)
         return;
     m_state.ffmpeg = ffmpeg;
     Q_EMIT settingsChanged();
+    m_tracker.changed(StateChange::settings);
     save();
 }
 
@@ -287,12 +339,12 @@ void StateRepository::saveThen(const SaveDone &done)
     }
     m_lastSave = m_clock();
     ++m_savesRequested;
-    m_persistence.post([this, snapshot = m_state, directory = m_directory, done] {
+    m_persistence.post([this, change = m_tracker.take(m_state), done] {
         std::optional<QString> failure;
         try {
             // Never over a state another process may have written since.
             m_lock.confirm();
-            StateStore::save(snapshot, directory);
+            m_journal->record(change);
         } catch (const std::exception &error) {
             failure = QStringLiteral("Queue could not be saved: ") + errorText(error);
             m_saveFailedSinceClear = true;

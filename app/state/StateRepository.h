@@ -3,15 +3,19 @@
 #include "state/AppState.h"
 #include "state/PersistenceQueue.h"
 #include "state/QueueLock.h"
+#include "state/ChangeTracker.h"
 
 #include <QObject>
 #include <QUuid>
 #include <atomic>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <optional>
 
 namespace vantor {
+
+class StateJournal;
 
 // What an update changed in one job, so a view repaints only what it shows.
 enum class JobChange : unsigned {
@@ -28,7 +32,8 @@ Q_DECLARE_OPERATORS_FOR_FLAGS(JobChanges)
 
 // The one owner of the application state, on the main thread. The state changes only through
 // the operations below; each one signals what changed and saves through one serial persistence
-// thread, in order and none dropped. Takes the support folder's queue lock for its lifetime.
+// thread, in order and none dropped: each save hands that thread a copy of only what changed
+// since the save before, for the journal. Takes the support folder's queue lock for its lifetime.
 class StateRepository : public QObject {
     Q_OBJECT
 public:
@@ -39,12 +44,16 @@ public:
     // Throws VantorError when another process holds the lock. A state file that cannot be read
     // leaves the fresh state in memory, blocks every save and is reported in persistenceError().
     explicit StateRepository(const QString &directory, QObject *parent = nullptr);
-    ~StateRepository() override; // waits for every save asked for
+    // Waits for every save asked for, then writes the whole state to state.json so that the
+    // next start, reports and older builds find it there with an empty journal.
+    ~StateRepository() override;
 
     const AppState &state() const { return m_state; }
     const std::vector<MediaJob> &jobs() const { return m_state.jobs; }
     std::optional<std::size_t> indexOf(const QUuid &id) const;
     const MediaJob *job(const QUuid &id) const;
+    // The first waiting job in queue order, found without walking the history.
+    std::optional<std::size_t> firstWaiting() const;
 
     // ---- Jobs
     void addJobs(const std::vector<MediaJob> &jobs); // appended in order
@@ -73,6 +82,7 @@ public:
     void saveThen(const SaveDone &done);
     void log(const QString &message); // one line of the operation log, in order with the saves
     void flush(); // returns once every save and log line asked for so far is on disk
+    void compact(); // queues writing the whole state to state.json and starting the journal afresh
     // flush(), then throws VantorError ("Queue could not be saved: " + the reason) when any save failed.
     void flushSaves();
     // True once a save failed since the last call of clearSaveFailed().
@@ -104,12 +114,14 @@ Q_SIGNALS:
 
 private:
     bool shift(std::size_t from, std::size_t to); // moves and signals; false when nothing moved
+    void compactNow(); // on the persistence thread
     void reportFailure(const QString &message, bool save); // from the persistence thread
     void deliverFailures();
 
     QString m_directory;
     QueueLock m_lock;
     AppState m_state;
+    ChangeTracker m_tracker;
     bool m_storageBlocked = false;
     std::optional<QString> m_persistenceError;
     std::size_t m_savesRequested = 0;
@@ -119,7 +131,8 @@ private:
     mutable std::mutex m_failuresMutex; // guards the two below, written on the persistence thread
     std::vector<QString> m_undelivered;
     std::optional<QString> m_saveFailure;
-    PersistenceQueue m_persistence;
+    std::unique_ptr<StateJournal> m_journal; // only the persistence thread touches it
+    PersistenceQueue m_persistence; // last: stopped before anything it uses goes
 };
 
 } // namespace vantor

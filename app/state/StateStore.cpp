@@ -7,6 +7,10 @@
 #include "base/JsonCodec.h"
 #include "base/JsonText.h"
 #include "base/VantorError.h"
+#include "ingest/XXHash64.h"
+#include "state/JobListScanner.h"
+#include "state/JournalCodec.h"
+#include "state/StateMirror.h"
 
 #include <QSet>
 #include <QStandardPaths>
@@ -33,6 +37,29 @@ constexpr std::size_t jobsPerThread = 1000;
 QString statePath(const QString &directory)
 {
     return directory + QLatin1Char('/') + QLatin1String(fileName);
+}
+
+QByteArray readWhole(int fd);
+
+// The bytes of a file that must be a regular file and not a link; nothing when there is none.
+std::optional<QByteArray> readIfPresent(const QString &path, const QString &what)
+{
+    FileIo::UniqueFd file;
+    try {
+        // A link would be replaced by the next save's rename: it is refused, dangling or not.
+        file = FileIo::open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
+    } catch (const std::system_error &error) {
+        if (error.code().value() == ENOENT)
+            return std::nullopt;
+        if (error.code().value() == ELOOP)
+            throw VantorError(QStringLiteral("The %1 is a symbolic link, which Vantor neither follows nor replaces: ")
+                                  .arg(what)
+                              + path);
+        throwSystemError(error.code().value(), path);
+    }
+    if (!S_ISREG(FileIo::fstat(file.get()).st_mode))
+        throw VantorError(QStringLiteral("The %1 is not a regular file: ").arg(what) + path);
+    return readWhole(file.get());
 }
 
 QByteArray readWhole(int fd)
@@ -99,156 +126,13 @@ template <typename Body> void inParts(std::size_t count, const Body &body)
     }
 }
 
-// The byte ranges of the elements of the top-level "jobs" array, found by skipping over
-// strings and brackets without judging anything else; the JSON parser judges the pieces.
-struct JobsSplit {
-    qsizetype arrayBegin = -1; // the "["
-    qsizetype arrayEnd = -1; // just after the "]"
-    std::vector<std::pair<qsizetype, qsizetype>> elements;
-};
-
-class Scanner {
-public:
-    explicit Scanner(const QByteArray &data)
-        : m_data(data.constData())
-        , m_size(data.size())
-    {
-    }
-
-    std::optional<JobsSplit> split()
-    {
-        JobsSplit result;
-        skipSpace();
-        if (!take('{'))
-            return std::nullopt;
-        skipSpace();
-        if (take('}'))
-            return std::nullopt;
-        for (;;) {
-            skipSpace();
-            const qsizetype keyBegin = m_at;
-            if (!skipString())
-                return std::nullopt;
-            const bool isJobs = m_at - keyBegin == 6 && std::memcmp(m_data + keyBegin, "\"jobs\"", 6) == 0;
-            skipSpace();
-            if (!take(':'))
-                return std::nullopt;
-            skipSpace();
-            if (isJobs) {
-                if (result.arrayBegin >= 0 || !elements(result))
-                    return std::nullopt;
-            } else if (!skipValue()) {
-                return std::nullopt;
-            }
-            skipSpace();
-            if (take(','))
-                continue;
-            if (take('}'))
-                break;
-            return std::nullopt;
-        }
-        if (result.arrayBegin < 0)
-            return std::nullopt;
-        return result;
-    }
-
-private:
-    bool elements(JobsSplit &result)
-    {
-        result.arrayBegin = m_at;
-        if (!take('['))
-            return false;
-        skipSpace();
-        if (!take(']')) {
-            for (;;) {
-                skipSpace();
-                const qsizetype begin = m_at;
-                if (!skipValue() || m_at == begin)
-                    return false;
-                result.elements.emplace_back(begin, m_at);
-                skipSpace();
-                if (take(','))
-                    continue;
-                if (take(']'))
-                    break;
-                return false;
-            }
-        }
-        result.arrayEnd = m_at;
-        return true;
-    }
-
-    bool skipValue()
-    {
-        if (m_at >= m_size)
-            return false;
-        const char first = m_data[m_at];
-        if (first == '"')
-            return skipString();
-        if (first == '{' || first == '[') {
-            int depth = 0;
-            while (m_at < m_size) {
-                const char c = m_data[m_at];
-                if (c == '"') {
-                    if (!skipString())
-                        return false;
-                    continue;
-                }
-                ++m_at;
-                if (c == '{' || c == '[')
-                    ++depth;
-                else if ((c == '}' || c == ']') && --depth == 0)
-                    return true;
-            }
-            return false;
-        }
-        while (m_at < m_size && !std::strchr(",]} \t\r\n", m_data[m_at]))
-            ++m_at;
-        return true;
-    }
-
-    bool skipString()
-    {
-        if (!take('"'))
-            return false;
-        while (m_at < m_size) {
-            const char c = m_data[m_at++];
-            if (c == '\\')
-                ++m_at;
-            else if (c == '"')
-                return m_at <= m_size;
-        }
-        return false;
-    }
-
-    void skipSpace()
-    {
-        while (m_at < m_size
-            && (m_data[m_at] == ' ' || m_data[m_at] == '\n' || m_data[m_at] == '\r' || m_data[m_at] == '\t'))
-            ++m_at;
-    }
-
-    bool take(char c)
-    {
-        if (m_at < m_size && m_data[m_at] == c) {
-            ++m_at;
-            return true;
-        }
-        return false;
-    }
-
-    const char *m_data;
-    qsizetype m_size;
-    qsizetype m_at = 0;
-};
-
 // Decodes the state with its jobs parsed and decoded in parts on a few threads; empty when the
 // document is not shaped for it. Throws on any flaw.
 std::optional<AppState> decodeInParts(const QByteArray &data)
 {
     if (data.size() < VANTOR_STATE_PARTS_MINIMUM)
         return std::nullopt;
-    const std::optional<JobsSplit> split = Scanner(data).split();
+    const std::optional<JobsSplit> split = JobListScanner(data).split();
     if (!split)
         return std::nullopt;
     QByteArray rest;
@@ -333,29 +217,42 @@ QString directory()
 
 AppState load(const QString &directory)
 {
-    const QString path = statePath(directory);
-    FileIo::UniqueFd file;
-    try {
-        // A link would be replaced by the next save's rename: it is refused, dangling or not.
-        file = FileIo::open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
-    } catch (const std::system_error &error) {
-        if (error.code().value() == ENOENT)
-            return AppState::fresh();
-        if (error.code().value() == ELOOP)
-            throw VantorError(QStringLiteral("The state file is a symbolic link, which Vantor neither follows nor "
-                                             "replaces: ") + path);
-        throwSystemError(error.code().value(), path);
-    }
-    if (!S_ISREG(FileIo::fstat(file.get()).st_mode))
-        throw VantorError(QStringLiteral("The state file is not a regular file: ") + path);
-    return decode(readWhole(file.get()));
+    return read(directory).state;
 }
 
-void save(const AppState &state, const QString &directory)
+Loaded read(const QString &directory)
+{
+    const std::optional<QByteArray> data = readIfPresent(statePath(directory), QStringLiteral("state file"));
+    if (!data)
+        return {AppState::fresh()};
+    Loaded loaded;
+    loaded.stateSize = data->size();
+    const QString journal = directory + QLatin1Char('/') + QLatin1String(journalName);
+    const std::optional<QByteArray> frames = readIfPresent(journal, QStringLiteral("state journal"));
+    StateMirror mirror(decode(*data));
+    if (frames) {
+        const JournalCodec::Replay replay = JournalCodec::replay(
+            *frames, JournalCodec::digest(data->constData(), std::size_t(data->size())), mirror, journal);
+        loaded.journalUsable = replay.applies && !replay.tornTail;
+        loaded.journalLength = replay.wholeLength;
+    }
+    loaded.state = mirror.takeState();
+    return loaded;
+}
+
+Written save(const AppState &state, const QString &directory)
 {
     const std::vector<QByteArray> pieces = encodeInPieces(state);
     AtomicFile::makeFolders(directory);
     AtomicFile::replace(statePath(directory), pieces);
+    Written written;
+    XXHash64 hash;
+    for (const QByteArray &piece : pieces) {
+        hash.update(piece);
+        written.size += piece.size();
+    }
+    written.digest = hash.finalizeValue();
+    return written;
 }
 
 QByteArray encode(const AppState &state)

@@ -1,12 +1,14 @@
 // The queue's throughput and its cost to the main thread:
 //  - 1,000 one-KiB files copied with xxHash64 verification through `vantor queue run`, as jobs
-//    per second, with an empty history and with a 5,000-job history, against the same work done
-//    by standard tools file by file (cp, sync, xxhsum of both);
+//    per second, with an empty history and with 5,000- and 50,000-job histories, against the
+//    same work done by standard tools file by file (cp, sync, xxhsum of both);
 //  - the deepest backlog of queued writes and the peak resident memory of each run;
-//  - the worst gap of a 10 ms main-thread timer while a 5,000-job state is saved.
+//  - the worst gap of a 10 ms main-thread timer while a 50,000-job queue saves changed jobs and
+//    compacts its journal.
 
 #include "BenchSupport.h"
 
+#include "state/StateRepository.h"
 #include "state/StateStore.h"
 #include "queue/QueueService.h"
 #include "presets/PresetService.h"
@@ -93,14 +95,15 @@ double copyWithStandardTools(const QString &name)
     return child.seconds;
 }
 
-double worstHeartbeatGap(double &saveSeconds)
+double worstHeartbeatGap(double &compactSeconds)
 {
     const QString support = bench::scratch(QStringLiteral("heartbeat"));
     QDir(support).removeRecursively();
-    StateStore::save(historyOf(5000, support + QStringLiteral("/project")), support);
+    StateStore::save(historyOf(50000, support + QStringLiteral("/project")), support);
     double worst = 0;
     {
         QueueService queue(support);
+        StateRepository &repository = queue.repository();
         QElapsedTimer sinceBeat;
         QTimer heartbeat;
         heartbeat.setInterval(10);
@@ -108,25 +111,28 @@ double worstHeartbeatGap(double &saveSeconds)
             worst = std::max(worst, sinceBeat.nsecsElapsed() / 1e6);
             sinceBeat.restart();
         });
-        QElapsedTimer saving;
-        // Five saves, one per turn of the loop as the queue makes them, each timed to its end.
-        int saves = 0;
-        std::function<void()> saveOnce = [&] {
-            saving.start();
-            queue.save();
+        QElapsedTimer compacting;
+        // Five rounds of a changed job saved and a compaction, one per turn of the loop.
+        int rounds = 0;
+        std::function<void()> round = [&] {
+            MediaJob job = repository.jobs()[std::size_t(rounds) * 997];
+            job.progress = 0.5;
+            repository.updateJob(job);
+            compacting.start();
+            repository.compact();
             // Wait for the write on another thread, so the main loop keeps beating meanwhile.
             std::thread([&] {
-                queue.flush();
-                saveSeconds = std::max(saveSeconds, saving.nsecsElapsed() / 1e9);
+                repository.flush();
+                compactSeconds = std::max(compactSeconds, compacting.nsecsElapsed() / 1e9);
                 QMetaObject::invokeMethod(qApp, [&] {
-                    if (++saves < 5)
-                        QTimer::singleShot(20, saveOnce);
+                    if (++rounds < 5)
+                        QTimer::singleShot(20, round);
                     else
                         QCoreApplication::quit();
                 }, Qt::QueuedConnection);
             }).detach();
         };
-        QTimer::singleShot(50, saveOnce);
+        QTimer::singleShot(50, round);
         sinceBeat.start();
         heartbeat.start();
         QCoreApplication::exec();
@@ -141,16 +147,26 @@ int main(int argc, char **argv)
 {
     QCoreApplication application(argc, argv);
     const double reference = copyWithStandardTools(QStringLiteral("tools"));
-    for (const int history : {0, 5000}) {
+    double empty = 0;
+    for (const int history : {0, 5000, 50000}) {
         const QueueRun run = copyThroughQueue(QStringLiteral("queue%1").arg(history), history);
         const double ours = 1000 / run.seconds, theirs = 1000 / reference;
+        if (history == 0)
+            empty = ours;
         std::printf("queue run, 1,000 verified 1-KiB copies, %d-job history: %.0f jobs/s, standard tools %.0f files/s, "
                     "speed ratio %.2f; deepest write backlog %ld; peak RSS %.1f MiB\n",
                     history, ours, theirs, ours / theirs, run.backlog, run.peakKiB / 1024.0);
+        if (history == 0)
+            std::printf("  empty-history rate against standard tools: %.2f (target >= 0.50) %s\n", ours / theirs,
+                        ours / theirs >= 0.5 ? "ok" : "MISSED");
+        else
+            std::printf("  against the empty-history rate: %.2f (target >= 0.90) %s\n", ours / empty,
+                        ours / empty >= 0.9 ? "ok" : "MISSED");
     }
-    double saveSeconds = 0;
-    const double gap = worstHeartbeatGap(saveSeconds);
-    std::printf("5,000-job save: worst main-thread heartbeat gap %.1f ms (target < 20 ms) %s; slowest save %.3f s\n", gap,
-                gap < 20 ? "ok" : "MISSED", saveSeconds);
+    double compactSeconds = 0;
+    const double gap = worstHeartbeatGap(compactSeconds);
+    std::printf("50,000-job saves and compactions: worst main-thread heartbeat gap %.1f ms (target < 20 ms) %s; "
+                "slowest compaction %.3f s\n",
+                gap, gap < 20 ? "ok" : "MISSED", compactSeconds);
     return 0;
 }

@@ -193,6 +193,11 @@ void fsync(int fd)
     mutate("fsync", [&] { return ::fsync(fd); });
 }
 
+void truncate(int fd, off_t length)
+{
+    mutate("ftruncate", [&] { return ::ftruncate(fd, length); });
+}
+
 void closeChecked(UniqueFd &fd)
 {
     const int raw = fd.release();

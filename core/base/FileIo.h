@@ -46,6 +46,7 @@ std::size_t read(int fd, void *buffer, std::size_t size); // retried on EINTR; 0
 void writeAll(int fd, const void *data, std::size_t size);
 void seek(int fd, off_t offset); // from the start of the file
 void fsync(int fd);
+void truncate(int fd, off_t length);
 void closeChecked(UniqueFd &fd); // reports a failed close of a written file
 
 void mkdirAt(int dirFd, const QByteArray &name, mode_t mode = 0777);

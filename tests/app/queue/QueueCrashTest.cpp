@@ -93,6 +93,33 @@ public:
         }
     }
 
+    // Saves that had returned before a kill and are missing after it. The queue logs a job's
+    // START only once the save that ended the job before it is on disk, so every job started
+    // before the last START of the run must be found ended. The run's log begins at `from`.
+    long savesLost(qsizetype from = 0) const
+    {
+        QStringList started;
+        for (const QByteArray &line : test::readFile(support() + QStringLiteral("/operations.log")).mid(from).split('\n')) {
+            const qsizetype at = line.indexOf("  START ");
+            if (at >= 0)
+                started << QString::fromUtf8(line.mid(at + 8, 36));
+        }
+        if (started.size() < 2 || !stateReadable())
+            return 0; // an unreadable state is counted on its own
+        const AppState state = StateStore::load(support());
+        long lost = 0;
+        for (qsizetype i = 0; i + 1 < started.size(); ++i) {
+            const auto job = std::find_if(state.jobs.begin(), state.jobs.end(), [&](const MediaJob &candidate) {
+                return candidate.id.toString(QUuid::WithoutBraces).toUpper() == started[i];
+            });
+            lost += job == state.jobs.end()
+                    || (job->status != JobStatus::complete && job->status != JobStatus::failed
+                        && job->status != JobStatus::cancelled);
+        }
+        return lost;
+    }
+    qsizetype logSize() const { return QFileInfo(support() + QStringLiteral("/operations.log")).size(); }
+
     // Retries until every job is complete, as a user would after each crash, then counts what
     // was lost: jobs, copies unlike their source, outputs that do not play, half-made files.
     Damage recover(std::size_t jobs)
@@ -179,6 +206,7 @@ TEST_P(QueueCrashSweep, KilledBeforeAndAfterEveryMutatingOperationLosesNothing)
     // Every crash point, before and after, shared out between two workers.
     std::atomic<long> next{0};
     std::atomic<bool> failed{false};
+    std::atomic<long> lost{0}, unreadable{0};
     const auto worker = [&] {
         Workload run;
         queueWorkload(run);
@@ -193,7 +221,12 @@ TEST_P(QueueCrashSweep, KilledBeforeAndAfterEveryMutatingOperationLosesNothing)
             const int exitCode = run.vantor({"queue", "run"}, {{when, QString::number(i / 2 + 1)}, {"VANTOR_FAULT_TRACE", trace}}).exitCode;
             EXPECT_TRUE(exitCode == -1 || (exitCode == 0 && test::readFile(trace).count('\n') < i / 2 + 1))
                 << "neither killed nor short of the point: exit " << exitCode;
-            EXPECT_TRUE(run.stateReadable()) << "state.json unreadable after a kill";
+            const bool readable = run.stateReadable();
+            EXPECT_TRUE(readable) << "state unreadable after a kill";
+            unreadable += !readable;
+            const long missing = run.savesLost();
+            EXPECT_EQ(missing, 0) << "saves lost";
+            lost += missing;
             const Damage damage = run.recover(GetParam().jobs);
             EXPECT_TRUE(intact(damage)) << describe(damage);
             failed = failed || ::testing::Test::HasFailure();
@@ -202,6 +235,8 @@ TEST_P(QueueCrashSweep, KilledBeforeAndAfterEveryMutatingOperationLosesNothing)
     std::thread second(worker);
     worker();
     second.join();
+    std::fprintf(stderr, "[ figures  ] %s: %ld kills, %ld state unreadable, %ld saves lost\n", GetParam().name,
+                 2 * operations, unreadable.load(), lost.load());
     EXPECT_EQ(changedOriginals(originals, card.path()), 0);
 }
 
@@ -243,8 +278,9 @@ TEST(QueueSoak, RandomKillsOfARunningQueueLoseNothing)
 
     QRandomGenerator random(20261122);
     const int kills = 50;
-    long unreadable = 0;
+    long unreadable = 0, lost = 0;
     for (int kill = 0; kill < kills; ++kill) {
+        const qsizetype logStart = run.logSize();
         QProcess runner;
         runner.setProcessEnvironment(run.environment());
         runner.start(test::vantorPath(), {"queue", "run"});
@@ -254,12 +290,14 @@ TEST(QueueSoak, RandomKillsOfARunningQueueLoseNothing)
             runner.waitForFinished();
         }
         unreadable += !run.stateReadable();
+        lost += run.savesLost(logStart);
         run.vantor({"queue", "retry", "--failed"});
     }
     const Damage damage = run.recover(30);
     const long changed = changedOriginals(originals, card.path());
-    std::fprintf(stderr, "[ figures  ] queue soak: %d kills, %s, %ld state unreadable, %ld originals changed\n", kills,
-                 describe(damage).c_str(), unreadable, changed);
+    std::fprintf(stderr, "[ figures  ] queue soak: %d kills, %s, %ld state unreadable, %ld saves lost, %ld originals changed\n",
+                 kills, describe(damage).c_str(), unreadable, lost, changed);
+    EXPECT_EQ(lost, 0);
     EXPECT_TRUE(intact(damage)) << describe(damage);
     EXPECT_EQ(unreadable, 0);
     EXPECT_EQ(changed, 0);
