@@ -19,6 +19,7 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QSet>
@@ -212,7 +213,8 @@ int runQueue(const QStringList &arguments)
     CommandParser parser(QStringLiteral("queue run"),
                          QStringLiteral("Runs the queue headless until no waiting job is left. SIGINT or SIGTERM "
                                         "cancels the running job and saves the queue, as quitting the window does."));
-    parser.addFlag({QStringLiteral("stats")}, QStringLiteral("Report the deepest backlog of queued writes at the end."));
+    parser.addFlag({QStringLiteral("stats")},
+                   QStringLiteral("Report the deepest backlog of queued writes and the time from start to idle at the end."));
     if (!parser.parse(arguments))
         return exitSuccess;
     // The watcher comes first: threads started before it would not have the signals blocked.
@@ -229,6 +231,8 @@ int runQueue(const QStringList &arguments)
     queue = openQueue();
 
     QueueProgress progress(*queue);
+    QElapsedTimer running; // from start to idle: the queue's own pace, without launch and close
+    running.start();
     QObject::connect(queue.get(), &QueueService::idle, qApp, [] { QCoreApplication::exit(exitSuccess); },
                      Qt::QueuedConnection);
     queue->start();
@@ -237,10 +241,12 @@ int runQueue(const QStringList &arguments)
         return int(exitSuccess);
     }
     const int code = QCoreApplication::exec();
+    const double runSeconds = running.nsecsElapsed() / 1e9;
     progress.finish();
     queue->flush();
     if (parser.isSet(QStringLiteral("stats")))
-        QTextStream(stderr) << "Deepest persistence backlog: " << queue->deepestPersistenceBacklog() << " writes\n";
+        QTextStream(stderr) << "Deepest persistence backlog: " << queue->deepestPersistenceBacklog() << " writes\n"
+                            << "Running time: " << QString::number(runSeconds, 'f', 3) << " s\n";
     queue->flushSaves();
     if (interrupted || code == exitInterrupted) {
         printError(QStringLiteral("Interrupted. The running job was cancelled and the queue saved."));
