@@ -48,6 +48,10 @@ StateRepository::~StateRepository()
 {
     if (!m_storageBlocked) {
         m_persistence.post([this] {
+            // A close after a failed save is not a clean stop: the change the user was told was
+            // not saved stays unsaved, and the journal still holds every save that succeeded.
+            if (m_lastSaveFailed)
+                return;
             try {
                 compactNow();
             } catch (const std::exception &) {
@@ -345,7 +349,9 @@ void StateRepository::saveThen(const SaveDone &done)
             // Never over a state another process may have written since.
             m_lock.confirm();
             m_journal->record(change);
+            m_lastSaveFailed = false;
         } catch (const std::exception &error) {
+            m_lastSaveFailed = true;
             failure = QStringLiteral("Queue could not be saved: ") + errorText(error);
             m_saveFailedSinceClear = true;
             reportFailure(*failure, true);

@@ -128,6 +128,7 @@ private:
     double m_lastSave = -1e300; // the distant past: the first throttled save is never held back
     Clock m_clock;
     std::atomic<bool> m_saveFailedSinceClear = false;
+    bool m_lastSaveFailed = false; // on the persistence thread only
     mutable std::mutex m_failuresMutex; // guards the two below, written on the persistence thread
     std::vector<QString> m_undelivered;
     std::optional<QString> m_saveFailure;

@@ -419,10 +419,9 @@ TEST_F(WorkspaceCommands, ASaveThatFailsFailsTheCommand)
     ASSERT_EQ(addCard({"--no-verify"}).exitCode, 0);
     environment.insert("VANTOR_FAULT_ERRNO", "ENOSPC");
     dir.write("card2/x.mov", "x");
-    // The launch's save of three jobs takes eight file operations (three pieces are written);
-    // the command's own save begins with an open and a write.
-    for (const auto &[command, failAt] : {std::pair{QString("queue add copy --root %1 %2").arg(dir.makeDir("p2"), dir.file("card2")), "10"},
-                                          {"queue cancel --all", "10"}}) {
+    // The command's own save is the first write: one frame appended to the state journal.
+    for (const auto &[command, failAt] : {std::pair{QString("queue add copy --root %1 %2").arg(dir.makeDir("p2"), dir.file("card2")), "1"},
+                                          {"queue cancel --all", "1"}}) {
         environment.insert("VANTOR_FAULT_FAIL_AT", failAt);
         const ProcessResult result = vantor(command);
         EXPECT_EQ(result.exitCode, 1) << command.toStdString();
