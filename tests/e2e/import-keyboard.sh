@@ -29,7 +29,8 @@ for attempt in $(seq 1 8); do
   # Ctrl+A first: a dialog left open by an earlier attempt keeps its text.
   python3 "$here/keys.py" ctrl+a "type:$project" Return
   for second in $(seq 1 5); do
-    if grep -qF "\"$project\"" "$VANTOR_SUPPORT_DIR/state.json" 2>/dev/null; then
+    # A save lands in the state journal first, and in state.json when the journal is compacted.
+    if grep -qaF "\"$project\"" "$VANTOR_SUPPORT_DIR/state.json" "$VANTOR_SUPPORT_DIR/state.journal" 2>/dev/null; then
       opened=yes
       break 2
     fi
