@@ -121,7 +121,9 @@ History read(const QString &scope, Mode mode)
         throw VantorError(QStringLiteral("The ASC MHL history has no chain file: %1").arg(chain));
     }
 
-    for (const auto &[number, name] : files) {
+    for (const auto &file : files) {
+        const auto number = file.first;
+        const auto &name = file.second; // not a structured binding: clang 14 cannot capture one
         const bool listed = std::any_of(history.generations.begin(), history.generations.end(),
                                         [&](const Generation &g) { return g.fileName == name; });
         if (listed)
