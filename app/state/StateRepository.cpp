@@ -25,6 +25,11 @@ template <typename Record> auto findID(std::vector<Record> &records, const QUuid
     return std::find_if(records.begin(), records.end(), [&](const Record &record) { return record.id == id; });
 }
 
+template <typename Record> bool eraseID(std::vector<Record> &records, const QUuid &id)
+{
+    return std::erase_if(records, [&](const Record &record) { return record.id == id; }) > 0;
+}
+
 } // namespace
 
 StateRepository::StateRepository(const QString &directory, QObject *parent)
@@ -263,10 +268,8 @@ void StateRepository::addPreset(const TranscodePreset &preset)
 
 bool StateRepository::removePreset(const QUuid &id)
 {
-    const auto found = findID(m_state.presets, id);
-    if (found == m_state.presets.end())
+    if (!eraseID(m_state.presets, id))
         return false;
-    m_state.presets.erase(found);
     Q_EMIT presetsChanged();
     m_tracker.changed(StateChange::presets);
     save();
@@ -297,10 +300,8 @@ bool StateRepository::updateWatch(const WatchFolder &rule)
 
 bool StateRepository::removeWatch(const QUuid &id)
 {
-    const auto found = findID(m_state.watches, id);
-    if (found == m_state.watches.end())
+    if (!eraseID(m_state.watches, id))
         return false;
-    m_state.watches.erase(found);
     Q_EMIT watchesChanged();
     m_tracker.changed(StateChange::watches);
     save();
