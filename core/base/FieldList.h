@@ -23,6 +23,7 @@ namespace vantor {
 //   base64                             bytes as base64 text
 //   strings, stringMap                 an array of texts; an object of texts
 //   record, records                    a nested record; an array of them
+//   extraRecords                       an array of records, left out when empty (older files)
 //   check(callable)                    called by the reader once the members before it are read
 // Members are read in the order listed; the first flaw is the one reported.
 template <typename Record, typename Visitor> void visitFields(Record &record, Visitor &visitor)

@@ -30,6 +30,14 @@ public:
     void stringMap(const char *key, QMap<QString, QString> &values);
     template <typename R> void record(const char *key, R &value);
     template <typename R> void records(const char *key, std::vector<R> &values);
+    // An array of records that older files lack: absent reads as empty.
+    template <typename R> void extraRecords(const char *key, std::vector<R> &values)
+    {
+        if (m_reader.has(key))
+            records(key, values);
+        else
+            values.clear();
+    }
     template <typename Check> void check(const Check &check) { check(); }
 
     // Any of the above for an optional member: left empty when the key is absent or null.

@@ -34,6 +34,12 @@ public:
     void stringMap(const char *key, const QMap<QString, QString> &values);
     template <typename R> void record(const char *key, const R &value);
     template <typename R> void records(const char *key, const std::vector<R> &values);
+    // Left out when empty, so files without any stay as older builds wrote and read them.
+    template <typename R> void extraRecords(const char *key, const std::vector<R> &values)
+    {
+        if (!values.empty())
+            records(key, values);
+    }
     template <typename Check> void check(const Check &) {}
 
     void string(const char *key, const std::optional<QString> &value)

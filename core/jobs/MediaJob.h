@@ -1,6 +1,7 @@
 #pragma once
 
 #include "files/FileGrant.h"
+#include "jobs/BackupCopy.h"
 #include "base/ChecksumAlgorithm.h"
 #include "jobs/JobStatus.h"
 #include "jobs/PublishRecord.h"
@@ -48,6 +49,8 @@ struct MediaJob {
     std::optional<QString> sourceRoot;
     // False when its card gets no ASC MHL history ("import.mhl" off, `--no-mhl`); absent is on.
     std::optional<bool> mhl;
+    // Further destinations of the copy, each with its own outcome; none in older state files.
+    std::vector<BackupCopy> backups;
 
     // A new waiting job with a fresh id, made now.
     static MediaJob make(const QString &source, const FileGrant &sourceGrant, const QString &destinationRoot,
@@ -93,6 +96,7 @@ struct MediaJob {
         v.date("finished", self.finished);
         v.folderUrl("sourceRoot", self.sourceRoot);
         v.boolean("mhl", self.mhl);
+        v.extraRecords("backups", self.backups);
     }
     QJsonObject toJson() const; // as written to the state file
     static MediaJob fromJson(const QJsonValue &value); // strict; throws DecodingError

@@ -63,7 +63,39 @@ std::optional<QString> beside(const std::optional<QString> &target, const QStrin
     return QFileInfo(*target).path() + QLatin1Char('/') + name;
 }
 
+// Whether `path` is `folder` or lies below it.
+bool within(const QString &path, const QString &folder)
+{
+    return path == folder || path.startsWith(folder.endsWith(QLatin1Char('/')) ? folder : folder + QLatin1Char('/'));
+}
+
+// The plan's backup folders, cleaned; refused before any job is made.
+QStringList backupFolders(const JobPlan &plan, const QString &root)
+{
+    QStringList folders;
+    for (const QString &backup : plan.backups) {
+        if (backup.isEmpty() || QDir::isRelativePath(backup))
+            throw VantorError(QStringLiteral("A backup folder must be an absolute path: “") + backup + QStringLiteral("”."));
+        const QString folder = QDir::cleanPath(backup);
+        if (within(folder, root) || within(root, folder))
+            throw VantorError(QStringLiteral("A backup folder must lie outside the project folder: ") + folder);
+        for (const QString &other : folders) {
+            if (within(folder, other) || within(other, folder))
+                throw VantorError(QStringLiteral("Backup folders must not lie inside one another: ") + folder);
+        }
+        folders << folder;
+    }
+    return folders;
+}
+
 } // namespace
+
+QString backupPath(const QString &root, const QString &backup, const QString &copy)
+{
+    const QString cleanRoot = QDir::cleanPath(root);
+    const QString below = QDir::cleanPath(copy).mid(cleanRoot.size());
+    return joined({backup, QFileInfo(cleanRoot).fileName(), below});
+}
 
 JobPlan forProject(const ProjectContext &project, const FileGrant &grant)
 {
@@ -125,6 +157,7 @@ std::vector<MediaJob> plan(const JobPlan &plan, const std::vector<SourceFile> &s
     const QString root = QDir::cleanPath(plan.root);
     const QString copyFolder = folderUnderRoot(plan, plan.copyFolder);
     const QString outputFolder = folderUnderRoot(plan, plan.outputFolder);
+    const QStringList backups = backupFolders(plan, root);
     std::vector<MediaJob> jobs;
     for (std::size_t index = 0; index < sources.size(); ++index) {
         const SourceFile &source = sources[index];
@@ -155,6 +188,14 @@ std::vector<MediaJob> plan(const JobPlan &plan, const std::vector<SourceFile> &s
         job.sourceRoot = sourceRoot(source);
         if (!plan.mhl)
             job.mhl = false;
+        for (const QString &backup : copyTarget ? backups : QStringList()) {
+            BackupCopy copy;
+            copy.root = backup;
+            copy.grant = FileGrant(backup);
+            copy.path = backupPath(root, backup, *copyTarget);
+            copy.deferred = plan.cascade;
+            job.backups.push_back(std::move(copy));
+        }
         jobs.push_back(std::move(job));
     }
     return jobs;

@@ -10,6 +10,7 @@
 
 #include <QMap>
 #include <QString>
+#include <QStringList>
 #include <optional>
 #include <vector>
 
@@ -30,6 +31,10 @@ struct JobPlan {
     NamingValues values; // PROJECT, CLIENT, DATE, CAMERA, ROLL, SCENE, SHOT, TAKE
     TranscodePreset preset;
     QMap<QString, TranscodePreset> sourcePresets; // by source path, in place of `preset`
+    // Backup folders on other drives: each copy goes to each of them too, into a folder named
+    // after the project folder, at the place it has below `root`.
+    QStringList backups;
+    bool cascade = false; // backups are copied from the verified project copy after the card's verdict
 };
 
 // The one place that turns sources and a plan into jobs: their operations, destinations, output
@@ -55,8 +60,12 @@ QString outputName(const JobPlan &plan, const SourceFile &source, int index);
 // "A001/CLIP/C0001.MXF" of "/media/A001/CLIP/C0001.MXF"; none for a file added on its own.
 std::optional<QString> sourceRoot(const SourceFile &source);
 
+// Where a copy planned under `root` goes in the backup folder `backup`.
+QString backupPath(const QString &root, const QString &backup, const QString &copy);
+
 // One job per source that the operation takes, in order. Throws VantorError: an invalid
-// preset, folder or name, or a target that is its own source.
+// preset, folder or name, a target that is its own source, or a backup folder that is not
+// absolute, is repeated, or lies inside the project folder or holds it.
 std::vector<MediaJob> plan(const JobPlan &plan, const std::vector<SourceFile> &sources);
 
 // The hidden files a job writes before publishing: beside its copy and beside its output.
