@@ -135,7 +135,7 @@ SettingsPage::SettingsPage(Workspace &workspace, QWidget *parent) : QWidget(pare
 
     layout->addStretch(1);
     auto *footer = new QHBoxLayout;
-    footer->addWidget(helpText(QStringLiteral("Vantor 1.0"), this));
+    footer->addWidget(helpText(QStringLiteral("Vantor " VANTOR_VERSION), this));
     footer->addStretch(1);
     footer->addWidget(helpText(QStringLiteral("Free \u00B7 Quillory"), this));
     layout->addLayout(footer);
