@@ -96,6 +96,12 @@ void takeScreenshots(MainWindow &window, Workspace &workspace, const QString &fo
         while (!busy() && !deadline.hasExpired())
             QApplication::processEvents(QEventLoop::AllEvents, 20);
     }
+    // The Import page's Copy tab shows a backup destination when the demo names one.
+    const QString backup = qEnvironmentVariable("VANTOR_SCREENSHOT_BACKUP");
+    if (!backup.isEmpty()) {
+        workspace.addBackupFolder(backup);
+        workspace.setCascade(true);
+    }
     // Cards passed on the command line are still being scanned; the Import page shows them listed.
     const QDeadlineTimer scanned(20000);
     while (workspace.scanning() && !scanned.hasExpired())

@@ -291,6 +291,49 @@ TEST_F(ImportPageTest, PlanControlsChangeTheFieldsTheyName)
     EXPECT_TRUE(find<QCheckBox>(QStringLiteral("planVerify"))->isChecked());
 }
 
+TEST_F(ImportPageTest, BackupDestinationsAreAddedRemovedAndOwedByTheQueuedJobs)
+{
+    openWith(phases());
+    workspace->openProjectFolder(project);
+    workspace->setPage(Page::ingest);
+    find<QTabWidget>(QStringLiteral("planTabs"))->setCurrentIndex(0);
+    auto *list = find<QListView>(QStringLiteral("planBackups"));
+    auto *cascade = find<QCheckBox>(QStringLiteral("planCascade"));
+    EXPECT_FALSE(cascade->isEnabled()) << "nothing to cascade to yet";
+    EXPECT_FALSE(cascade->toolTip().isEmpty());
+    EXPECT_FALSE(find(QStringLiteral("planRemoveBackup"))->isEnabled());
+
+    answers.folders << dir.makeDir(QStringLiteral("shuttle1")) << dir.makeDir(QStringLiteral("shuttle2")) << project;
+    for (int added = 0; added < 3; ++added)
+        click(QStringLiteral("planAddBackup"));
+    test::expectRefusal(*this, QStringLiteral("A backup folder must lie outside the project folder: ") + project);
+    EXPECT_EQ(answers.asked.count(QStringLiteral("Choose backup destination")), 3);
+    ASSERT_EQ(list->model()->rowCount(), 2);
+    EXPECT_TRUE(cascade->isEnabled());
+
+    const QModelIndex first = list->model()->index(0, 0);
+    QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, list->visualRect(first).center());
+    click(QStringLiteral("planRemoveBackup"));
+    EXPECT_EQ(workspace->backupFolders(), QStringList{dir.file(QStringLiteral("shuttle2"))});
+    cascade->click();
+    EXPECT_TRUE(workspace->cascade());
+
+    // Transcoding in place makes no copy to back up.
+    choose(QStringLiteral("planOperation"), QStringLiteral("Transcode in place"));
+    EXPECT_FALSE(find(QStringLiteral("planAddBackup"))->isEnabled());
+    EXPECT_FALSE(cascade->isEnabled());
+    choose(QStringLiteral("planOperation"), QStringLiteral("Copy & organize"));
+
+    dropCard();
+    click(QStringLiteral("queueStart"));
+    ASSERT_TRUE(waitUntil([&] { return queue().state().jobs.size() == 3; }));
+    for (const MediaJob &job : queue().state().jobs) {
+        ASSERT_EQ(job.backups.size(), 1u);
+        EXPECT_EQ(std::make_tuple(job.backups[0].root, job.backups[0].deferred),
+                  std::make_tuple(dir.file(QStringLiteral("shuttle2")), true));
+    }
+}
+
 TEST_F(ImportPageTest, RowsLeaveByTheirMarkByTheKeyboardAndAllAtOnce)
 {
     openWith(phases());

@@ -47,7 +47,7 @@ TEST_F(PageControlsTest, EveryControlIsNamedAfterItsLabelAndTabbedInReadingOrder
          {"importAutomation=Automation\u2026", "addSources=Add Sources\u2026", "browseMedia=Browse media\u2026",
           "sourceList=Source media", "planOperation=Operation", "planTabs=Plan", "copyFolder=Media folder",
           "planHierarchy=Preserve source hierarchy", "planVerify=Verify copies", "planChecksum=Checksum",
-          "queueStart=Queue & start"}},
+          "planBackups=Backup destinations", "planAddBackup=Add\u2026", "queueStart=Queue & start"}},
         {onPage<ui::ProjectPage>(Page::project),
          {"projectTemplate=Template", "projectName=Name", "projectClient=Client", "projectDate=Date",
           "chooseLocation=Choose\u2026", "createProject=Create Project", "openProject=Open Project\u2026",

@@ -1,6 +1,8 @@
 #include "UiFixture.h"
 
 #include "automation/WatchFolderService.h"
+#include "models/BackupFolderModel.h"
+#include "models/DestinationListModel.h"
 #include "models/PresetListModel.h"
 #include "models/TemplateListModel.h"
 #include "models/TranscodeSourceModel.h"
@@ -129,6 +131,70 @@ TEST_F(PageModelsTest, SourceRowsShowTheirSettingsAndKeepTheirChecks)
     workspace->setSources(kept);
     EXPECT_EQ(model.checked(), QStringList{urls[2]});
     EXPECT_EQ(model.index(1, 0).data(Qt::CheckStateRole).toInt(), Qt::Checked);
+}
+
+} // namespace
+
+namespace {
+
+TEST_F(PageModelsTest, BackupRowsFollowTheFoldersOneRowAtATime)
+{
+    ui::BackupFolderModel model(*workspace);
+    QAbstractItemModelTester tester(&model, QAbstractItemModelTester::FailureReportingMode::Fatal);
+    QSignalSpy inserted(&model, &QAbstractItemModel::rowsInserted);
+    QSignalSpy removed(&model, &QAbstractItemModel::rowsRemoved);
+    QSignalSpy reset(&model, &QAbstractItemModel::modelReset);
+    for (const char *name : {"a", "b", "c"})
+        workspace->addBackupFolder(dir.makeDir(QLatin1String(name)));
+    workspace->removeBackupFolder(1);
+    workspace->setCascade(true); // the plan changes, the rows do not
+    QStringList rows;
+    for (int row = 0; row < model.rowCount(); ++row)
+        rows << model.index(row, 0).data(ui::BackupFolderModel::PathRole).toString();
+    EXPECT_EQ(rows, QStringList({dir.file("a"), dir.file("c")}));
+    EXPECT_EQ(std::make_tuple(inserted.size(), removed.size(), reset.size()), std::make_tuple(3, 1, 0));
+    EXPECT_EQ(removed.front()[1].toInt(), 1);
+}
+
+// What each destination of a job shows, by the job's and the destination's outcome.
+TEST(DestinationLines, FollowEachDestinationsOutcome)
+{
+    const auto make = [](JobStatus status, std::optional<ChecksumAlgorithm> checksum, bool copies) {
+        MediaJob job = MediaJob::make("/card/A.MOV", FileGrant("/card"), "/p", FileGrant("/p"),
+                                      copies ? std::optional<QString>("/p/A.MOV") : std::nullopt,
+                                      copies ? std::nullopt : std::optional<QString>("/p/A.mp4"),
+                                      copies ? JobOperation::copy : JobOperation::transcode, std::nullopt, checksum,
+                                      1, Timestamp{});
+        job.status = status;
+        BackupCopy backup;
+        backup.root = "/b";
+        job.backups.push_back(backup);
+        return job;
+    };
+    MediaJob unreadable = make(JobStatus::failed, ChecksumAlgorithm(), true);
+    unreadable.error = "The source could not be read.";
+    MediaJob unverified = make(JobStatus::complete, std::nullopt, true);
+    unverified.copyCommitted = unverified.backups[0].committed = true;
+    unverified.destinationHash = unverified.backups[0].hash = "ab12";
+    MediaJob cascading = make(JobStatus::copying, ChecksumAlgorithm(), true);
+    cascading.backups[0].deferred = true;
+    const struct {
+        const char *name;
+        MediaJob job;
+        QStringList lines;
+    } cases[] = {
+        {"a source read error fails every destination", unreadable,
+         {"/p Failed: The source could not be read. ", "/b Failed: The source could not be read. "}},
+        {"unverified copies are only copied", unverified, {"/p Copied ab12", "/b Copied ab12"}},
+        {"a cascade backup waits for the first copy", cascading, {"/p Copying ", "/b Copied later from the first copy "}},
+        {"a transcode makes no copy", make(JobStatus::waiting, std::nullopt, false), {}},
+    };
+    for (const auto &entry : cases) {
+        QStringList lines;
+        for (const ui::DestinationListModel::Line &line : ui::DestinationListModel::lines(entry.job))
+            lines << line.folder + u' ' + line.state + u' ' + line.hash;
+        EXPECT_EQ(lines, entry.lines) << entry.name;
+    }
 }
 
 } // namespace

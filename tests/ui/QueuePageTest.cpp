@@ -265,4 +265,37 @@ TEST_F(QueuePageTest, FileDetailsOfTheSelectedJob)
     EXPECT_EQ(row.data(ui::JobListModel::OperationRole).toString(), QStringLiteral("Copy & organize"));
 }
 
+TEST_F(QueuePageTest, DestinationLinesOfAJobWithBackups)
+{
+    openQueue();
+    MediaJob owed = job(QStringLiteral("a.MOV"));
+    const auto backup = [&](const QString &root) {
+        BackupCopy copy;
+        copy.root = dir.file(root);
+        copy.grant = FileGrant(copy.root);
+        copy.path = copy.root + QStringLiteral("/project/a.MOV");
+        return copy;
+    };
+    owed.backups = {backup(QStringLiteral("one")), backup(QStringLiteral("two")), backup(QStringLiteral("three"))};
+    owed.backups[0].committed = true;
+    owed.backups[0].hash = QStringLiteral("0123456789abcdef");
+    owed.backups[1].error = QStringLiteral("No space left on device: ") + owed.backups[1].path;
+    owed.backups[2].deferred = true;
+    queue().enqueue({owed, job(QStringLiteral("b.MOV"))});
+
+    select(0);
+    auto *destinations = find<QListView>(QStringLiteral("details-destinations"));
+    ASSERT_TRUE(destinations->isVisible());
+    QStringList shown;
+    for (int row = 0; row < destinations->model()->rowCount(); ++row)
+        shown << destinations->model()->index(row, 0).data().toString();
+    const QString dot = QStringLiteral("  \u00B7  ");
+    EXPECT_EQ(shown, QStringList({dir.file("project") + dot + "Waiting",
+                                  dir.file("one") + dot + "Verified" + dot + "0123456789abcdef",
+                                  dir.file("two") + dot + "Failed: No space left on device: " + owed.backups[1].path,
+                                  dir.file("three") + dot + "Copied later from the first copy"}));
+    select(1); // one destination: the TO line says it all
+    EXPECT_FALSE(destinations->isVisible());
+}
+
 } // namespace

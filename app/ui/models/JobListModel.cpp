@@ -1,5 +1,6 @@
 #include "models/JobListModel.h"
 
+#include "models/DestinationListModel.h"
 #include "queue/QueueService.h"
 
 #include <QSet>
@@ -22,6 +23,9 @@ QList<int> rolesOf(JobChanges what)
         roles << JobListModel::ErrorRole;
     if (what & JobChange::digests)
         roles << JobListModel::HashRole;
+    // A destination's outcome may be all that changed: it is among the records.
+    if (what & (JobChange::status | JobChange::message | JobChange::digests | JobChange::records))
+        roles << JobListModel::DestinationsRole;
     if (what & JobChange::paths)
         roles << Qt::DisplayRole << Qt::ToolTipRole << JobListModel::SourceRole << JobListModel::DestinationRole;
     std::sort(roles.begin(), roles.end());
@@ -48,7 +52,7 @@ QHash<int, QByteArray> JobListModel::roleNames() const
     names.insert({{IdRole, "id"}, {OperationRole, "operation"}, {ChecksumRole, "checksum"}, {StatusRole, "status"},
                   {StatusLabelRole, "statusLabel"}, {ProgressRole, "progress"}, {ElapsedRole, "elapsed"},
                   {RemainingRole, "remaining"}, {SourceRole, "source"}, {DestinationRole, "destination"},
-                  {HashRole, "hash"}, {ErrorRole, "error"}});
+                  {HashRole, "hash"}, {ErrorRole, "error"}, {DestinationsRole, "destinations"}});
     return names;
 }
 
@@ -108,6 +112,12 @@ QVariant JobListModel::data(const QModelIndex &index, int role) const
     }
     case ErrorRole:
         return job.error.value_or(QString());
+    case DestinationsRole: {
+        QStringList lines;
+        for (const DestinationListModel::Line &line : DestinationListModel::lines(job))
+            lines << line.folder + u' ' + line.state;
+        return lines;
+    }
     default:
         return {};
     }

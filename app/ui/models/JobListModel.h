@@ -31,6 +31,7 @@ public:
         DestinationRole,  // the output, else the copy, else the source
         HashRole,         // source and destination digests when known
         ErrorRole,
+        DestinationsRole, // one line per destination, as DestinationListModel shows them
     };
 
     explicit JobListModel(QueueService &queue, QObject *parent = nullptr);

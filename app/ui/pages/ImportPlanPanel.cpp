@@ -1,5 +1,6 @@
 #include "pages/ImportPlanPanel.h"
 
+#include "pages/BackupDestinationsGroup.h"
 #include "widgets/Binding.h"
 #include "Theme.h"
 #include "base/VantorError.h"
@@ -66,11 +67,16 @@ ImportPlanPanel::ImportPlanPanel(Workspace &workspace, QWidget *parent)
     QWidget::setTabOrder(m_copyFolder, m_hierarchy);
     QWidget::setTabOrder(m_hierarchy, m_verify);
     QWidget::setTabOrder(m_verify, m_checksum);
-    QWidget::setTabOrder(m_checksum, m_preset);
+    QWidget *previous = m_checksum;
+    for (QWidget *control : m_backups->controls()) {
+        QWidget::setTabOrder(previous, control);
+        previous = control;
+    }
+    QWidget::setTabOrder(previous, m_preset);
     QWidget::setTabOrder(m_preset, m_outputFolder);
     QWidget::setTabOrder(m_outputFolder, m_rename);
     QWidget::setTabOrder(m_rename, m_pattern);
-    QWidget *previous = m_pattern;
+    previous = m_pattern;
     for (LineField *token : m_tokens) {
         QWidget::setTabOrder(previous, token);
         previous = token;
@@ -109,6 +115,8 @@ QWidget *ImportPlanPanel::buildCopyTab()
     for (const ChecksumAlgorithm::Value algorithm : offeredChecksums)
         m_checksum->addItem(ChecksumAlgorithm(algorithm).rawValue());
     layout->addWidget(new InputRow(QStringLiteral("Checksum"), m_checksum, tab));
+    m_backups = new BackupDestinationsGroup(m_workspace, tab);
+    layout->addWidget(m_backups);
     layout->addStretch(1);
 
     connect(m_copyFolder, &QLineEdit::textEdited, &m_workspace, &Workspace::setCopyFolder);

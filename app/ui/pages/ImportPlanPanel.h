@@ -13,6 +13,7 @@ class Workspace;
 
 namespace vantor::ui {
 
+class BackupDestinationsGroup;
 class LineField;
 
 // The Import page's plan: the operation, then the "Copy", "Proxy" and "Naming" tabs, each control
@@ -43,6 +44,7 @@ private:
     QCheckBox *m_hierarchy;
     QCheckBox *m_verify;
     QComboBox *m_checksum;
+    BackupDestinationsGroup *m_backups;
     // Proxy.
     QLabel *m_hint;
     QWidget *m_proxyControls;

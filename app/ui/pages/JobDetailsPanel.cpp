@@ -2,6 +2,7 @@
 
 #include "Desktop.h"
 #include "Theme.h"
+#include "models/DestinationListModel.h"
 #include "models/JobListModel.h"
 #include "queue/QueueService.h"
 #include "widgets/QuietButton.h"
@@ -10,6 +11,7 @@
 #include <QFileInfo>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QListView>
 #include <QStyle>
 #include <QVBoxLayout>
 
@@ -17,7 +19,8 @@ namespace vantor::ui {
 
 JobDetailsPanel::JobDetailsPanel(QueueService &queue, JobListModel &model, QWidget *parent)
     : PanelSurface(parent), m_queue(queue), m_model(model), m_from(new QLabel(this)), m_to(new QLabel(this)),
-      m_hash(new QLabel(this)), m_earlier(new QuietButton(tr("Move Earlier"), this)),
+      m_hash(new QLabel(this)), m_destinationLines(new DestinationListModel(this)), m_destinations(new QListView(this)),
+      m_earlier(new QuietButton(tr("Move Earlier"), this)),
       m_later(new QuietButton(tr("Move Later"), this)), m_cancel(new QuietButton(tr("Cancel"), this)),
       m_retry(new QuietButton(tr("Retry"), this)), m_remove(new QuietButton(tr("Remove"), this)),
       m_reveal(new QuietButton(tr("Reveal"), this))
@@ -36,6 +39,14 @@ JobDetailsPanel::JobDetailsPanel(QueueService &queue, JobListModel &model, QWidg
     m_from->setObjectName(QStringLiteral("details-from"));
     m_to->setObjectName(QStringLiteral("details-to"));
     m_hash->setObjectName(QStringLiteral("details-hash"));
+    m_destinations->setObjectName(QStringLiteral("details-destinations"));
+    m_destinations->setAccessibleName(tr("Destinations"));
+    m_destinations->setModel(m_destinationLines);
+    m_destinations->setFont(Theme::monospaceFont());
+    m_destinations->setSelectionMode(QAbstractItemView::NoSelection);
+    m_destinations->setTextElideMode(Qt::ElideMiddle);
+    m_destinations->setMaximumHeight(Theme::lineHeight() * 5);
+    layout->addWidget(m_destinations);
 
     auto *actions = new QHBoxLayout;
     actions->setSpacing(Theme::space(2));
@@ -84,6 +95,8 @@ void JobDetailsPanel::refresh()
         m_from->setText(tr("Select a job to see its files."));
         m_to->clear();
         m_hash->clear();
+        m_destinationLines->show(nullptr);
+        m_destinations->hide();
         for (QuietButton *button : {m_earlier, m_later, m_cancel, m_retry, m_remove, m_reveal})
             button->setEnabled(false);
         return;
@@ -98,6 +111,9 @@ void JobDetailsPanel::refresh()
     if (job.destinationHash)
         digests << *job.destinationHash;
     m_hash->setText(QStringLiteral("Hash  ") + (digests.isEmpty() ? tr("not yet known") : digests.join(QStringLiteral("  "))));
+    // With one destination the lines above say it all.
+    m_destinationLines->show(&job);
+    m_destinations->setVisible(!job.backups.empty());
     const bool waiting = job.status == JobStatus::waiting;
     const auto &jobs = m_queue.state().jobs;
     // Waiting jobs trade places with the next waiting job before or after them.

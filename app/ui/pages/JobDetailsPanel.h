@@ -5,6 +5,7 @@
 #include <QUuid>
 
 class QLabel;
+class QListView;
 
 namespace vantor {
 class QueueService;
@@ -12,10 +13,12 @@ class QueueService;
 
 namespace vantor::ui {
 
+class DestinationListModel;
 class JobListModel;
 class QuietButton;
 
-// The selected job's file details (FROM, TO, Hash) and its actions: move, cancel, retry,
+// The selected job's file details (FROM, TO, Hash, and one line per destination when it makes
+// backups) and its actions: move, cancel, retry,
 // remove and reveal, each offered when the job's state allows it.
 class JobDetailsPanel : public PanelSurface {
     Q_OBJECT
@@ -30,6 +33,8 @@ private:
     JobListModel &m_model;
     QUuid m_id;
     QLabel *m_from, *m_to, *m_hash;
+    DestinationListModel *m_destinationLines;
+    QListView *m_destinations;
     QuietButton *m_earlier, *m_later, *m_cancel, *m_retry, *m_remove, *m_reveal;
 };
 
