@@ -33,6 +33,7 @@ struct FaultState {
     // Read on every read without the lock: the plan's device, and what was read from it.
     std::atomic<dev_t> readDevice = 0;
     std::atomic<bool> corruptReads = false;
+    std::atomic<int> readError = 0;
     std::atomic<long long> bytesRead = 0;
 };
 
@@ -76,6 +77,8 @@ void afterRead(int fd, void *buffer, std::size_t got)
     if (device == 0 || got == 0 || ::fstat(fd, &info) != 0 || info.st_dev != device)
         return;
     state.bytesRead += qint64(got);
+    if (state.readError != 0)
+        throwSystemError(state.readError);
     if (state.corruptReads)
         static_cast<char *>(buffer)[0] ^= 0x01;
 }
@@ -399,6 +402,7 @@ void set(const Plan &plan)
     state.count = 0;
     state.readDevice = plan.readDevice;
     state.corruptReads = plan.corruptReads;
+    state.readError = plan.readError;
     state.bytesRead = 0;
 }
 

@@ -90,6 +90,7 @@ struct Plan {
     long killAfter = 0;    // SIGKILL the process after the Nth mutating operation
     dev_t readDevice = 0;  // reads of files on this device are counted (see bytesRead)
     bool corruptReads = false; // ...and each comes back with its first byte flipped
+    int readError = 0;         // ...or fails with this error number
     // Called before each mutating operation with its name, the layer's lock held, so a test
     // can change the world at an exact point (fill a volume, say) while no other operation runs.
     std::function<void(const char *operation)> onMutation = {};

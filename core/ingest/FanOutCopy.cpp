@@ -22,11 +22,12 @@ namespace vantor::FanOutCopy {
 
 namespace {
 
-// A destination's writer that fails alone: its first failure is kept, and from then on it takes
-// every block without writing it, so the read and the other destinations go on at their pace.
+// A destination's writer that fails alone: its first failure is kept, its staging file goes at
+// once (a full volume gets its room back), and from then on it takes every block without writing
+// it, so the read and the other destinations go on at their pace.
 class IsolatedSink : public CopySink {
 public:
-    explicit IsolatedSink(CopySink &inner) : m_inner(inner) {}
+    IsolatedSink(CopySink &inner, StagingCopy &staging) : m_inner(inner), m_staging(staging) {}
     void consume(const char *data, std::size_t length) override
     {
         if (!m_failure)
@@ -47,9 +48,11 @@ private:
             body();
         } catch (...) {
             m_failure = std::current_exception();
+            m_staging.discard();
         }
     }
     CopySink &m_inner;
+    StagingCopy &m_staging;
     std::exception_ptr m_failure;
 };
 
@@ -239,7 +242,7 @@ Result copy(const MediaJob &job, const QString &source, const std::vector<Target
                 continue;
             const int fd = destination.staging->fd();
             destination.writer = std::make_unique<StagingWriter>(fd, tuning.writeMode.value_or(StagingWriter::modeFor(fd)));
-            destination.sink = std::make_unique<IsolatedSink>(*destination.writer);
+            destination.sink = std::make_unique<IsolatedSink>(*destination.writer, *destination.staging);
             sinks.push_back(destination.sink.get());
         }
         CopyPipeline pipeline(control, tuning.blockSize, tuning.buffers);

@@ -13,6 +13,7 @@
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 
+#include <cerrno>
 #include <cstring>
 #include <functional>
 #include <memory>
@@ -243,7 +244,7 @@ TEST_F(FanOutCopyTest, AFailingDestinationFailsAlone)
     }
 }
 
-// A changed card, a read whose digest is not the recorded one, and a cancel in either phase fail
+// An unreadable card, a changed card, a read whose digest is not the recorded one, and a cancel in either phase fail
 // every destination: nothing at any final name, no staging file anywhere, the card untouched.
 TEST_F(FanOutCopyTest, ASourceFailureOrCancelFailsEveryDestination)
 {
@@ -259,7 +260,10 @@ TEST_F(FanOutCopyTest, ASourceFailureOrCancelFailsEveryDestination)
         bool touched;      // the card's time was changed by the test, not by the copy
         std::optional<QString> expectedHash;
         QString message;
+        int readError = 0; // every read of the card fails with it
     } cases[] = {
+        {"unreadable", JobStatus::copying, {}, false, std::nullopt,
+         QStringLiteral("The source could not be read (Input/output error); nothing was published: {source}"), EIO},
         {"changed before", JobStatus::copying, {}, true, std::nullopt, changed},
         {"changed during the copy", JobStatus::copying, touch, true, std::nullopt, changed},
         {"not the recorded digest", JobStatus::copying, {}, false, QStringLiteral("0123456789abcdef"),
@@ -275,6 +279,10 @@ TEST_F(FanOutCopyTest, ASourceFailureOrCancelFailsEveryDestination)
         const MediaJob queued = job();
         if (each.touched && !each.during)
             touch();
+        FileIo::Faults::Plan plan;
+        plan.readDevice = statOf(source).st_dev;
+        plan.readError = each.readError;
+        FileIo::Faults::set(plan);
         bool ran = false;
         const QString message = failureOf([&] {
             run(queued, [&](JobStatus phase, double) {
