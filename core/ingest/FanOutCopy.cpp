@@ -203,7 +203,7 @@ Result copy(const MediaJob &job, const QString &source, const std::vector<Target
             if (!StagingCopy::hasRoom(*destination.parent, job.bytes))
                 throw VantorError(QStringLiteral("Not enough free space for %1 on this destination: %2")
                                       .arg(sourceName, destination.parent->path));
-            destination.staging = std::make_unique<StagingCopy>(*destination.parent, job);
+            destination.staging = std::make_unique<StagingCopy>(*destination.parent, job, target.path);
         } catch (const std::exception &) {
             destination.fail(destinationMessage(std::current_exception(), targets[index].path));
         }

@@ -149,7 +149,7 @@ CopyResult copy(const MediaJob &job, JobControl &control, const Update &update, 
     const SafeFiles::ParentFolder parent = StagingCopy::prepare(*job.copyDestination, job.destinationRoot, job.destinationGrant);
     if (!StagingCopy::hasRoom(parent, job.bytes))
         throw VantorError(QStringLiteral("Not enough free space for ") + fileName(job.source) + QStringLiteral("."));
-    StagingCopy staging(parent, job);
+    StagingCopy staging(parent, job, *job.copyDestination);
 
     const FileIo::UniqueFd input = ChecksumService::openForReading(job.source, O_NOFOLLOW);
     // Reading, writing and (when verifying) the reads back overlap on their own threads; the

@@ -40,7 +40,7 @@ bool StagingCopy::hasRoom(const SafeFiles::ParentFolder &parent, qint64 bytes)
     return qint64(volume.f_bavail) * qint64(volume.f_frsize) >= bytes;
 }
 
-StagingCopy::StagingCopy(const SafeFiles::ParentFolder &parent, const MediaJob &job)
+StagingCopy::StagingCopy(const SafeFiles::ParentFolder &parent, const MediaJob &job, const QString &target)
     : m_parent(parent), m_name(FileIo::encodeName(StagingFiles::copyName(job.id)))
 {
     const int folder = parent.folder.get();
@@ -50,7 +50,7 @@ StagingCopy::StagingCopy(const SafeFiles::ParentFolder &parent, const MediaJob &
         // target (`vantor copy` names its job after the target), not a leftover.
         const FileIo::UniqueFd existing = FileIo::openAt(folder, m_name, O_RDONLY | O_NOFOLLOW);
         if (::flock(existing.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
-            throw VantorError(QStringLiteral("Another copy to this target is running: ") + parent.targetPath());
+            throw VantorError(QStringLiteral("Another copy to this target is running: ") + target);
         FileIo::unlinkAt(folder, m_name);
     }
     try {

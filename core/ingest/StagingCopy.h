@@ -26,8 +26,8 @@ public:
     static bool hasRoom(const SafeFiles::ParentFolder &parent, qint64 bytes);
 
     // Creates the job's staging file in the parent's folder. A leftover of a crashed attempt is
-    // replaced; one whose writer still holds it is another copy to this target and refused.
-    StagingCopy(const SafeFiles::ParentFolder &parent, const MediaJob &job);
+    // replaced; one whose writer still holds it is another copy to `target` and refused.
+    StagingCopy(const SafeFiles::ParentFolder &parent, const MediaJob &job, const QString &target);
     ~StagingCopy(); // removes the staging file unless it was published
     StagingCopy(const StagingCopy &) = delete;
     StagingCopy &operator=(const StagingCopy &) = delete;
