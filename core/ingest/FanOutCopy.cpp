@@ -95,14 +95,16 @@ QString destinationMessage(const std::exception_ptr &failure, const QString &tar
                           .arg(errorText(error), source));
 }
 
-// Reads every live staging file back from its device at once, one thread each (the destinations
-// are usually on different drives); a read failure fails that destination alone. A cancel is
-// rethrown once every thread stopped.
+// Reads every live staging file back from its device, devices side by side (the destinations
+// are usually on different drives) and, on a drive that seeks, one file after another; a read
+// failure fails that destination alone. A cancel is rethrown once every thread stopped.
 void verifyAll(std::vector<Destination> &destinations, qint64 expected, ChecksumAlgorithm algorithm,
-               const QString &sourceHash, JobControl &control, const MediaIngestService::Update &update, const CopyPhases::Tuning &tuning)
+               const QString &sourceHash, JobControl &control, const MediaIngestService::Update &update,
+               const CopyPhases::Tuning &tuning)
 {
     struct Reading {
         Destination *destination = nullptr;
+        FileIo::UniqueFd fd;
         qint64 bytes = 0;
         QString hash;
         std::exception_ptr failure;
@@ -110,28 +112,49 @@ void verifyAll(std::vector<Destination> &destinations, qint64 expected, Checksum
     };
     std::vector<Reading> readings;
     for (Destination &destination : destinations) {
-        if (destination.live())
-            readings.emplace_back().destination = &destination;
+        if (!destination.live())
+            continue;
+        Reading &reading = readings.emplace_back();
+        reading.destination = &destination;
+        try {
+            reading.fd = destination.staging->openForReading();
+        } catch (...) {
+            reading.failure = std::current_exception();
+            reading.done = true;
+        }
+    }
+    std::vector<std::vector<Reading *>> groups; // each read by one thread, in turn
+    for (Reading &reading : readings) {
+        if (reading.done)
+            continue;
+        const auto shared = std::find_if(groups.begin(), groups.end(), [&](const std::vector<Reading *> &group) {
+            return !CopyPhases::readSideBySide(reading.fd.get(), group.front()->fd.get());
+        });
+        if (shared == groups.end())
+            groups.push_back({&reading});
+        else
+            shared->push_back(&reading);
     }
     std::mutex mutex;
     std::condition_variable changed;
     {
         std::vector<std::jthread> threads;
-        for (Reading &each : readings) {
-            threads.emplace_back([&, reading = &each] {
-                try {
-                    const FileIo::UniqueFd written = reading->destination->staging->openForReading();
-                    reading->hash = CopyPhases::readBack(written.get(), algorithm, control, [&](qint64 bytes) {
-                        std::lock_guard lock(mutex);
-                        reading->bytes = bytes;
-                        changed.notify_all();
-                    }, tuning);
-                } catch (...) {
-                    reading->failure = std::current_exception();
+        for (const std::vector<Reading *> &group : groups) {
+            threads.emplace_back([&, group] {
+                for (Reading *reading : group) {
+                    try {
+                        reading->hash = CopyPhases::readBack(reading->fd.get(), algorithm, control, [&](qint64 bytes) {
+                            std::lock_guard lock(mutex);
+                            reading->bytes = bytes;
+                            changed.notify_all();
+                        }, tuning);
+                    } catch (...) {
+                        reading->failure = std::current_exception();
+                    }
+                    std::lock_guard lock(mutex);
+                    reading->done = true;
+                    changed.notify_all();
                 }
-                std::lock_guard lock(mutex);
-                reading->done = true;
-                changed.notify_all();
             });
         }
         // Progress is reported from the caller's thread, as for the copy: the bytes read back

@@ -31,6 +31,12 @@ struct stat statOf(const QString &path)
     return info;
 }
 
+void setModified(const QString &path, timespec time)
+{
+    const timespec times[2] = {{0, UTIME_OMIT}, time};
+    ::utimensat(AT_FDCWD, QFile::encodeName(path).constData(), times, 0);
+}
+
 QString writeFile(const QString &path, const QByteArray &content)
 {
     QDir().mkpath(QFileInfo(path).path());
@@ -68,8 +74,7 @@ protected:
                 GTEST_SKIP() << "cannot mount scratch volumes here";
         }
         source = writeFile(volumes[0]->path() + QStringLiteral("/A001/A001C001.MXF"), content);
-        const timespec times[2] = {{0, UTIME_OMIT}, {1600000000, 123456789}};
-        ::utimensat(AT_FDCWD, QFile::encodeName(source).constData(), times, 0);
+        setModified(source, {1600000000, 123456789});
         for (int drive = 1; drive <= 3; ++drive) {
             const QString root = volumes[std::size_t(drive)]->path();
             targets.push_back({root + QStringLiteral("/A001/A001C001.MXF"), root, FileGrant(root)});
@@ -249,10 +254,7 @@ TEST_F(FanOutCopyTest, AFailingDestinationFailsAlone)
 TEST_F(FanOutCopyTest, ASourceFailureOrCancelFailsEveryDestination)
 {
     const QString changed = QStringLiteral("The source changed after it was queued. Add it again: A001C001.MXF");
-    const auto touch = [this] {
-        const timespec times[2] = {{0, UTIME_OMIT}, {1700000000, 0}};
-        ::utimensat(AT_FDCWD, QFile::encodeName(source).constData(), times, 0);
-    };
+    const auto touch = [this] { setModified(source, {1700000000, 0}); };
     const struct {
         const char *name;
         JobStatus phase;   // when `during` runs, at its first progress
@@ -294,8 +296,7 @@ TEST_F(FanOutCopyTest, ASourceFailureOrCancelFailsEveryDestination)
         });
         EXPECT_EQ(message, QString(each.message).replace(QStringLiteral("{source}"), source));
         EXPECT_EQ(ran, bool(each.during));
-        const timespec times[2] = {{0, UTIME_OMIT}, {1600000000, 123456789}};
-        ::utimensat(AT_FDCWD, QFile::encodeName(source).constData(), times, 0);
+        setModified(source, {1600000000, 123456789});
         for (std::size_t index = 0; index < 3; ++index)
             expectLeft(index, {});
     }
