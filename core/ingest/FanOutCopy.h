@@ -17,9 +17,11 @@ namespace vantor {
 
 // Copies one source to several destinations from a single read of it: every block feeds the
 // source's digest and one bounded writer per destination, so a slow drive slows the read and
-// never grows memory. Each destination gets its own hidden staging file, fsync, read-back from
-// its device and non-replacing publish. A destination that fails (full, unwritable, a mismatch
-// on its read-back) fails alone with its message and leaves no staging file; the others finish.
+// never grows memory (one ring of tuning.buffers × tuning.blockSize while copying, one per
+// destination while the copies are read back). Each destination gets its own hidden staging
+// file, fsync, read-back from its device and non-replacing publish. A destination that fails
+// (no room, full mid-copy, unwritable, a read-back error or mismatch, a file already at its
+// name) fails alone with its message and leaves no staging file; the others finish.
 namespace FanOutCopy {
 
 struct Target {
@@ -46,10 +48,12 @@ using BeforePublish = std::function<void(std::size_t index, const PublishRecord 
 // Copies `source` (the job's source, or a verified copy of it when the card is gone) to every
 // target. `source` must still match the job's fingerprint (size and modification time), before
 // and after the read; when `expectedHash` is given (the digest the job recorded for its
-// source), the read must produce it. The job's id names the staging files and its checksum
-// says whether and how copies are verified. Blocking. Throws VantorError when the source cannot
-// be read or changed (every target fails, nothing is published) and CancellationError on a
-// cancel; both leave no staging file. Per-destination failures are returned, not thrown.
+// source), the read must produce it; it is compared only when the job names an algorithm. The
+// job's id names the staging files and its checksum says whether and how copies are verified;
+// without one, nothing is read back and the publish record carries an xxHash64 of the staging
+// file. Blocking. Throws VantorError when the source cannot be read or changed (every target
+// fails, nothing is published) and CancellationError on a cancel; both leave no staging file.
+// Per-destination failures are returned, not thrown.
 Result copy(const MediaJob &job, const QString &source, const std::vector<Target> &targets, JobControl &control,
             const MediaIngestService::Update &update = {}, const BeforePublish &beforePublish = {},
             const std::optional<QString> &expectedHash = std::nullopt, const CopyPhases::Tuning &tuning = {});
