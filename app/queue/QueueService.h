@@ -86,7 +86,9 @@ private:
     void commitCopy(const QUuid &id, const std::optional<QString> &sourceHash,
                     const std::optional<QString> &destinationHash);
     using SaveDone = StateRepository::SaveDone;
-    void recordPublish(const QUuid &id, const PublishRecord &record, bool output, const SaveDone &saved);
+    // Applies `change` to the job and calls `saved` once it is on disk (with why not, on failure).
+    void recordPublish(const QUuid &id, const std::function<void(MediaJob &)> &change, const SaveDone &saved);
+    void changeBackup(const QUuid &id, std::size_t backup, const BackupCopy &outcome);
     void removeStaging(const MediaJob &job);
     MediaJob retried(const MediaJob &job); // removes its staging files
     void finishJob(const QUuid &id, double start, const JobPhaseResult *result, const QString &error,

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "base/JobControl.h"
+#include "jobs/MediaJob.h"
+#include "queue/JobPhases.h"
+
+#include <QString>
+#include <QStringList>
+#include <optional>
+
+namespace vantor {
+
+// The copy of a job that owes backups: one read of the source (or, when the card is gone or
+// changed, of a verified destination checked against the recorded source digest) feeds the
+// project copy and every backup not committed yet and not deferred. Each destination's outcome
+// is reported as it happens; a copy published by an earlier run is adopted only when it matches
+// its record.
+namespace FanOutPhase {
+
+// Whether the job's copy goes through this phase: it copies and owes a backup due now.
+bool applies(const MediaJob &job);
+
+struct Outcome {
+    JobPhaseResult digests; // the project copy's, as recorded or as just made
+    bool copyCommitted = false;
+    QStringList failures;   // one sentence per failed destination, naming it
+};
+
+// Runs the copy. Throws only when nothing could be copied (the source and every verified copy
+// unreadable, a source read error) or on a cancel; a destination's failure is in the outcome.
+Outcome run(const MediaJob &job, JobControl &control, const JobPhaseCallbacks &callbacks);
+
+// Where the copy reads from: the source when it is unchanged, otherwise a committed verified
+// copy whose digest is known; nullopt when neither exists.
+std::optional<QString> readFrom(const MediaJob &job);
+
+} // namespace FanOutPhase
+
+} // namespace vantor
