@@ -63,12 +63,12 @@ bool applies(const MediaJob &job)
     return false;
 }
 
-std::optional<QString> readFrom(const MediaJob &job)
+QStringList readFrom(const MediaJob &job)
 {
     if (sourceUnchanged(job))
-        return job.source;
+        return {job.source};
     if (!job.checksum || !job.sourceHash)
-        return std::nullopt;
+        return {};
     QStringList verified;
     if (job.copyCommitted && job.copyDestination && job.destinationHash == job.sourceHash)
         verified << *job.copyDestination;
@@ -76,12 +76,13 @@ std::optional<QString> readFrom(const MediaJob &job)
         if (backup.committed && backup.hash == job.sourceHash)
             verified << backup.path;
     }
+    QStringList readable;
     for (const QString &path : verified) {
         const QFileInfo info(path);
         if (info.isFile() && !info.isSymLink())
-            return path;
+            readable << path;
     }
-    return std::nullopt;
+    return readable;
 }
 
 Outcome run(const MediaJob &job, JobControl &control, const JobPhaseCallbacks &callbacks)
@@ -123,24 +124,34 @@ Outcome run(const MediaJob &job, JobControl &control, const JobPhaseCallbacks &c
     if (targets.empty())
         return done;
 
-    const std::optional<QString> source = readFrom(job);
-    if (!source)
+    const QStringList sources = readFrom(job);
+    if (sources.isEmpty())
         throw VantorError(QStringLiteral("The source is missing or changed, and no destination holds a verified copy "
                                          "of it: ") + job.source);
     // Every destination must get the bytes the first ones got: the recorded digest is the proof.
     const std::optional<QString> expected = job.checksum ? job.sourceHash : std::nullopt;
-    const FanOutCopy::Result copied = FanOutCopy::copy(
-        job, *source, targets, control,
-        [&](JobStatus phase, double fraction) { callbacks.progress(phase, fraction); },
-        [&](std::size_t target, const PublishRecord &record) {
-            if (owners[target] < 0) {
-                if (callbacks.beforePublish)
-                    callbacks.beforePublish(record, false);
-            } else if (callbacks.beforeBackupPublish) {
-                callbacks.beforeBackupPublish(std::size_t(owners[target]), record);
-            }
-        },
-        expected);
+    FanOutCopy::Result copied;
+    for (qsizetype attempt = 0; attempt < sources.size(); ++attempt) {
+        try {
+            copied = FanOutCopy::copy(
+                job, sources[attempt], targets, control,
+                [&](JobStatus phase, double fraction) { callbacks.progress(phase, fraction); },
+                [&](std::size_t target, const PublishRecord &record) {
+                    if (owners[target] < 0) {
+                        if (callbacks.beforePublish)
+                            callbacks.beforePublish(record, false);
+                    } else if (callbacks.beforeBackupPublish) {
+                        callbacks.beforeBackupPublish(std::size_t(owners[target]), record);
+                    }
+                },
+                expected);
+            break;
+        } catch (const VantorError &) {
+            // Nothing was published from this one; a further verified copy may still serve.
+            if (attempt + 1 == sources.size())
+                throw;
+        }
+    }
 
     for (std::size_t target = 0; target < targets.size() && target < copied.outcomes.size(); ++target) {
         const FanOutCopy::Outcome &outcome = copied.outcomes[target];

@@ -26,13 +26,13 @@ struct Outcome {
     QStringList failures;   // one sentence per failed destination, naming it
 };
 
-// Runs the copy. Throws only when nothing could be copied (the source and every verified copy
-// unreadable, a source read error) or on a cancel; a destination's failure is in the outcome.
+// Runs the copy. Throws only when nothing could be copied (no readable source or verified copy
+// giving the recorded digest) or on a cancel; a destination's failure is in the outcome.
 Outcome run(const MediaJob &job, JobControl &control, const JobPhaseCallbacks &callbacks);
 
-// Where the copy reads from: the source when it is unchanged, otherwise a committed verified
-// copy whose digest is known; nullopt when neither exists.
-std::optional<QString> readFrom(const MediaJob &job);
+// Where the copy may read from, in order: the source when it is unchanged, otherwise every
+// committed copy whose digest matched the source's (each is read against that digest).
+QStringList readFrom(const MediaJob &job);
 
 } // namespace FanOutPhase
 
