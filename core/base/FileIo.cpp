@@ -30,6 +30,10 @@ struct FaultState {
     Faults::Plan plan;
     long count = 0;
     int traceFd = -1;
+    // Read on every read without the lock: the plan's device, and what was read from it.
+    std::atomic<dev_t> readDevice = 0;
+    std::atomic<bool> corruptReads = false;
+    std::atomic<long long> bytesRead = 0;
 };
 
 FaultState &faultState()
@@ -56,9 +60,24 @@ Fault beforeMutation(const char *operation)
     }
     if (state.plan.killBefore == number)
         ::raise(SIGKILL);
+    if (state.plan.onMutation)
+        state.plan.onMutation(operation);
     if (state.plan.failAt == number)
         return state.plan.shortWrite ? Fault::shortWrite : Fault::fail;
     return Fault::none;
+}
+
+// Counts, and where planned corrupts, what a read returned from a file on the plan's device.
+void afterRead(int fd, void *buffer, std::size_t got)
+{
+    FaultState &state = faultState();
+    const dev_t device = state.readDevice.load();
+    struct stat info {};
+    if (device == 0 || got == 0 || ::fstat(fd, &info) != 0 || info.st_dev != device)
+        return;
+    state.bytesRead += qint64(got);
+    if (state.corruptReads)
+        static_cast<char *>(buffer)[0] ^= 0x01;
 }
 
 void afterMutation()
@@ -78,6 +97,7 @@ int injectedError()
 constexpr Fault beforeMutation(const char *) { return Fault::none; }
 constexpr void afterMutation() {}
 constexpr int injectedError() { return EIO; }
+constexpr void afterRead(int, void *, std::size_t) {}
 #endif
 
 // A planned short write that lands on an operation other than a write fails it as a full disk.
@@ -155,8 +175,10 @@ std::size_t read(int fd, void *buffer, std::size_t size)
 {
     for (;;) {
         const ssize_t got = ::read(fd, buffer, size);
-        if (got >= 0)
+        if (got >= 0) {
+            afterRead(fd, buffer, std::size_t(got));
             return std::size_t(got);
+        }
         if (errno != EINTR)
             throwSystemError(errno);
     }
@@ -375,6 +397,9 @@ void set(const Plan &plan)
     std::lock_guard lock(state.mutex);
     state.plan = plan;
     state.count = 0;
+    state.readDevice = plan.readDevice;
+    state.corruptReads = plan.corruptReads;
+    state.bytesRead = 0;
 }
 
 void clear()
@@ -387,6 +412,11 @@ long mutatingCount()
     FaultState &state = faultState();
     std::lock_guard lock(state.mutex);
     return state.count;
+}
+
+long long bytesRead()
+{
+    return faultState().bytesRead.load();
 }
 
 void loadFromEnvironment()

@@ -4,6 +4,7 @@
 #include <QString>
 #include <cstddef>
 #include <ctime>
+#include <functional>
 #include <memory>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -87,6 +88,11 @@ struct Plan {
     bool shortWrite = false; // a write writes half, then fails with ENOSPC
     long killBefore = 0;   // SIGKILL the process before the Nth mutating operation
     long killAfter = 0;    // SIGKILL the process after the Nth mutating operation
+    dev_t readDevice = 0;  // reads of files on this device are counted (see bytesRead)
+    bool corruptReads = false; // ...and each comes back with its first byte flipped
+    // Called before each mutating operation with its name, the layer's lock held, so a test
+    // can change the world at an exact point (fill a volume, say) while no other operation runs.
+    std::function<void(const char *operation)> onMutation = {};
 };
 
 // Declared everywhere, defined only where VANTOR_FAULT_POINTS is on (the test builds): a product
@@ -94,6 +100,7 @@ struct Plan {
 void set(const Plan &plan); // also restarts the count
 void clear();
 long mutatingCount();
+long long bytesRead(); // from files on the plan's readDevice since the plan was set
 // Reads VANTOR_FAULT_FAIL_AT, VANTOR_FAULT_ERRNO (EIO, ENOSPC, EACCES or "short"),
 // VANTOR_FAULT_KILL_BEFORE, VANTOR_FAULT_KILL_AFTER and VANTOR_FAULT_TRACE (a file that gets one
 // line per mutating operation), so crash tests can drive a whole vantor process.

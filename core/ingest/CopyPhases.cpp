@@ -22,6 +22,18 @@ bool rotational(dev_t device)
     return false;
 }
 
+// Neither digest may come from memory: whatever the cache holds of the file goes, and direct
+// reads go to the device whatever it holds. On tmpfs the memory is the device.
+void readFromDevice(int fd, const Tuning &tuning)
+{
+    FileIo::dropFromPageCache(fd);
+    FileIo::seek(fd, 0);
+    if (tuning.directReads.value_or(!FileIo::isMemoryBacked(fd)))
+        FileIo::tryDirect(fd);
+    else
+        ::posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL);
+}
+
 } // namespace
 
 bool readSideBySide(int first, int second)
@@ -46,16 +58,8 @@ qint64 write(int input, int output, qint64 expected, JobControl &control, const 
 std::pair<QString, QString> verify(int source, int copy, ChecksumAlgorithm algorithm, JobControl &control,
                                    const Progress &progress, const Tuning &tuning)
 {
-    // Neither digest may come from memory: whatever the cache holds of either file goes, and
-    // direct reads go to the device whatever it holds. On tmpfs the memory is the device.
-    for (const int fd : {source, copy}) {
-        FileIo::dropFromPageCache(fd);
-        FileIo::seek(fd, 0);
-        if (tuning.directReads.value_or(!FileIo::isMemoryBacked(fd)))
-            FileIo::tryDirect(fd);
-        else
-            ::posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL);
-    }
+    for (const int fd : {source, copy})
+        readFromDevice(fd, tuning);
     const qint64 sizes[2] = {FileIo::fstat(source).st_size, FileIo::fstat(copy).st_size};
     double fractions[2] = {0, 0};
     const auto report = [&](int lane, qint64 bytes) {
@@ -78,6 +82,20 @@ std::pair<QString, QString> verify(int source, int copy, ChecksumAlgorithm algor
         }
     }
     return {hashes[0].text(), hashes[1].text()};
+}
+
+QString readBack(int fd, ChecksumAlgorithm algorithm, JobControl &control, const std::function<void(qint64 bytes)> &progress,
+                 const Tuning &tuning)
+{
+    readFromDevice(fd, tuning);
+    Hasher hasher(algorithm);
+    CopyPipeline pipeline(control, tuning.blockSize, tuning.buffers);
+    pipeline.add(fd, {&hasher});
+    pipeline.run([&](int, qint64 bytes) {
+        if (progress)
+            progress(bytes);
+    });
+    return hasher.text();
 }
 
 } // namespace vantor::CopyPhases

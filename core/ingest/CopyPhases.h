@@ -37,6 +37,10 @@ qint64 write(int input, int output, qint64 expected, JobControl &control, const 
 std::pair<QString, QString> verify(int source, int copy, ChecksumAlgorithm algorithm, JobControl &control,
                                    const Progress &progress, const Tuning &tuning = {});
 
+// Digest of one file as its device returns it, from its start; progress gets the bytes read.
+QString readBack(int fd, ChecksumAlgorithm algorithm, JobControl &control, const std::function<void(qint64 bytes)> &progress,
+                 const Tuning &tuning = {});
+
 // Whether two files are read fastest at once: on different devices, or where seeking is free.
 bool readSideBySide(int first, int second);
 

@@ -5,6 +5,7 @@
 #include "files/FileGrant.h"
 #include "ingest/FolderListing.h"
 #include "files/SafeFiles.h"
+#include "ingest/StagingCopy.h"
 #include "ingest/StagingFiles.h"
 #include "base/FileIo.h"
 #include "base/VantorError.h"
@@ -17,7 +18,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <sys/file.h>
 #include <system_error>
 #include <tuple>
 #include <unistd.h>
@@ -40,41 +40,6 @@ struct stat statOf(const QString &path)
         throwSystemError(error.code().value(), path);
     }
 }
-
-// The source's own values, refused unless they still match the job's record.
-struct stat unchangedSource(const MediaJob &job)
-{
-    const struct stat info = statOf(job.source);
-    const bool unchanged = !S_ISLNK(info.st_mode) && qint64(info.st_size) == job.bytes
-                           && Timestamp::fromTimespec(info.st_mtim) == job.modified;
-    if (!unchanged)
-        throw VantorError(QStringLiteral("The source changed after it was queued. Add it again: ") + fileName(job.source));
-    return info;
-}
-
-// Removes the staging file on every way out of a copy that did not publish it.
-class StagingCleanup {
-public:
-    StagingCleanup(int folder, QByteArray name) : m_folder(folder), m_name(std::move(name)) {}
-    ~StagingCleanup()
-    {
-        if (m_armed) {
-            try {
-                FileIo::unlinkAt(m_folder, m_name);
-            } catch (const std::system_error &) {
-                // Nothing more can be done; the name is hidden and the next attempt reuses it.
-            }
-        }
-    }
-    StagingCleanup(const StagingCleanup &) = delete;
-    StagingCleanup &operator=(const StagingCleanup &) = delete;
-    void disarm() { m_armed = false; }
-
-private:
-    int m_folder;
-    QByteArray m_name;
-    bool m_armed = true;
-};
 
 } // namespace
 
@@ -163,7 +128,7 @@ std::vector<SourceFile> scan(const QStringList &paths, QStringList *skipped)
 
 void assertUnchanged(const MediaJob &job)
 {
-    unchangedSource(job);
+    StagingCopy::unchangedSource(job, job.source);
 }
 
 QString stagingName(const MediaJob &job)
@@ -180,42 +145,18 @@ CopyResult copy(const MediaJob &job, JobControl &control, const Update &update, 
     };
     if (!job.copyDestination)
         throw VantorError(QStringLiteral("Copy destination is missing."));
-    unchangedSource(job);
-    const SafeFiles::ParentFolder parent = SafeFiles::prepareParent(
-        *job.copyDestination, SafeFiles::grantedRoot(*job.copyDestination, job.destinationRoot, job.destinationGrant));
-    const int folder = parent.folder.get();
-    StagingFiles::holdFolder(folder);
-
-    const struct statvfs volume = FileIo::fstatvfs(folder);
-    const auto available = qint64(volume.f_bavail) * qint64(volume.f_frsize);
-    if (available < job.bytes)
+    StagingCopy::unchangedSource(job, job.source);
+    const SafeFiles::ParentFolder parent = StagingCopy::prepare(*job.copyDestination, job.destinationRoot, job.destinationGrant);
+    if (!StagingCopy::hasRoom(parent, job.bytes))
         throw VantorError(QStringLiteral("Not enough free space for ") + fileName(job.source) + QStringLiteral("."));
-
-    // Named after the job alone, so a retry finds and replaces what a crashed attempt left.
-    const QByteArray staging = FileIo::encodeName(stagingName(job));
-    if (FileIo::existsAt(folder, staging)) {
-        // A staging file whose writer still holds it is another process's copy to this very
-        // target (`vantor copy` names its job after the target), not a leftover.
-        const FileIo::UniqueFd existing = FileIo::openAt(folder, staging, O_RDONLY | O_NOFOLLOW);
-        if (::flock(existing.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
-            throw VantorError(QStringLiteral("Another copy to this target is running: ") + *job.copyDestination);
-        FileIo::unlinkAt(folder, staging);
-    }
-    FileIo::UniqueFd output;
-    try {
-        output = FileIo::openAt(folder, staging, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0644);
-    } catch (const std::system_error &) {
-        throw VantorError(QStringLiteral("Could not create a staging file. Check drive access."));
-    }
-    ::flock(output.get(), LOCK_EX | LOCK_NB); // advisory: marks the file as being written
-    StagingCleanup cleanup(folder, staging);
+    StagingCopy staging(parent, job);
 
     const FileIo::UniqueFd input = ChecksumService::openForReading(job.source, O_NOFOLLOW);
     // Reading, writing and (when verifying) the reads back overlap on their own threads; the
     // staging file is on the device and out of the page cache when the copy phase returns.
-    const qint64 copied = CopyPhases::write(input.get(), output.get(), job.bytes, control,
+    const qint64 copied = CopyPhases::write(input.get(), staging.fd(), job.bytes, control,
                                             [&](double f) { report(JobStatus::copying, f); }, tuning);
-    unchangedSource(job);
+    StagingCopy::unchangedSource(job, job.source);
     if (copied != job.bytes)
         throw VantorError(QStringLiteral("Source size changed during copy. Nothing was committed."));
 
@@ -223,33 +164,29 @@ CopyResult copy(const MediaJob &job, JobControl &control, const Update &update, 
     if (job.checksum) {
         report(JobStatus::verifying, 0.0);
         const FileIo::UniqueFd original = ChecksumService::openForReading(job.source, O_NOFOLLOW);
-        const FileIo::UniqueFd written = FileIo::openAt(folder, staging, O_RDONLY | O_NOFOLLOW);
+        const FileIo::UniqueFd written = staging.openForReading();
         std::tie(result.sourceHash, result.destinationHash) = CopyPhases::verify(
             original.get(), written.get(), *job.checksum, control, [&](double f) { report(JobStatus::verifying, f); }, tuning);
         if (result.sourceHash != result.destinationHash)
             throw VantorError(QStringLiteral("Checksum mismatch. The copy was discarded; the source is untouched."));
     }
     // The last look at the source also supplies its exact time, nanoseconds included.
-    const struct stat source = unchangedSource(job);
+    const struct stat source = StagingCopy::unchangedSource(job, job.source);
 
     control.checkpoint(); // a cancel here still discards the verified copy
-    const timespec times[2] = {{0, UTIME_OMIT}, source.st_mtim};
-    FileIo::futimens(output.get(), times);
-    FileIo::fsync(output.get());
-    FileIo::closeChecked(output);
+    staging.settle(source.st_mtim);
     if (beforePublish) {
         PublishRecord record;
         if (job.checksum) {
             record = {job.bytes, *job.checksum, *result.destinationHash};
         } else {
-            const FileIo::UniqueFd written = FileIo::openAt(folder, staging, O_RDONLY | O_NOFOLLOW);
+            const FileIo::UniqueFd written = staging.openForReading();
             record = StagingFiles::record(written.get(), ChecksumAlgorithm::xxHash, control);
         }
         beforePublish(record);
         control.checkpoint();
     }
-    SafeFiles::publish(parent, staging);
-    cleanup.disarm();
+    staging.publish();
     return result;
 }
 
