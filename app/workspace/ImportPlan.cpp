@@ -9,7 +9,7 @@ namespace vantor {
 bool ImportPlan::needsComparison(const std::vector<MediaJob> &jobs)
 {
     return std::any_of(jobs.begin(), jobs.end(), [](const MediaJob &job) {
-        return job.copyDestination && ExistingCopy::sameSize(*job.copyDestination, job.bytes);
+        return job.copyDestination && job.backups.empty() && ExistingCopy::sameSize(*job.copyDestination, job.bytes);
     });
 }
 
@@ -17,7 +17,8 @@ ImportPlan ImportPlan::settle(const std::vector<MediaJob> &jobs, ChecksumAlgorit
 {
     ImportPlan plan;
     for (const MediaJob &job : jobs) {
-        if (!job.copyDestination || !ExistingCopy::sameSize(*job.copyDestination, job.bytes)
+        // A job that owes backups is never set aside: its backups are not there yet.
+        if (!job.copyDestination || !job.backups.empty() || !ExistingCopy::sameSize(*job.copyDestination, job.bytes)
             || !ExistingCopy::matches(job.source, *job.copyDestination, algorithm, control)) {
             plan.jobs.push_back(job);
             continue;

@@ -17,9 +17,9 @@ struct ImportPlan {
     // its source's size.
     static bool needsComparison(const std::vector<MediaJob> &jobs);
 
-    // Sets aside each job whose copy destination already holds its source's bytes (same size,
-    // same digest): such a job is offloaded, and when it also transcodes and its output is not
-    // there yet, a transcode-only job takes its place. Every other job stays as built, so a
+    // Sets aside each job that owes no backup copy and whose copy destination already holds its
+    // source's bytes (same size, same digest): such a job is offloaded, and when it also
+    // transcodes and its output is not there yet, a transcode-only job takes its place. Every other job stays as built, so a
     // different file under the same name is still the queue's collision. Blocking.
     static ImportPlan settle(const std::vector<MediaJob> &jobs, ChecksumAlgorithm algorithm, JobControl &control);
 };

@@ -15,6 +15,7 @@
 #include "queue/QueueService.h"
 #include "presets/PresetService.h"
 #include "transcode/TranscodeService.h"
+#include "workspace/BackupFolders.h"
 #include "workspace/UserChoices.h"
 
 #include <QDir>
@@ -113,6 +114,7 @@ void Workspace::setCopyFolder(const QString &folder) { assign(m_copyFolder, fold
 void Workspace::setOutputFolder(const QString &folder) { assign(m_outputFolder, folder, &Workspace::planChanged); }
 void Workspace::setHierarchy(bool hierarchy) { assign(m_hierarchy, hierarchy, &Workspace::planChanged); }
 void Workspace::setMhl(bool mhl) { assign(m_mhl, mhl, &Workspace::planChanged); }
+void Workspace::setCascade(bool cascade) { assign(m_cascade, cascade, &Workspace::planChanged); }
 void Workspace::setRename(bool rename) { assign(m_rename, rename, &Workspace::planChanged); }
 void Workspace::setPattern(const QString &pattern) { assign(m_pattern, pattern, &Workspace::planChanged); }
 void Workspace::setCamera(const QString &value) { assign(m_camera, value, &Workspace::planChanged); }
@@ -252,6 +254,8 @@ JobPlan Workspace::plan() const
     plan.outputFolder = m_outputFolder;
     plan.hierarchy = m_hierarchy;
     plan.mhl = m_mhl;
+    plan.backups = m_backupFolders;
+    plan.cascade = m_cascade;
     plan.checksum = m_verify ? std::optional(m_algorithm) : std::nullopt;
     plan.pattern = m_rename ? std::optional(m_pattern) : std::nullopt;
     plan.values.insert(QStringLiteral("CAMERA"), m_camera);
@@ -302,7 +306,10 @@ std::vector<MediaJob> Workspace::importJobs() const
         throw VantorError(QStringLiteral("Add source media first."));
     if (m_operation.transcodes())
         PresetService::validate(m_preset);
-
+    if (m_operation.copies()) {
+        for (const QString &folder : m_backupFolders) // a drive may have gone since it was added
+            BackupFolders::assertAvailable(folder);
+    }
     return JobPlanner::plan(plan(), m_sources);
 }
 
@@ -522,6 +529,35 @@ void Workspace::chooseTranscodeDestination()
     if (const std::optional<QString> folder = directory(QStringLiteral("Transcode Output Folder"))) {
         m_queue->repository().setTranscodeDestination(FileGrant(*folder));
     }
+}
+
+// ---- Backup destinations
+
+void Workspace::addBackupFolder(const QString &folder)
+{
+    const AppState &state = m_queue->state();
+    try {
+        m_backupFolders << BackupFolders::checked(folder, m_backupFolders,
+                                                  state.project ? std::optional(state.project->root) : std::nullopt);
+    } catch (const std::exception &failure) {
+        setError(errorText(failure));
+        return;
+    }
+    Q_EMIT planChanged();
+}
+
+void Workspace::chooseBackupFolder()
+{
+    if (const std::optional<QString> folder = m_choices->chooseFolder(QStringLiteral("Choose backup destination")))
+        addBackupFolder(*folder);
+}
+
+void Workspace::removeBackupFolder(int row)
+{
+    if (row < 0 || row >= m_backupFolders.size())
+        return;
+    m_backupFolders.removeAt(row);
+    Q_EMIT planChanged();
 }
 
 // ---- Templates

@@ -66,6 +66,9 @@ public:
     QString outputFolder() const { return m_outputFolder; }
     bool hierarchy() const { return m_hierarchy; }
     bool mhl() const { return m_mhl; } // "import.mhl": ASC MHL histories for each card
+    // Folders on other drives that each copy also goes to, in the order added.
+    const QStringList &backupFolders() const { return m_backupFolders; }
+    bool cascade() const { return m_cascade; } // backups copied from the verified project copy
     bool rename() const { return m_rename; }
     QString pattern() const { return m_pattern; }
     QString camera() const { return m_camera; }
@@ -100,6 +103,7 @@ public:
     void setOutputFolder(const QString &folder);
     void setHierarchy(bool hierarchy);
     void setMhl(bool mhl);
+    void setCascade(bool cascade);
     void setRename(bool rename);
     void setPattern(const QString &pattern);
     void setCamera(const QString &value);
@@ -145,6 +149,11 @@ public:
     void openProjectFolder(const QString &folder);
     void chooseLocation();
     void chooseTranscodeDestination();
+    // Backup destinations of the Import plan: refused with a message in error() when the folder
+    // cannot take backups of the open project.
+    void addBackupFolder(const QString &folder);
+    void chooseBackupFolder(); // "Choose backup destination", then addBackupFolder
+    void removeBackupFolder(int row);
     void selectTemplate(const ProjectTemplate &projectTemplate);
     void newTemplate(bool duplicate);
     void saveTemplate();
@@ -164,7 +173,8 @@ Q_SIGNALS:
     void projectFieldsChanged(); // editingTemplates, name, client, date, location, templateID
     void sourcesChanged();       // sources, sourcePresets
     void scanningChanged();
-    void planChanged(); // operation, verify, algorithm, folders, hierarchy, mhl, naming, preset, customPresetName
+    // operation, verify, algorithm, folders, hierarchy, mhl, backups, cascade, naming, preset, customPresetName
+    void planChanged();
     void templateChanged(); // templateDraft, templateText
     void errorChanged();
     void noticeChanged();
@@ -201,6 +211,8 @@ private:
     QString m_outputFolder = QStringLiteral("02_FOOTAGE/PROXIES");
     bool m_hierarchy = true;
     bool m_mhl = true;
+    QStringList m_backupFolders;
+    bool m_cascade = false;
     bool m_rename = false;
     QString m_pattern = QStringLiteral("{ORIGINAL}");
     QString m_camera, m_roll, m_scene, m_shot, m_take;

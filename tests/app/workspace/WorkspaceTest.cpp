@@ -2,7 +2,9 @@
 
 #include "state/StateStore.h"
 
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QJsonDocument>
 #include <gtest/gtest.h>
 
@@ -55,6 +57,7 @@ public:
     {
         QStringList all{QString::fromUtf8(QJsonDocument(ws.queue().state().toJson()).toJson()), ws.notice(),
                         QString::number(int(ws.page())), QString::number(ws.queue().running())};
+        all << ws.backupFolders();
         for (const SourceFile &source : ws.sources())
             all << source.url;
         return all;
@@ -74,6 +77,10 @@ void none(WorkspaceTest &) {}
 void enqueue(WorkspaceTest &t) { t.ws.enqueue(); }
 void transcode(WorkspaceTest &t) { t.ws.enqueueTranscodes(true); }
 void create(WorkspaceTest &t) { t.ws.createProject(); EXPECT_TRUE(t.harness.settle()); }
+// Adds the folder `relative` of the media folder as a backup destination.
+void backup(WorkspaceTest &t, const char *relative) { t.ws.addBackupFolder(t.media.file(QLatin1String(relative))); }
+void addShuttle(WorkspaceTest &t) { backup(t, "shuttle"); }
+void shuttle(WorkspaceTest &t) { t.media.makeDir("shuttle"); addShuttle(t); }
 
 } // namespace
 
@@ -131,6 +138,35 @@ INSTANTIATE_TEST_SUITE_P(
                 "Add at least one folder to the template."},
         Refusal{"BlankPresetName", [](auto &t) { t.ws.setCustomPresetName("   "); }, [](auto &t) { t.ws.savePreset(); },
                 "\u201C   \u201D is not a safe file or folder name."},
+        Refusal{"BackupMissing", none, addShuttle, "The backup folder does not exist: %1/shuttle"},
+        Refusal{"BackupIsAFile", [](auto &t) { t.media.write("shuttle", "x"); }, addShuttle,
+                "A backup destination must be a folder: %1/shuttle"},
+        Refusal{"BackupReadOnly", [](auto &t) { QFile::setPermissions(t.media.makeDir("shuttle"), QFile::ReadOwner | QFile::ExeOwner); },
+                addShuttle, "The backup folder is not writable: %1/shuttle"},
+        Refusal{"BackupListedTwice", shuttle, [](auto &t) { backup(t, "shuttle/"); },
+                "The backup folder is already listed: %1/shuttle"},
+        Refusal{"BackupInsideAnother", [](auto &t) { t.media.makeDir("shuttle/day1"); addShuttle(t); },
+                [](auto &t) { backup(t, "shuttle/day1"); }, "Backup folders must not lie inside one another: %1/shuttle/day1"},
+        Refusal{"BackupInsideTheProject", [](auto &t) { t.openProject(); t.media.makeDir("projects/Doc/safety"); },
+                [](auto &t) { backup(t, "projects/Doc/safety"); },
+                "A backup folder must lie outside the project folder: %1/projects/Doc/safety"},
+        Refusal{"BackupThroughALinkIntoTheProject",
+                [](auto &t) { QFile::link(t.openProject(), t.media.file("shuttle")); }, addShuttle,
+                "A backup folder must lie outside the project folder: %1/shuttle"},
+        Refusal{"BackupHoldsTheProject", [](auto &t) { t.openProject(); }, [](auto &t) { backup(t, "projects"); },
+                "A backup folder must not hold the project folder: %1/projects"},
+        Refusal{"BackupDriveGoneBeforeQueueing",
+                [](auto &t) { t.openProject(); t.receive({t.card()}); shuttle(t); QDir(t.media.file("shuttle")).removeRecursively(); },
+                enqueue, "The backup folder does not exist: %1/shuttle"},
+        // A copy already in place is not set aside while its backup is still owed.
+        Refusal{"CopyInPlaceButBackupOwed",
+                [](auto &t) {
+                    t.openProject();
+                    t.receive({t.card()});
+                    t.media.write("projects/Doc/02_FOOTAGE/ORIGINALS/A001/CLIP/C0001.MXF", "one");
+                    shuttle(t);
+                },
+                enqueue, "Destination collision: %1/projects/Doc/02_FOOTAGE/ORIGINALS/A001/CLIP/C0001.MXF. Change the output pattern or folder."},
         Refusal{"EjectOffAnyRemovableVolume", none, [](auto &t) { t.ws.eject(t.media.path()); },
                 "Only a mounted removable volume can be ejected: %1"}),
     [](const auto &info) { return std::string(info.param.name); });
@@ -307,6 +343,38 @@ TEST_F(WorkspaceTest, CopiesAlreadyAtTheirDestinationsAreSetAside)
     EXPECT_EQ(ws.error(), QStringLiteral("Destination collision: ") + copies
                               + QStringLiteral("C0001.MXF. Change the output pattern or folder."));
     EXPECT_EQ(snapshot(), before);
+}
+
+TEST_F(WorkspaceTest, QueuedImportsOweTheListedBackupFolders)
+{
+    const QString root = openProject();
+    receive({card()});
+    harness.choices.folders << media.makeDir(QStringLiteral("drives/one")) << media.makeDir(QStringLiteral("drives/two"))
+                            << media.makeDir(QStringLiteral("drives/three"));
+    QSignalSpy changed(&ws, &Workspace::planChanged);
+    for (int chosen = 0; chosen < 3; ++chosen)
+        ws.chooseBackupFolder();
+    ws.removeBackupFolder(0);
+    ws.removeBackupFolder(7); // no such row: nothing happens
+    ws.setCascade(true);
+    EXPECT_EQ(harness.choices.asked.count(QStringLiteral("Choose backup destination")), 3);
+    EXPECT_EQ(changed.count(), 5);
+    const QStringList backups{media.file(QStringLiteral("drives/two")), media.file(QStringLiteral("drives/three"))};
+    ASSERT_EQ(ws.backupFolders(), backups);
+
+    ws.setOperation(JobOperation::copy);
+    ws.enqueue(false);
+    ASSERT_TRUE(harness.settle());
+    ASSERT_FALSE(ws.error()) << ws.error()->toStdString();
+    ASSERT_EQ(jobs().size(), 3u);
+    for (const MediaJob &job : jobs()) {
+        const QString below = job.copyDestination->mid(QFileInfo(root).path().size()); // "/Doc/02_FOOTAGE/…"
+        QStringList owed;
+        for (const BackupCopy &copy : job.backups)
+            owed << copy.root + u' ' + copy.path + u' ' + QString::number(copy.deferred) + u' ' + QString::number(copy.committed);
+        EXPECT_EQ(owed, QStringList({backups[0] + u' ' + backups[0] + below + QStringLiteral(" 1 0"),
+                                     backups[1] + u' ' + backups[1] + below + QStringLiteral(" 1 0")}));
+    }
 }
 
 TEST_F(WorkspaceTest, CustomPresetsAreRemovedAndBuiltInsStay)
