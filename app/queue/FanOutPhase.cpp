@@ -8,6 +8,7 @@
 
 #include <QFileInfo>
 #include <QStringList>
+#include <system_error>
 
 namespace vantor::FanOutPhase {
 
@@ -25,6 +26,8 @@ bool sourceUnchanged(const MediaJob &job)
         return true;
     } catch (const VantorError &) {
         return false;
+    } catch (const std::system_error &) {
+        return false; // gone or unreadable
     }
 }
 

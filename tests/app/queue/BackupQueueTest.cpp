@@ -49,10 +49,7 @@ protected:
         for (int index = 0; index < clips.size(); ++index)
             dir.write(QStringLiteral("A001/") + clips[index], test::randomBytes(3 * mebibyte / 2, quint32(index + 1)));
         QDir().mkpath(project);
-        QFile fill(filler);
-        ASSERT_TRUE(fill.open(QIODevice::WriteOnly));
-        fill.write(test::randomBytes(mebibyte, 9));
-        fill.close();
+        fill();
         queue = std::make_unique<QueueService>(dir.file(QStringLiteral("support")));
         tracker = std::make_unique<CardTracker>(queue->repository());
     }
@@ -60,6 +57,12 @@ protected:
     {
         tracker.reset();
         queue.reset();
+    }
+    void fill() const
+    {
+        QFile file(filler);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        ASSERT_EQ(file.write(test::randomBytes(mebibyte, 9)), mebibyte);
     }
     void enqueueCard(bool cascade = false)
     {
@@ -151,8 +154,6 @@ TEST_F(BackupQueueTest, ARetryWithoutTheCardCopiesFromAVerifiedDestination)
                           {"every copy spoilt", {project, first.path() + QStringLiteral("/Doc")}, false}};
     for (const Case &each : cases) {
         SCOPED_TRACE(each.name);
-        if (!QFile::exists(filler))
-            dir.write(filler, test::randomBytes(mebibyte, 9));
         std::vector<QUuid> ids;
         for (const MediaJob &queued : queue->state().jobs)
             ids.push_back(queued.id);
@@ -160,6 +161,8 @@ TEST_F(BackupQueueTest, ARetryWithoutTheCardCopiesFromAVerifiedDestination)
         for (const QString &root : {project + QStringLiteral("/A001"), first.path() + QStringLiteral("/Doc"),
                                     second.path() + QStringLiteral("/Doc")})
             QDir(root).removeRecursively();
+        if (!QFile::exists(filler))
+            fill();
         enqueueCard();
         run();
         ASSERT_EQ(job(2).status, JobStatus::failed);
