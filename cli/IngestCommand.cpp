@@ -304,14 +304,35 @@ int runIngest(const QStringList &arguments)
             return int(skipped > 0 ? exitFailure : exitSuccess);
         }
 
-        session.reportProgress(workspace);
-        if (!session.waitFor(&queue, &QueueService::idle, [&] { return !queue.running(); }))
-            return session.quit(workspace);
-        queue.flushSaves();
-
-        // Every card read is listed again and judged once its last job ended.
+        // Every card read is listed again and judged once its last job ended. With --cascade, a
+        // card judged on its project copies then has its backups copied from them, and is judged
+        // again once those end.
         CardTracker &cards = workspace.cards();
         QStringList roots;
+        for (const MediaJob &job : queue.state().jobs) {
+            if (!before.contains(job.id) && job.sourceRoot && !roots.contains(*job.sourceRoot))
+                roots << *job.sourceRoot;
+        }
+        if (workspace.cascade()) {
+            QObject::connect(&cards, &CardTracker::cardEnded, &queue,
+                             [&](const QString &root, const QList<QUuid> &ids, const CardVerdict &verdict) {
+                                 if (queue.runDeferredBackups(ids) > 0)
+                                     QTextStream(stderr) << verdict.label() << " on the project copies: " << root
+                                                         << "\nCopying the backups from the verified project copies.\n";
+                             });
+        }
+        const auto judged = [&] {
+            return std::none_of(roots.begin(), roots.end(), [&](const QString &root) { return cards.open(root); });
+        };
+        session.reportProgress(workspace);
+        do {
+            if (!session.waitFor(&queue, &QueueService::idle, [&] { return !queue.running(); }))
+                return session.quit(workspace);
+            if (!session.waitFor(&cards, &CardTracker::verdictChanged, judged))
+                return session.quit(workspace);
+        } while (queue.running() || !judged());
+        queue.flushSaves();
+
         int failed = 0;
         QStringList outputs;
         std::vector<MediaJob> queued;
@@ -319,8 +340,6 @@ int runIngest(const QStringList &arguments)
             if (before.contains(job.id))
                 continue;
             queued.push_back(job);
-            if (job.sourceRoot && !roots.contains(*job.sourceRoot))
-                roots << *job.sourceRoot;
             if (job.status != JobStatus::complete) {
                 ++failed;
                 continue;
@@ -334,11 +353,6 @@ int runIngest(const QStringList &arguments)
                     outputs << backup.path;
             }
         }
-        const auto judged = [&] {
-            return std::none_of(roots.begin(), roots.end(), [&](const QString &root) { return cards.open(root); });
-        };
-        if (!session.waitFor(&cards, &CardTracker::verdictChanged, judged))
-            return session.quit(workspace);
         std::vector<CardVerdict> verdicts;
         for (const QString &root : roots)
             verdicts.push_back(cards.verdict(root).value_or(CardVerdict{root, false, {}, {}}));

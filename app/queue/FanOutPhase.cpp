@@ -68,21 +68,21 @@ bool applies(const MediaJob &job)
 
 QStringList readFrom(const MediaJob &job)
 {
+    const bool hashed = job.checksum && job.sourceHash;
+    const bool projectVerified = hashed && job.copyCommitted && job.copyDestination && job.destinationHash == job.sourceHash;
+    QStringList candidates;
+    if (projectVerified)
+        candidates << *job.copyDestination;
     if (sourceUnchanged(job))
-        return {job.source};
-    if (!job.checksum || !job.sourceHash)
-        return {};
-    QStringList verified;
-    if (job.copyCommitted && job.copyDestination && job.destinationHash == job.sourceHash)
-        verified << *job.copyDestination;
+        candidates << job.source;
     for (const BackupCopy &backup : job.backups) {
-        if (backup.committed && backup.hash == job.sourceHash)
-            verified << backup.path;
+        if (hashed && backup.committed && backup.hash == job.sourceHash)
+            candidates << backup.path;
     }
     QStringList readable;
-    for (const QString &path : verified) {
+    for (const QString &path : candidates) {
         const QFileInfo info(path);
-        if (info.isFile() && !info.isSymLink())
+        if (path == job.source || (info.isFile() && !info.isSymLink()))
             readable << path;
     }
     return readable;

@@ -10,8 +10,8 @@
 
 namespace vantor {
 
-// The copy of a job that owes backups: one read of the source (or, when the card is gone or
-// changed, of a verified destination checked against the recorded source digest) feeds the
+// The copy of a job that owes backups: one read of the source (or of a verified destination,
+// checked against the recorded source digest) feeds the
 // project copy and every backup not committed yet and not deferred. Each destination's outcome
 // is reported as it happens; a copy published by an earlier run is adopted only when it matches
 // its record.
@@ -30,8 +30,9 @@ struct Outcome {
 // giving the recorded digest) or on a cancel; a destination's failure is in the outcome.
 Outcome run(const MediaJob &job, JobControl &control, const JobPhaseCallbacks &callbacks);
 
-// Where the copy may read from, in order: the source when it is unchanged, otherwise every
-// committed copy whose digest matched the source's (each is read against that digest).
+// Where the copy may read from, in order: a verified project copy that needs no writing (a
+// cascade's backups, a retry of a backup), the source when it is unchanged, then every backup
+// whose digest matched the source's. A copy is read against the recorded source digest.
 QStringList readFrom(const MediaJob &job);
 
 } // namespace FanOutPhase

@@ -391,6 +391,29 @@ void QueueService::retryFailed()
         save();
 }
 
+int QueueService::runDeferredBackups(const QList<QUuid> &ids)
+{
+    std::vector<MediaJob> due;
+    for (const QUuid &id : ids) {
+        const MediaJob *stored = m_repository.job(id);
+        if (!stored || !stored->status.final() || !stored->copyCommitted || !stored->checksum || !stored->sourceHash
+            || stored->destinationHash != stored->sourceHash)
+            continue;
+        MediaJob job = *stored;
+        bool deferred = false;
+        for (BackupCopy &backup : job.backups) {
+            deferred = deferred || backup.deferred;
+            backup.deferred = false;
+        }
+        if (deferred)
+            due.push_back(retried(job));
+    }
+    m_repository.updateJobs(due);
+    if (!due.empty())
+        start();
+    return int(due.size());
+}
+
 void QueueService::moveWaiting(const QUuid &id, int by)
 {
     const std::vector<MediaJob> &jobs = m_repository.jobs();

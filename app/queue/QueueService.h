@@ -52,6 +52,10 @@ public:
     void cancelAll();
     void retry(const QUuid &id);
     void retryFailed();
+    // A cascade's second step, once the card of `ids` has its verdict on the project copies:
+    // the jobs whose project copy is verified owe their deferred backups now and wait again,
+    // to copy them from that copy; the queue starts when any does. Returns how many.
+    int runDeferredBackups(const QList<QUuid> &ids);
     void moveWaiting(const QUuid &id, int by);
     void remove(const QUuid &id);
     void removeCompleted();

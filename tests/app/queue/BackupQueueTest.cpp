@@ -64,14 +64,14 @@ protected:
         ASSERT_TRUE(file.open(QIODevice::WriteOnly));
         ASSERT_EQ(file.write(test::randomBytes(mebibyte, 9)), mebibyte);
     }
-    void enqueueCard(bool cascade = false)
+    void enqueueCard(bool cascade = false, bool mhl = false)
     {
         JobPlan plan;
         plan.operation = JobOperation::copy;
         plan.root = project;
         plan.grant = FileGrant(project);
         plan.checksum = ChecksumAlgorithm();
-        plan.mhl = false;
+        plan.mhl = mhl;
         plan.backups = {first.path(), second.path()};
         plan.cascade = cascade;
         queue->enqueue(JobPlanner::plan(plan, MediaIngestService::scan({card})));
@@ -95,7 +95,7 @@ protected:
 
 TEST_F(BackupQueueTest, AFullDestinationFailsAloneAndARetryCopiesOnlyIt)
 {
-    enqueueCard();
+    enqueueCard(false, true);
     const CardVerdict before = run();
     const QString source = card + QLatin1Char('/') + clips[2];
     const QString failed = copyAt(second.path(), 2);
@@ -137,6 +137,12 @@ TEST_F(BackupQueueTest, AFullDestinationFailsAloneAndARetryCopiesOnlyIt)
     }
     EXPECT_EQ(now, untouched);
     EXPECT_TRUE(after.safe) << after.text().toStdString();
+    // Each destination's card folder has its own ASC MHL history: one receipt each.
+    QStringList receipts;
+    for (const CardReceipt &receipt : after.receipts)
+        receipts << receipt.destination;
+    EXPECT_EQ(receipts, QStringList({project + QStringLiteral("/A001"), first.path() + QStringLiteral("/Doc/A001"),
+                                     second.path() + QStringLiteral("/Doc/A001")}));
 }
 
 // With the card gone, a retry reads a verified destination instead, and takes one only when it
@@ -187,6 +193,42 @@ TEST_F(BackupQueueTest, ARetryWithoutTheCardCopiesFromAVerifiedDestination)
             EXPECT_FALSE(QFile::exists(copyAt(second.path(), 2)));
         EXPECT_FALSE(test::listTree(second.path()).join(QLatin1Char(' ')).contains(QStringLiteral(".partial")));
         ASSERT_TRUE(QDir().rename(moved, card));
+    }
+}
+
+// Cascade: the card is judged on its project copies alone, then the backups are copied from
+// those copies (the card is gone by then) and the card is judged again, owing every destination.
+TEST_F(BackupQueueTest, CascadeJudgesTheProjectCopiesThenCopiesTheBackupsFromThem)
+{
+    ASSERT_TRUE(QFile::remove(filler));
+    std::vector<CardVerdict> verdicts;
+    const QString moved = dir.file(QStringLiteral("gone"));
+    connect(tracker.get(), &CardTracker::cardEnded, queue.get(),
+            [&](const QString &, const QList<QUuid> &ids, const CardVerdict &verdict) {
+                verdicts.push_back(verdict);
+                if (verdicts.size() == 1) {
+                    EXPECT_TRUE(QDir().rename(card, moved));
+                    EXPECT_EQ(queue->runDeferredBackups(ids), clips.size());
+                }
+            });
+    enqueueCard(true);
+    QSignalSpy ended(tracker.get(), &CardTracker::cardEnded);
+    queue->start();
+    while (ended.size() < 2 && ended.wait(30000)) {
+    }
+    ASSERT_EQ(verdicts.size(), 2u);
+    EXPECT_TRUE(verdicts[0].safe) << verdicts[0].text().toStdString();
+    EXPECT_FALSE(verdicts[1].safe);
+    ASSERT_EQ(verdicts[1].reasons.size(), 1u) << verdicts[1].text().toStdString();
+    EXPECT_TRUE(verdicts[1].reasons[0].text.startsWith(QStringLiteral("The card could not be scanned again.")));
+    for (int clip = 0; clip < clips.size(); ++clip) {
+        EXPECT_EQ(job(clip).status, JobStatus::complete) << job(clip).error.value_or(QString()).toStdString();
+        for (const QString &root : {first.path(), second.path()})
+            EXPECT_EQ(test::readFile(copyAt(root, clip)), test::readFile(moved + QLatin1Char('/') + clips[clip]));
+        for (const BackupCopy &backup : job(clip).backups) {
+            EXPECT_FALSE(backup.deferred);
+            EXPECT_EQ(backup.hash, job(clip).sourceHash);
+        }
     }
 }
 
