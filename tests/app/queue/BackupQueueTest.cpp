@@ -203,7 +203,7 @@ TEST_F(BackupQueueTest, CascadeJudgesTheProjectCopiesThenCopiesTheBackupsFromThe
     ASSERT_TRUE(QFile::remove(filler));
     std::vector<CardVerdict> verdicts;
     const QString moved = dir.file(QStringLiteral("gone"));
-    connect(tracker.get(), &CardTracker::cardEnded, queue.get(),
+    QObject::connect(tracker.get(), &CardTracker::cardEnded, queue.get(),
             [&](const QString &, const QList<QUuid> &ids, const CardVerdict &verdict) {
                 verdicts.push_back(verdict);
                 if (verdicts.size() == 1) {
