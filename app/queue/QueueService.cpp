@@ -266,7 +266,11 @@ void QueueService::changeBackup(const QUuid &id, std::size_t backup, const Backu
     if (!stored || backup >= stored->backups.size())
         return;
     MediaJob job = *stored;
-    job.backups[backup] = outcome;
+    BackupCopy &copy = job.backups[backup];
+    // The outcome only: the publish record saved meanwhile stays.
+    copy.committed = outcome.committed;
+    copy.hash = outcome.hash;
+    copy.error = outcome.error;
     if (!m_repository.updateJob(job))
         save();
 }

@@ -160,4 +160,22 @@ TEST_F(ReportCommand, IngestWithBackupsReportsEachDestinationAndRetriesOnlyTheFa
     EXPECT_EQ(QFileInfo(kept).lastModified(), keptTime);
 }
 
+// With --cascade the card is judged on the project copies first, then the backups are copied
+// from them; the ingest ends once they are, with the card judged on every destination.
+TEST_F(ReportCommand, IngestWithCascadeCopiesTheBackupsAfterTheProjectCopies)
+{
+    const QString source = card("A001", 2);
+    const QString backup = dir.makeDir("drive1");
+    const ProcessResult run = ingest({"--json", "--cascade", "--backup", backup}, source);
+    EXPECT_EQ(run.exitCode, 0) << run.errText().toStdString();
+    EXPECT_TRUE(run.errText().contains("Safe to format on the project copies: " + source + "\n")) << run.errText().toStdString();
+    const QJsonObject outcome = QJsonDocument::fromJson(run.out).object();
+    for (const QJsonValue &job : outcome["jobs"].toArray()) {
+        EXPECT_EQ(job["destinations"][1]["state"].toString(), "verified");
+        EXPECT_EQ(readFile(job["destinations"][1]["path"].toString()), readFile(job["source"].toString()));
+    }
+    EXPECT_EQ(outcome["cards"][0]["verdict"].toString(), "Safe to format");
+    EXPECT_EQ(outcome["cards"][0]["receipts"].toArray().size(), 2);
+}
+
 } // namespace
