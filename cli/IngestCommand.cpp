@@ -1,4 +1,5 @@
 #include "ChecksumOption.h"
+#include "DestinationOutcomes.h"
 #include "CommandLine.h"
 #include "HeadlessSession.h"
 #include "PictureOptions.h"
@@ -14,6 +15,7 @@
 #include "queue/QueueService.h"
 #include "workspace/Workspace.h"
 
+#include <QDir>
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QSettings>
@@ -84,14 +86,24 @@ void printPlan(const ImportPlan &plan, bool json)
 
 // What the run left: each output path, then each card's verdict with its reasons (the card's
 // path after the verdict, the reasons indented below it).
-void printOutcome(const QStringList &outputs, const std::vector<CardVerdict> &verdicts, bool json)
+// With --json, each queued job's destinations and their outcomes too.
+void printOutcome(const QStringList &outputs, const std::vector<CardVerdict> &verdicts,
+                  const std::vector<MediaJob> &jobs, bool json)
 {
     if (json) {
-        QJsonArray cards;
+        QJsonArray cards, destinations;
         for (const CardVerdict &verdict : verdicts)
             cards.append(verdict.toJson());
-        QTextStream(stdout) << JsonCodec::pretty(QJsonObject{
-            {QStringLiteral("outputs"), QJsonArray::fromStringList(outputs)}, {QStringLiteral("cards"), cards}});
+        for (const MediaJob &job : jobs) {
+            QJsonObject entry{{QStringLiteral("source"), job.source}, {QStringLiteral("status"), job.status.rawValue()},
+                              {QStringLiteral("destinations"), destinationsJson(job)}};
+            if (job.error)
+                entry.insert(QStringLiteral("error"), *job.error);
+            destinations.append(entry);
+        }
+        QTextStream(stdout) << JsonCodec::pretty(QJsonObject{{QStringLiteral("outputs"), QJsonArray::fromStringList(outputs)},
+                                                            {QStringLiteral("jobs"), destinations},
+                                                            {QStringLiteral("cards"), cards}});
         return;
     }
     for (const QString &path : outputs)
@@ -131,6 +143,13 @@ int runIngest(const QStringList &arguments)
         parser.addFlag({QStringLiteral("no-mhl")},
                        QStringLiteral("Write no ASC MHL history for the cards and their proxies."));
         parser.addFlag({QStringLiteral("flat")}, QStringLiteral("Do not keep the sources' sub-folders."));
+        parser.addValue({QStringLiteral("backup")},
+                        QStringLiteral("Copy each file to this folder on another drive too, from the same read "
+                                       "(repeatable). Each destination is verified and retried on its own."),
+                        QStringLiteral("DIR"));
+        parser.addFlag({QStringLiteral("cascade")},
+                       QStringLiteral("Copy to the project first and judge the cards there, then copy the backups "
+                                      "from the verified project copies."));
         parser.addValue({QStringLiteral("rename")},
                         QStringLiteral("Name outputs by this pattern, e.g. {PROJECT}_{ORIGINAL}_{COUNTER}."),
                         QStringLiteral("PATTERN"));
@@ -146,7 +165,8 @@ int runIngest(const QStringList &arguments)
                        QStringLiteral("Print the jobs, destinations and bytes the ingest would queue, and the space "
                                       "on each destination volume; queue nothing."));
         parser.addFlag({QStringLiteral("json")},
-                       QStringLiteral("Print the plan (with --dry-run), or the outputs and each card's verdict, as JSON."));
+                       QStringLiteral("Print the plan (with --dry-run), or the outputs, each job's destinations and each "
+                                      "card's verdict, as JSON."));
         parser.addPositional(QStringLiteral("SOURCE"), QStringLiteral("Files, folders or camera cards."),
                              QStringLiteral("SOURCE..."));
         if (!parser.parse(arguments))
@@ -157,6 +177,8 @@ int runIngest(const QStringList &arguments)
             throw UsageError(QStringLiteral("Give at least one source."));
         if (parser.isSet(QStringLiteral("json")) && parser.isSet(QStringLiteral("no-start")))
             throw UsageError(QStringLiteral("--json does not go with --no-start."));
+        if (parser.isSet(QStringLiteral("cascade")) && !parser.isSet(QStringLiteral("backup")))
+            throw UsageError(QStringLiteral("--cascade needs at least one --backup."));
         if (parser.isSet(QStringLiteral("no-verify")) && parser.isSet(QStringLiteral("algorithm")))
             throw UsageError(QStringLiteral("--algorithm and --no-verify exclude each other"));
         const std::optional<JobOperation> operation =
@@ -200,6 +222,12 @@ int runIngest(const QStringList &arguments)
             workspace.setHierarchy(false);
         if (parser.isSet(QStringLiteral("no-mhl")))
             workspace.setMhl(false);
+        for (const QString &folder : parser.values(QStringLiteral("backup"))) {
+            workspace.addBackupFolder(QDir::isRelativePath(folder) ? QDir::current().absoluteFilePath(folder) : folder);
+            failOnError(workspace);
+        }
+        if (parser.isSet(QStringLiteral("backup")) || parser.isSet(QStringLiteral("cascade")))
+            workspace.setCascade(parser.isSet(QStringLiteral("cascade")));
         if (parser.isSet(QStringLiteral("rename"))) {
             workspace.setRename(true);
             workspace.setPattern(parser.value(QStringLiteral("rename")));
@@ -276,21 +304,42 @@ int runIngest(const QStringList &arguments)
             return int(skipped > 0 ? exitFailure : exitSuccess);
         }
 
-        session.reportProgress(workspace);
-        if (!session.waitFor(&queue, &QueueService::idle, [&] { return !queue.running(); }))
-            return session.quit(workspace);
-        queue.flushSaves();
-
-        // Every card read is listed again and judged once its last job ended.
+        // Every card read is listed again and judged once its last job ended. With --cascade, a
+        // card judged on its project copies then has its backups copied from them, and is judged
+        // again once those end.
         CardTracker &cards = workspace.cards();
         QStringList roots;
+        for (const MediaJob &job : queue.state().jobs) {
+            if (!before.contains(job.id) && job.sourceRoot && !roots.contains(*job.sourceRoot))
+                roots << *job.sourceRoot;
+        }
+        if (workspace.cascade()) {
+            QObject::connect(&cards, &CardTracker::cardEnded, &queue,
+                             [&](const QString &root, const QList<QUuid> &ids, const CardVerdict &verdict) {
+                                 if (queue.runDeferredBackups(ids) > 0)
+                                     QTextStream(stderr) << verdict.label() << " on the project copies: " << root
+                                                         << "\nCopying the backups from the verified project copies.\n";
+                             });
+        }
+        const auto judged = [&] {
+            return std::none_of(roots.begin(), roots.end(), [&](const QString &root) { return cards.open(root); });
+        };
+        session.reportProgress(workspace);
+        do {
+            if (!session.waitFor(&queue, &QueueService::idle, [&] { return !queue.running(); }))
+                return session.quit(workspace);
+            if (!session.waitFor(&cards, &CardTracker::verdictChanged, judged))
+                return session.quit(workspace);
+        } while (queue.running() || !judged());
+        queue.flushSaves();
+
         int failed = 0;
         QStringList outputs;
+        std::vector<MediaJob> queued;
         for (const MediaJob &job : queue.state().jobs) {
             if (before.contains(job.id))
                 continue;
-            if (job.sourceRoot && !roots.contains(*job.sourceRoot))
-                roots << *job.sourceRoot;
+            queued.push_back(job);
             if (job.status != JobStatus::complete) {
                 ++failed;
                 continue;
@@ -299,16 +348,15 @@ int runIngest(const QStringList &arguments)
                 if (path)
                     outputs << *path;
             }
+            for (const BackupCopy &backup : job.backups) {
+                if (backup.committed)
+                    outputs << backup.path;
+            }
         }
-        const auto judged = [&] {
-            return std::none_of(roots.begin(), roots.end(), [&](const QString &root) { return cards.open(root); });
-        };
-        if (!session.waitFor(&cards, &CardTracker::verdictChanged, judged))
-            return session.quit(workspace);
         std::vector<CardVerdict> verdicts;
         for (const QString &root : roots)
             verdicts.push_back(cards.verdict(root).value_or(CardVerdict{root, false, {}, {}}));
-        printOutcome(outputs, verdicts, parser.isSet(QStringLiteral("json")));
+        printOutcome(outputs, verdicts, queued, parser.isSet(QStringLiteral("json")));
         const auto unsafe = std::count_if(verdicts.begin(), verdicts.end(), [](const CardVerdict &each) { return !each.safe; });
         if (failed > 0)
             printError(QStringLiteral("%1 of the queued jobs did not complete; see the lines above.").arg(failed));

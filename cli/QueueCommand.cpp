@@ -1,4 +1,5 @@
 #include "ChecksumOption.h"
+#include "DestinationOutcomes.h"
 #include "SavedState.h"
 #include "CommandLine.h"
 #include "InterruptWatcher.h"
@@ -121,6 +122,8 @@ int listJobs(const QStringList &arguments)
                       .arg(job.operation.rawValue(), job.source, job.destination()));
         if (interrupted)
             printLine(QStringLiteral("    ") + job.error.value_or(QString()));
+        for (const QString &line : destinationLines(job))
+            printLine(line);
     }
     return exitSuccess;
 }

@@ -110,6 +110,28 @@ Outcome seal(const QString &sourceRoot, const std::vector<MediaJob> &jobs, JobCo
     return outcome;
 }
 
+std::optional<std::vector<MediaJob>> atBackup(const std::vector<MediaJob> &jobs, std::size_t index)
+{
+    std::vector<MediaJob> seen;
+    for (const MediaJob &job : jobs) {
+        if (!job.copyDestination)
+            continue;
+        if (index >= job.backups.size() || job.backups[index].deferred)
+            return std::nullopt;
+        MediaJob there = job;
+        const BackupCopy &backup = job.backups[index];
+        there.copyDestination = backup.path;
+        there.destinationHash = backup.hash;
+        there.copyCommitted = backup.committed;
+        there.outputDestination.reset();
+        there.backups.clear();
+        seen.push_back(std::move(there));
+    }
+    if (seen.empty())
+        return std::nullopt;
+    return seen;
+}
+
 QMap<QString, QString> receipts(const std::vector<MediaJob> &jobs)
 {
     QMap<QString, QString> found;

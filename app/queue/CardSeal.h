@@ -38,6 +38,11 @@ struct Outcome {
 // destination, system errors as they come, CancellationError on the control's cancel.
 Outcome seal(const QString &sourceRoot, const std::vector<MediaJob> &jobs, JobControl &control);
 
+// The card's jobs as seen from their backup `index`: each copy at that backup, with its digest
+// there and no proxy, for seal() to record that destination's history. None when a job does
+// not owe that backup now (none there, or a cascade's backup not yet due).
+std::optional<std::vector<MediaJob>> atBackup(const std::vector<MediaJob> &jobs, std::size_t index);
+
 // Each sealed card's receipt ("xxh64 8d02…", its latest generation's root hash) by sourceRoot,
 // read from the histories at the jobs' copy destinations; a card without a readable history has
 // none. Reads only the small ascmhl/ files.

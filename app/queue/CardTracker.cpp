@@ -162,13 +162,25 @@ void CardTracker::judge(const QString &sourceRoot, bool announce)
     m_tasks.post([this, sourceRoot, jobs, generation, announce] {
         // A card that has just ended is sealed before it is judged, so its verdict carries the
         // receipt; the cards of the history were sealed when they ended.
-        QString note;
-        std::optional<CardSeal::Outcome> sealed;
-        if (announce)
-            sealed = sealCard(sourceRoot, jobs, note);
+        // Each destination (the project copies, then each backup due) gets its own history.
+        QStringList notes;
+        std::vector<CardSeal::Outcome> sealed;
+        const auto seal = [&](const std::vector<MediaJob> &seen) {
+            QString note;
+            if (std::optional<CardSeal::Outcome> outcome = sealCard(sourceRoot, seen, note))
+                sealed.push_back(std::move(*outcome));
+            if (!note.isEmpty() && !notes.contains(note))
+                notes << note;
+        };
+        if (announce) {
+            seal(jobs);
+            for (std::size_t index = 0; const std::optional<std::vector<MediaJob>> seen = CardSeal::atBackup(jobs, index); ++index)
+                seal(*seen);
+        }
         CardVerdict verdict = judgeCard(sourceRoot, jobs, snapshotCard(sourceRoot, jobs));
-        if (sealed)
-            addSealTo(verdict, *sealed);
+        for (const CardSeal::Outcome &outcome : sealed)
+            addSealTo(verdict, outcome);
+        const QString note = notes.join(QLatin1Char('\n'));
         QMetaObject::invokeMethod(this, [this, sourceRoot, jobs, generation, announce, verdict, note] {
             if (!note.isEmpty())
                 m_repository.log(note);

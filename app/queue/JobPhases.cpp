@@ -1,6 +1,7 @@
 #include "queue/JobPhases.h"
 
 #include "ingest/ChecksumService.h"
+#include "queue/FanOutPhase.h"
 #include "ingest/MediaIngestService.h"
 #include "files/SafeFiles.h"
 #include "ingest/StagingFiles.h"
@@ -66,16 +67,25 @@ JobPhaseResult runJobPhases(const MediaJob &job, JobControl &control, const QStr
 {
     // Grants are plain paths on Linux; resolving them cannot fail or expire.
     SafeFiles::existingDirectory(job.destinationRoot);
-    MediaIngestService::assertUnchanged(job);
+    const bool fanOut = FanOutPhase::applies(job);
+    if (!fanOut)
+        MediaIngestService::assertUnchanged(job);
 
     JobPhaseResult result{job.sourceHash, job.destinationHash};
+    QStringList failures;
     const auto beforePublish = [&](bool output) {
         return [&callbacks, output](const PublishRecord &record) {
             if (callbacks.beforePublish)
                 callbacks.beforePublish(record, output);
         };
     };
-    if (job.operation.copies()) {
+    if (fanOut) {
+        FanOutPhase::Outcome copied = FanOutPhase::run(job, control, callbacks);
+        result = copied.digests;
+        failures = copied.failures;
+        if (!copied.copyCommitted)
+            throw VantorError(failures.join(QLatin1Char(' ')));
+    } else if (job.operation.copies()) {
         if (!job.copyCommitted && publishedByJob(job.copyDestination, job.copyPublish, control)) {
             result = adoptCopy(job, control);
             callbacks.copyCommitted(result);
@@ -96,6 +106,8 @@ JobPhaseResult runJobPhases(const MediaJob &job, JobControl &control, const QStr
             [&](double fraction) { callbacks.progress(JobStatus::transcoding, fraction); },
             beforePublish(true));
     }
+    if (!failures.isEmpty())
+        throw VantorError(failures.join(QLatin1Char(' ')));
     return result;
 }
 

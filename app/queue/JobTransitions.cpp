@@ -4,8 +4,25 @@
 
 #include <QFileInfo>
 #include <QSet>
+#include <QStringList>
 
 namespace vantor::JobTransitions {
+
+namespace {
+
+QStringList targets(const MediaJob &job)
+{
+    QStringList paths;
+    for (const auto &path : {job.copyDestination, job.outputDestination}) {
+        if (path)
+            paths << *path;
+    }
+    for (const BackupCopy &backup : job.backups)
+        paths << backup.path;
+    return paths;
+}
+
+} // namespace
 
 std::optional<MediaJob> interrupted(const MediaJob &job)
 {
@@ -54,18 +71,14 @@ void checkDestinations(const std::vector<MediaJob> &queued, const std::vector<Me
     for (const MediaJob &job : queued) {
         if (job.status == JobStatus::cancelled)
             continue;
-        for (const auto &path : {job.copyDestination, job.outputDestination}) {
-            if (path)
-                reserved.insert(path->toLower());
-        }
+        for (const QString &path : targets(job))
+            reserved.insert(path.toLower());
     }
     for (const MediaJob &job : added) {
-        for (const auto &path : {job.copyDestination, job.outputDestination}) {
-            if (!path)
-                continue;
-            const QString key = path->toLower();
-            if (reserved.contains(key) || QFileInfo(*path).exists() || QFileInfo(*path).isSymLink())
-                throw VantorError(QStringLiteral("Destination collision: ") + *path
+        for (const QString &path : targets(job)) {
+            const QString key = path.toLower();
+            if (reserved.contains(key) || QFileInfo(path).exists() || QFileInfo(path).isSymLink())
+                throw VantorError(QStringLiteral("Destination collision: ") + path
                                   + QStringLiteral(". Change the output pattern or folder."));
             reserved.insert(key);
         }

@@ -179,12 +179,12 @@ void QueueService::startJob(std::size_t position)
                 commitCopy(id, digests.sourceHash, digests.destinationHash);
             }, Qt::QueuedConnection);
         };
-        callbacks.beforePublish = [this, id, control](const PublishRecord &record, bool output) {
+        const auto savePublish = [this, id, control](const std::function<void(MediaJob &)> &change) {
             // Waits until the record is on disk; a cancel or the queue's end stops the wait.
             auto saved = std::make_shared<std::promise<std::optional<QString>>>();
             std::future<std::optional<QString>> done = saved->get_future();
-            QMetaObject::invokeMethod(this, [this, id, record, output, saved] {
-                recordPublish(id, record, output, [saved](const std::optional<QString> &failure) { saved->set_value(failure); });
+            QMetaObject::invokeMethod(this, [this, id, change, saved] {
+                recordPublish(id, change, [saved](const std::optional<QString> &failure) { saved->set_value(failure); });
             }, Qt::QueuedConnection);
             while (done.wait_for(std::chrono::milliseconds(20)) != std::future_status::ready)
                 control->checkpoint();
@@ -192,6 +192,19 @@ void QueueService::startJob(std::size_t position)
             // published unless its record is on disk.
             if (const std::optional<QString> failure = done.get())
                 throw VantorError(*failure);
+        };
+        callbacks.beforePublish = [savePublish](const PublishRecord &record, bool output) {
+            savePublish([record, output](MediaJob &job) { (output ? job.outputPublish : job.copyPublish) = record; });
+        };
+        callbacks.beforeBackupPublish = [savePublish](std::size_t backup, const PublishRecord &record) {
+            savePublish([backup, record](MediaJob &job) {
+                if (backup < job.backups.size())
+                    job.backups[backup].publish = record;
+            });
+        };
+        callbacks.backupChanged = [this, id](std::size_t backup, const BackupCopy &outcome) {
+            QMetaObject::invokeMethod(this, [this, id, backup, outcome] { changeBackup(id, backup, outcome); },
+                                      Qt::QueuedConnection);
         };
         try {
             const JobPhaseResult result = phases(job, *control, engine, callbacks);
@@ -235,7 +248,7 @@ void QueueService::commitCopy(const QUuid &id, const std::optional<QString> &sou
         save();
 }
 
-void QueueService::recordPublish(const QUuid &id, const PublishRecord &record, bool output, const SaveDone &saved)
+void QueueService::recordPublish(const QUuid &id, const std::function<void(MediaJob &)> &change, const SaveDone &saved)
 {
     const MediaJob *stored = m_repository.job(id);
     if (!stored) {
@@ -243,8 +256,23 @@ void QueueService::recordPublish(const QUuid &id, const PublishRecord &record, b
         return;
     }
     MediaJob job = *stored;
-    (output ? job.outputPublish : job.copyPublish) = record;
+    change(job);
     m_repository.updateJobThen(job, saved);
+}
+
+void QueueService::changeBackup(const QUuid &id, std::size_t backup, const BackupCopy &outcome)
+{
+    const MediaJob *stored = m_repository.job(id);
+    if (!stored || backup >= stored->backups.size())
+        return;
+    MediaJob job = *stored;
+    BackupCopy &copy = job.backups[backup];
+    // The outcome only: the publish record saved meanwhile stays.
+    copy.committed = outcome.committed;
+    copy.hash = outcome.hash;
+    copy.error = outcome.error;
+    if (!m_repository.updateJob(job))
+        save();
 }
 
 void QueueService::removeStaging(const MediaJob &job)
@@ -365,6 +393,29 @@ void QueueService::retryFailed()
     m_repository.updateJobs(again);
     if (again.empty())
         save();
+}
+
+int QueueService::runDeferredBackups(const QList<QUuid> &ids)
+{
+    std::vector<MediaJob> due;
+    for (const QUuid &id : ids) {
+        const MediaJob *stored = m_repository.job(id);
+        if (!stored || !stored->status.final() || !stored->copyCommitted || !stored->checksum || !stored->sourceHash
+            || stored->destinationHash != stored->sourceHash)
+            continue;
+        MediaJob job = *stored;
+        bool deferred = false;
+        for (BackupCopy &backup : job.backups) {
+            deferred = deferred || backup.deferred;
+            backup.deferred = false;
+        }
+        if (deferred)
+            due.push_back(retried(job));
+    }
+    m_repository.updateJobs(due);
+    if (!due.empty())
+        start();
+    return int(due.size());
 }
 
 void QueueService::moveWaiting(const QUuid &id, int by)

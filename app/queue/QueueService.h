@@ -52,6 +52,10 @@ public:
     void cancelAll();
     void retry(const QUuid &id);
     void retryFailed();
+    // A cascade's second step, once the card of `ids` has its verdict on the project copies:
+    // the jobs whose project copy is verified owe their deferred backups now and wait again,
+    // to copy them from that copy; the queue starts when any does. Returns how many.
+    int runDeferredBackups(const QList<QUuid> &ids);
     void moveWaiting(const QUuid &id, int by);
     void remove(const QUuid &id);
     void removeCompleted();
@@ -86,7 +90,9 @@ private:
     void commitCopy(const QUuid &id, const std::optional<QString> &sourceHash,
                     const std::optional<QString> &destinationHash);
     using SaveDone = StateRepository::SaveDone;
-    void recordPublish(const QUuid &id, const PublishRecord &record, bool output, const SaveDone &saved);
+    // Applies `change` to the job and calls `saved` once it is on disk (with why not, on failure).
+    void recordPublish(const QUuid &id, const std::function<void(MediaJob &)> &change, const SaveDone &saved);
+    void changeBackup(const QUuid &id, std::size_t backup, const BackupCopy &outcome);
     void removeStaging(const MediaJob &job);
     MediaJob retried(const MediaJob &job); // removes its staging files
     void finishJob(const QUuid &id, double start, const JobPhaseResult *result, const QString &error,

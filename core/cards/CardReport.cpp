@@ -70,9 +70,12 @@ CardReport CardReport::build(const QString &sourceRoot, const std::vector<MediaJ
             report.digests.push_back(Digest{belowRoot(sourceRoot, job.source), job.checksum->rawValue(),
                                             *job.sourceHash, job.copyCommitted ? job.destinationHash : std::nullopt});
     }
+    // A receipt names the card's folder at a destination: it belongs to the destination holding it.
     for (const CardReceipt &receipt : verdict.receipts) {
-        if (destinationIndex.contains(receipt.destination))
-            report.destinations[destinationIndex.value(receipt.destination)].receipt = receipt.rootHash;
+        for (auto it = destinationIndex.constBegin(); it != destinationIndex.constEnd(); ++it) {
+            if (receipt.destination == it.key() || receipt.destination.startsWith(it.key() + QLatin1Char('/')))
+                report.destinations[it.value()].receipt = receipt.rootHash;
+        }
     }
     return report;
 }

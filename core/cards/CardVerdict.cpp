@@ -30,10 +30,10 @@ std::optional<QString> copyProblem(const MediaJob &job, const RequiredCopy &copy
     if (copy.verified)
         return std::nullopt;
     if (job.status == JobStatus::failed)
-        return QStringLiteral("The copy failed: %1. %2").arg(pair, job.error.value_or(QString())).trimmed();
+        return QStringLiteral("The copy failed: %1. %2").arg(pair, copy.error.value_or(job.error.value_or(QString()))).trimmed();
     if (job.status == JobStatus::cancelled)
         return QStringLiteral("The copy was cancelled: ") + pair;
-    if (!job.status.final() || !job.copyCommitted)
+    if (!job.status.final() || !copy.committed)
         return QStringLiteral("The copy has not finished: ") + pair;
     if (!job.checksum || !job.sourceHash || !job.destinationHash)
         return QStringLiteral("The copy was not verified with a checksum: ") + pair;
@@ -46,9 +46,17 @@ std::vector<RequiredCopy> requiredCopies(const MediaJob &job)
 {
     if (!job.operation.copies() || !job.copyDestination)
         return {};
-    const bool verified = job.copyCommitted && job.checksum && job.sourceHash && job.destinationHash
-        && *job.sourceHash == *job.destinationHash;
-    return {RequiredCopy{job.destinationRoot, *job.copyDestination, verified}};
+    const auto proven = [&](bool committed, const std::optional<QString> &copyHash) {
+        return committed && job.checksum && job.sourceHash && copyHash && *job.sourceHash == *copyHash;
+    };
+    std::vector<RequiredCopy> copies{RequiredCopy{job.destinationRoot, *job.copyDestination,
+                                                  proven(job.copyCommitted, job.destinationHash), job.copyCommitted, {}}};
+    for (const BackupCopy &backup : job.backups) {
+        if (!backup.deferred)
+            copies.push_back(RequiredCopy{backup.root, backup.path, proven(backup.committed, backup.hash),
+                                          backup.committed, backup.error});
+    }
+    return copies;
 }
 
 QString CardVerdict::label() const

@@ -12,11 +12,13 @@
 namespace vantor {
 
 // One copy a job owes: a card is safe only when every one of them is verified and still there.
-// Today a job owes at most its copy; more destinations per job add entries here.
+// A job owes its project copy and each backup that is due (a cascade's backups once queued).
 struct RequiredCopy {
     QString destination; // the folder the copy is kept in, one per destination
     QString path;
     bool verified = false; // committed with matching source and copy digests
+    bool committed = false;
+    std::optional<QString> error; // why this destination's last attempt failed, when known
 };
 std::vector<RequiredCopy> requiredCopies(const MediaJob &job);
 

@@ -31,14 +31,23 @@ struct ExistingParent {
     QString path;
 };
 
-ExistingParent openExistingParent(const QString &target, const MediaJob &job)
+// A place the job writes to, with the root it must lie inside: its project copy and output
+// below its destination root, each backup below its own folder.
+struct Target {
+    QString path;
+    QString root;
+    FileGrant grant;
+    QString staging;
+};
+
+ExistingParent openExistingParent(const Target &target)
 {
     try {
-        const QString root = SafeFiles::grantedRoot(target, job.destinationRoot, job.destinationGrant);
-        if (!SafeFiles::descendant(target, root))
+        const QString root = SafeFiles::grantedRoot(target.path, target.root, target.grant);
+        if (!SafeFiles::descendant(target.path, root))
             return {};
         const QStringList rootComponents = SafeFiles::lexicalComponents(root);
-        QStringList chain = SafeFiles::lexicalComponents(target);
+        QStringList chain = SafeFiles::lexicalComponents(target.path);
         chain.removeLast();
         const QString folderPath = QLatin1Char('/') + chain.join(QLatin1Char('/'));
         FileIo::UniqueFd rootFd = FileIo::open(QLatin1Char('/') + rootComponents.join(QLatin1Char('/')),
@@ -91,13 +100,15 @@ QList<QByteArray> stagingEntries(int folder)
     return names;
 }
 
-QStringList targetsOf(const MediaJob &job)
+std::vector<Target> targetsOf(const MediaJob &job)
 {
-    QStringList targets;
-    for (const auto &target : {job.copyDestination, job.outputDestination}) {
-        if (target)
-            targets << *target;
-    }
+    std::vector<Target> targets;
+    if (job.copyDestination)
+        targets.push_back({*job.copyDestination, job.destinationRoot, job.destinationGrant, copyName(job.id)});
+    if (job.outputDestination)
+        targets.push_back({*job.outputDestination, job.destinationRoot, job.destinationGrant, encodeName(job.id)});
+    for (const BackupCopy &backup : job.backups)
+        targets.push_back({backup.path, backup.root, backup.grant, copyName(job.id)});
     return targets;
 }
 
@@ -158,18 +169,14 @@ bool matches(const QString &path, const PublishRecord &expected, JobControl &con
 QStringList removeForJob(const MediaJob &job)
 {
     QStringList removed;
-    const std::pair<std::optional<QString>, QString> own[] = {
-        {job.copyDestination, copyName(job.id)}, {job.outputDestination, encodeName(job.id)}};
-    for (const auto &[target, name] : own) {
-        if (!target)
-            continue;
-        const ExistingParent parent = openExistingParent(*target, job);
-        const QByteArray encoded = FileIo::encodeName(name);
+    for (const Target &target : targetsOf(job)) {
+        const ExistingParent parent = openExistingParent(target);
+        const QByteArray encoded = FileIo::encodeName(target.staging);
         if (!parent.folder.valid() || !isRegularFileAt(parent.folder.get(), encoded))
             continue;
         try {
             FileIo::unlinkAt(parent.folder.get(), encoded);
-            removed << parent.path + QLatin1Char('/') + name;
+            removed << parent.path + QLatin1Char('/') + target.staging;
         } catch (const std::system_error &) {
             // Left for `vantor queue clean`; ending the job must not fail over a hidden file.
         }
@@ -182,8 +189,8 @@ QStringList orphans(const std::vector<MediaJob> &jobs, bool remove)
     QStringList found;
     QSet<QString> visited;
     for (const MediaJob &job : jobs) {
-        for (const QString &target : targetsOf(job)) {
-            const ExistingParent parent = openExistingParent(target, job);
+        for (const Target &target : targetsOf(job)) {
+            const ExistingParent parent = openExistingParent(target);
             if (!parent.folder.valid() || visited.contains(parent.path))
                 continue;
             visited.insert(parent.path);

@@ -31,8 +31,8 @@ PublishRecord record(int fd, ChecksumAlgorithm algorithm, JobControl &control);
 // Whether a regular file (never a link) is at `path` with the recorded size and digest.
 bool matches(const QString &path, const PublishRecord &record, JobControl &control);
 
-// Removes the job's own staging files beside its copy and its output; returns their paths.
-// Only regular files with the job's names, inside its granted destination, are touched.
+// Removes the job's own staging files beside its copy, its output and its backups; returns
+// their paths. Only regular files with the job's names, inside the granted folders, are touched.
 QStringList removeForJob(const MediaJob &job);
 
 // Staging files of any name form above in the destination folders of `jobs`, skipping folders

@@ -109,6 +109,7 @@ INSTANTIATE_TEST_SUITE_P(Calls, Refusals, testing::Values(
     Call{{"ingest", "--denoise", "heavy", "--project", "%D/existing", "%D"}, 2,
          "vantor: --denoise takes Light, Medium, Strong or Off, not \"heavy\"."},
     Call{{"ingest", "--json", "--no-start", "--project", "%D/existing", "%D"}, 2, "vantor: --json does not go with --no-start."},
+    Call{{"ingest", "--cascade", "--project", "%D/existing", "%D"}, 2, "vantor: --cascade needs at least one --backup."},
     Call{{"presets", "save"}, 2, "vantor: presets save takes one NAME."},
     Call{{"presets", "remove", "Editorial Proxy"}, 1, "vantor: “Editorial Proxy” is a built-in preset and cannot be removed."},
     Call{{"queue", "add", "copy", "--root", "%D", "%D/existing"}, 1,

@@ -114,4 +114,68 @@ TEST_F(ReportCommand, FormatsAndTheirExits)
     }
 }
 
+// `vantor ingest --backup` copies each file to every destination and reports each one's outcome;
+// a destination that cannot take its copies fails alone, and `queue retry` then copies only it.
+TEST_F(ReportCommand, IngestWithBackupsReportsEachDestinationAndRetriesOnlyTheFailedOne)
+{
+    const QString source = card("A001", 2);
+    const QString first = dir.makeDir("drive1"), second = dir.makeDir("drive2");
+    const QString blocker = dir.write("drive2/Doc", "a file where the project's folder would go");
+    const ProcessResult run = ingest({"--json", "--backup", first, "--backup", second}, source);
+    EXPECT_EQ(run.exitCode, 1) << run.errText().toStdString();
+    const QJsonObject outcome = QJsonDocument::fromJson(run.out).object();
+    const QJsonArray jobs = outcome["jobs"].toArray();
+    ASSERT_EQ(jobs.size(), 2);
+    for (const QJsonValue &job : jobs) {
+        const QString below = "/Doc/02_FOOTAGE/ORIGINALS/A001/CLIP/" + QFileInfo(job["source"].toString()).fileName();
+        QStringList states;
+        for (const QJsonValue &destination : job["destinations"].toArray())
+            states << destination["role"].toString() + " " + destination["path"].toString() + " " + destination["state"].toString();
+        EXPECT_EQ(states, QStringList({"project " + dir.path() + below + " verified", "backup " + first + below + " verified",
+                                       "backup " + second + below + " failed"}));
+        EXPECT_EQ(job["destinations"][1]["hash"], job["destinations"][0]["hash"]);
+        EXPECT_TRUE(job["error"].toString().startsWith("Not copied to " + second + below + ": ")) << job["error"].toString().toStdString();
+    }
+    EXPECT_EQ(outcome["cards"][0]["verdict"].toString(), "Not safe to format");
+    EXPECT_EQ(outcome["cards"][0]["reasons"].toArray().size(), 2);
+    const ProcessResult listed = vantor({"queue", "list"});
+    EXPECT_TRUE(listed.outText().contains("    backup " + first + "/Doc/02_FOOTAGE/ORIGINALS/A001/CLIP/C1.MOV: verified\n"))
+        << listed.outText().toStdString();
+    EXPECT_TRUE(listed.outText().contains("    backup " + second + "/Doc/02_FOOTAGE/ORIGINALS/A001/CLIP/C1.MOV: failed. "))
+        << listed.outText().toStdString();
+
+    // Unblocked, the retry writes the failed destination only.
+    const QString kept = dir.file("Doc/02_FOOTAGE/ORIGINALS/A001/CLIP/C1.MOV");
+    const QDateTime keptTime = QFileInfo(kept).lastModified();
+    ASSERT_TRUE(QFile::remove(blocker));
+    ASSERT_EQ(vantor({"queue", "retry", "--failed"}).exitCode, 0);
+    const ProcessResult again = vantor({"queue", "run"});
+    EXPECT_EQ(again.exitCode, 0) << again.errText().toStdString();
+    for (const MediaJob &job : stored().jobs) {
+        EXPECT_EQ(job.status, JobStatus::complete) << job.error.value_or(QString()).toStdString();
+        ASSERT_EQ(job.backups.size(), 2u);
+        EXPECT_EQ(readFile(job.backups[1].path), readFile(job.source));
+        EXPECT_EQ(job.backups[1].hash, job.sourceHash);
+    }
+    EXPECT_EQ(QFileInfo(kept).lastModified(), keptTime);
+}
+
+// With --cascade the card is judged on the project copies first, then the backups are copied
+// from them; the ingest ends once they are, with the card judged on every destination.
+TEST_F(ReportCommand, IngestWithCascadeCopiesTheBackupsAfterTheProjectCopies)
+{
+    const QString source = card("A001", 2);
+    const QString backup = dir.makeDir("drive1");
+    const ProcessResult run = ingest({"--json", "--cascade", "--backup", backup}, source);
+    EXPECT_EQ(run.exitCode, 0) << run.errText().toStdString();
+    EXPECT_TRUE(run.errText().contains("Safe to format on the project copies: " + source + "\n")) << run.errText().toStdString();
+    const QJsonObject outcome = QJsonDocument::fromJson(run.out).object();
+    for (const QJsonValue &job : outcome["jobs"].toArray()) {
+        EXPECT_EQ(job["destinations"][1]["state"].toString(), "verified");
+        EXPECT_EQ(readFile(job["destinations"][1]["path"].toString()), readFile(job["source"].toString()));
+    }
+    EXPECT_EQ(outcome["cards"][0]["verdict"].toString(), "Safe to format");
+    EXPECT_EQ(outcome["cards"][0]["receipts"].toArray().size(), 2);
+}
+
 } // namespace

@@ -90,6 +90,18 @@ History makeHistory(const TempDir &dir)
         },
         [&] { repository.removeWatch(repository.state().watches.front().id); },
         [&] {
+            // A backup's outcome is a change of its own: the journal must carry it.
+            MediaJob job = repository.jobs()[1];
+            BackupCopy backup;
+            backup.root = QStringLiteral("/mnt/backup");
+            backup.grant = FileGrant(backup.root);
+            backup.path = QStringLiteral("/mnt/backup/Dock/a.mov");
+            backup.committed = true;
+            backup.hash = QStringLiteral("abc123");
+            job.backups = {backup};
+            repository.updateJob(job);
+        },
+        [&] {
             std::vector<MediaJob> both{repository.jobs()[2], repository.jobs()[4]};
             both[0].error = QStringLiteral("Two at once.");
             both[1].progress = 0.75;

@@ -38,6 +38,27 @@ struct OffloadedCard {
             jobs.push_back(job);
         }
     }
+    // Job `index` also owes a backup in `folder`; a committed one is there, verified.
+    void addBackup(std::size_t index, bool committed, bool deferred = false, const QString &folder = QStringLiteral("backup"))
+    {
+        MediaJob &job = jobs[index];
+        BackupCopy backup;
+        backup.root = dir.file(folder);
+        backup.path = backup.root + "/A001/CLIP/" + QFileInfo(job.source).fileName();
+        backup.committed = committed;
+        backup.deferred = deferred;
+        if (committed) {
+            QDir().mkpath(QFileInfo(backup.path).path());
+            QFile::copy(job.source, backup.path);
+            backup.hash = job.sourceHash;
+        } else if (!deferred) {
+            backup.error = QStringLiteral("No space left on device.");
+            job.status = JobStatus::failed;
+            job.error = "Not copied to " + backup.path + ": No space left on device.";
+        }
+        job.backups.push_back(backup);
+    }
+    QString backupPair(const char *name) const { return source(name) + " \u2192 " + dir.file("backup/A001/CLIP/") + name; }
     QString source(const char *name) const { return card + "/CLIP/" + name; }
     QString copy(const char *name) const { return project + "/A001/CLIP/" + name; }
     QString pair(const char *name) const { return source(name) + " \u2192 " + copy(name); }
@@ -87,6 +108,14 @@ TEST(CardVerdict, SafeOnlyWhenEveryFileHasAVerifiedCopyAndTheCardHoldsNothingNew
          }},
         {"not copied", [](OffloadedCard &c) { c.jobs[0].operation = JobOperation::transcode; c.jobs[0].copyDestination.reset(); },
          [](const OffloadedCard &c) { return QStringList{"The file is not copied anywhere: " + c.source("a.MOV")}; }},
+        {"verified backups", [](OffloadedCard &c) { c.addBackup(0, true); c.addBackup(1, true); },
+         [](const OffloadedCard &) { return QStringList(); }},
+        {"a failed backup, with the project copy verified", [](OffloadedCard &c) { c.addBackup(0, true); c.addBackup(1, false); },
+         [](const OffloadedCard &c) { return QStringList{"The copy failed: " + c.backupPair("b.MOV") + ". No space left on device."}; }},
+        {"a backup gone", [](OffloadedCard &c) { c.addBackup(0, true); QFile::remove(c.jobs[0].backups[0].path); },
+         [](const OffloadedCard &c) { return QStringList{"The copy is no longer there: " + c.backupPair("a.MOV")}; }},
+        {"a cascade's backup, not yet due", [](OffloadedCard &c) { c.addBackup(0, false, true); },
+         [](const OffloadedCard &) { return QStringList(); }},
         {"a failed try, then a verified retry", // each file's last job decides
          [](OffloadedCard &c) {
              MediaJob failed = c.jobs[0];
@@ -119,8 +148,10 @@ TEST(CardReport, CountsFilesBytesCopiesFailuresAndDigests)
     card.jobs[0].finished = Timestamp{101};
     card.jobs[1].started = Timestamp{101};
     card.jobs[1].finished = Timestamp{104};
+    card.addBackup(0, true);
     CardVerdict verdict = card.judge();
     verdict.receipts.push_back(CardReceipt{card.project, QStringLiteral("c0ffee")});
+    verdict.receipts.push_back(CardReceipt{card.dir.file("backup/A001"), QStringLiteral("beef")});
 
     const CardReport report = CardReport::build(card.card, card.jobs, verdict);
     EXPECT_EQ(report.label, "A001");
@@ -128,19 +159,24 @@ TEST(CardReport, CountsFilesBytesCopiesFailuresAndDigests)
     EXPECT_EQ(report.bytes, 10);
     EXPECT_EQ(report.seconds(), 4.0);
     EXPECT_EQ(report.bytesPerSecond(), 2.5);
-    ASSERT_EQ(report.destinations.size(), 1u);
     EXPECT_EQ(report.destinations[0].folder, card.project);
     EXPECT_EQ(report.destinations[0].files, 2);
     EXPECT_EQ(report.destinations[0].verified, 1);
     EXPECT_EQ(report.destinations[0].bytes, 4);
     EXPECT_EQ(report.destinations[0].receipt, "c0ffee");
+    // The backup is a destination of its own; its receipt names the card's folder in it.
+    ASSERT_EQ(report.destinations.size(), 2u);
+    EXPECT_EQ(report.destinations[1].folder, card.dir.file("backup"));
+    EXPECT_EQ(report.destinations[1].files, 1);
+    EXPECT_EQ(report.destinations[1].verified, 1);
+    EXPECT_EQ(report.destinations[1].receipt, "beef");
     ASSERT_EQ(report.failures.size(), 1u);
     EXPECT_EQ(report.failures[0].file, card.source("b.MOV"));
     ASSERT_EQ(report.digests.size(), 2u);
     EXPECT_EQ(report.digests[0].file, "CLIP/a.MOV");
     EXPECT_EQ(report.digests[0].copy, "00aa");
     EXPECT_EQ(report.digests[1].copy, std::nullopt); // never committed
-    EXPECT_TRUE(verdict.text().endsWith("\nReceipt c0ffee: " + card.project));
+    EXPECT_TRUE(verdict.text().endsWith("\nReceipt c0ffee: " + card.project + "\nReceipt beef: " + card.dir.file("backup/A001")));
 }
 
 // Names and messages are text, never markup, wherever they appear in the HTML.

@@ -166,6 +166,25 @@ INSTANTIATE_TEST_SUITE_P(
                 QStringLiteral("\u201Ca%1.mov\u201D is not a safe file or folder name.").arg(QString(240, QLatin1Char('x')))},
         Refusal{"AbsoluteFolder", [](JobPlan &plan, std::vector<SourceFile> &) { plan.outputFolder = QStringLiteral("/P"); },
                 QStringLiteral("Use relative folder paths, without a leading or trailing slash.")},
+        Refusal{"RelativeBackupFolder",
+                [](JobPlan &plan, std::vector<SourceFile> &) { plan.backups = {QStringLiteral("backup")}; },
+                QStringLiteral("A backup folder must be an absolute path: \u201Cbackup\u201D.")},
+        Refusal{"BackupFolderInsideTheProject",
+                [](JobPlan &plan, std::vector<SourceFile> &) { plan.backups = {QStringLiteral("/projects/Doc/copy/")}; },
+                QStringLiteral("A backup folder must lie outside the project folder: /projects/Doc/copy")},
+        Refusal{"BackupFolderHoldingTheProject",
+                [](JobPlan &plan, std::vector<SourceFile> &) { plan.backups = {QStringLiteral("/projects")}; },
+                QStringLiteral("A backup folder must lie outside the project folder: /projects")},
+        Refusal{"BackupFolderRepeated",
+                [](JobPlan &plan, std::vector<SourceFile> &) {
+                    plan.backups = {QStringLiteral("/mnt/b"), QStringLiteral("/mnt/b/")};
+                },
+                QStringLiteral("Backup folders must not lie inside one another: /mnt/b")},
+        Refusal{"BackupFoldersNested",
+                [](JobPlan &plan, std::vector<SourceFile> &) {
+                    plan.backups = {QStringLiteral("/mnt/b/day1"), QStringLiteral("/mnt/b")};
+                },
+                QStringLiteral("Backup folders must not lie inside one another: /mnt/b")},
         Refusal{"InvalidPresetForATranscode",
                 [](JobPlan &plan, std::vector<SourceFile> &) { plan.preset.suffix = QStringLiteral("/x"); },
                 QStringLiteral("Use a suffix without \u201C/\u201D, \u201C..\u201D or control characters.")}),
@@ -216,3 +235,56 @@ TEST(JobPlanner, OutputNameIsTheTranscodesForVideoAndTheCopysOtherwise)
 }
 
 } // namespace
+
+// Each copy owes every backup folder a copy at its place below the project; a transcode-only
+// job owes none; cascade defers them all. The list survives the state file, and a job without
+// backups is written without the key, as older builds wrote it.
+TEST(JobPlanner, CopiesOweEachBackupFolderTheProjectCopysPlace)
+{
+    struct Case {
+        JobOperation operation;
+        bool cascade;
+        QStringList backups; // paths of the first job's backups
+    };
+    const Case cases[] = {
+        {JobOperation::copyAndTranscode, false,
+         {QStringLiteral("/mnt/b/Doc/2026-11-23/ORIGINALS/A001/CLIP/C0001.MXF"),
+          QStringLiteral("/mnt/c/Doc/2026-11-23/ORIGINALS/A001/CLIP/C0001.MXF")}},
+        {JobOperation::copy, true,
+         {QStringLiteral("/mnt/b/Doc/2026-11-23/ORIGINALS/A001/CLIP/C0001.MXF"),
+          QStringLiteral("/mnt/c/Doc/2026-11-23/ORIGINALS/A001/CLIP/C0001.MXF")}},
+        {JobOperation::transcode, false, {}},
+    };
+    for (const Case &each : cases) {
+        JobPlan plan = projectPlan();
+        plan.operation = each.operation;
+        plan.cascade = each.cascade;
+        plan.backups = {QStringLiteral("/mnt/b/"), QStringLiteral("/mnt/c")};
+        const std::vector<MediaJob> jobs = JobPlanner::plan(plan, {source(QStringLiteral("A001/CLIP/C0001.MXF"))});
+        ASSERT_EQ(jobs.size(), 1u);
+        QStringList paths;
+        for (const BackupCopy &backup : jobs[0].backups) {
+            paths << backup.path;
+            EXPECT_EQ(backup.deferred, each.cascade);
+            EXPECT_FALSE(backup.committed);
+            EXPECT_EQ(backup.grant, FileGrant(backup.root));
+        }
+        EXPECT_EQ(paths, each.backups) << each.operation.rawValue().toStdString();
+
+        MediaJob done = jobs[0];
+        if (!done.backups.empty()) {
+            done.backups[0].committed = true;
+            done.backups[0].hash = QStringLiteral("00ff");
+            done.backups[1].error = QStringLiteral("No space left on the device.");
+            done.backups[1].publish = PublishRecord{7, ChecksumAlgorithm(ChecksumAlgorithm::md5), QStringLiteral("00ff")};
+        }
+        const MediaJob again = MediaJob::fromJson(done.toJson());
+        EXPECT_EQ(again.toJson(), done.toJson());
+        EXPECT_EQ(done.toJson().contains(QStringLiteral("backups")), !done.backups.empty());
+        if (!done.backups.empty()) {
+            EXPECT_EQ(again.backups[0].hash, QStringLiteral("00ff"));
+            EXPECT_EQ(again.backups[1].error, QStringLiteral("No space left on the device."));
+            EXPECT_EQ(again.backups[1].publish, done.backups[1].publish);
+        }
+    }
+}
