@@ -43,54 +43,55 @@ int hexValue(char16_t c)
 }
 
 // The path of the file URLs this program writes in their common form, decoded without QUrl
-// (most of a job's load time went to parsing its URLs): "file:///" then unreserved characters,
-// slashes and upper-case escapes of bytes that are neither unreserved nor a slash, nor "%". No
-// empty, "." or ".." segment. Anything else is left to QUrl; the results are the same.
+// (most of a job's load time went to parsing its URLs): "file:///" then unreserved ASCII
+// characters, slashes and upper-case escapes of other ASCII bytes (not "/", "%" or a control
+// character). No empty, "." or ".." segment. Anything else is left to QUrl; the results are
+// the same.
 std::optional<QString> plainFileUrl(const QString &text)
 {
     static const QLatin1String scheme("file:///");
     if (!text.startsWith(scheme))
         return std::nullopt;
-    QByteArray bytes;
-    bytes.reserve(text.size());
     const char16_t *at = reinterpret_cast<const char16_t *>(text.constData()) + scheme.size() - 1;
     const char16_t *end = reinterpret_cast<const char16_t *>(text.constData()) + text.size();
-    qsizetype segmentStart = 0;
-    const auto segmentOk = [&](qsizetype segmentEnd) {
-        const qsizetype length = segmentEnd - segmentStart;
-        const char *segment = bytes.constData() + segmentStart;
-        return length > 0 && !(length == 1 && segment[0] == '.') && !(length == 2 && segment[0] == '.' && segment[1] == '.');
+    QString path(end - at, Qt::Uninitialized);
+    char16_t *out = reinterpret_cast<char16_t *>(path.data());
+    char16_t *const first = out;
+    const char16_t *segment = out;
+    const auto segmentOk = [&] {
+        const qsizetype length = out - segment;
+        return length > 0 && !(length == 1 && segment[0] == u'.')
+               && !(length == 2 && segment[0] == u'.' && segment[1] == u'.');
+    };
+    const auto unreserved = [](char16_t c) {
+        return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z') || (c >= u'0' && c <= u'9') || c == u'-' || c == u'.'
+               || c == u'_' || c == u'~';
     };
     for (; at < end; ++at) {
         const char16_t c = *at;
         if (c == u'/') {
-            if (!bytes.isEmpty() && !segmentOk(bytes.size()))
+            if (out != first && !segmentOk())
                 return std::nullopt;
-            bytes += '/';
-            segmentStart = bytes.size();
-        } else if ((c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z') || (c >= u'0' && c <= u'9') || c == u'-'
-                   || c == u'.' || c == u'_' || c == u'~') {
-            bytes += char(c);
+            *out++ = u'/';
+            segment = out;
+        } else if (unreserved(c)) {
+            *out++ = c;
         } else if (c == u'%' && end - at >= 3 && hexDigit(at[1]) && hexDigit(at[2])) {
-            const char byte = char(hexValue(at[1]) * 16 + hexValue(at[2]));
-            if (byte == '/' || byte == '%' || (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z')
-                || (byte >= '0' && byte <= '9') || byte == '-' || byte == '.' || byte == '_' || byte == '~'
-                || (byte >= 0 && byte < 0x20) || byte == 0x7f)
+            const auto byte = char16_t(hexValue(at[1]) * 16 + hexValue(at[2]));
+            if (byte < 0x20 || byte >= 0x7f || byte == u'/' || byte == u'%' || unreserved(byte))
                 return std::nullopt;
-            bytes += byte;
+            *out++ = byte;
             at += 2;
         } else {
             return std::nullopt;
         }
     }
     // A folder's URL ends in "/": its last segment is empty, and the root is "/" alone.
-    if (bytes.size() > 1 && !bytes.endsWith('/') && !segmentOk(bytes.size()))
+    if (out - first > 1 && out[-1] != u'/' && !segmentOk())
         return std::nullopt;
-    QString path = QString::fromUtf8(bytes);
-    if (path.toUtf8() != bytes) // not UTF-8: QUrl decides what it means
-        return std::nullopt;
-    while (path.size() > 1 && path.endsWith(QLatin1Char('/')))
-        path.chop(1);
+    while (out - first > 1 && out[-1] == u'/')
+        --out;
+    path.truncate(out - first);
     return path;
 }
 

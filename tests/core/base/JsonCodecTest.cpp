@@ -49,7 +49,7 @@ TEST(FileUrls, OddUrlsReadAsQUrlReadsThem)
     for (const char *text : {"file:///", "file:///a//b", "file:///a/./b", "file:///a/../b", "file:///a/b/.",
                              "file:///a/b/..", "file:///a%2Fb", "file:///a%2fb", "file:///%41%42", "file:///a%20b",
                              "file:///a%2", "file:///a%zz", "file:///a%FF", "file:///a%C3%A9", "file:///a%0Ab",
-                             "file:///a%25b", "file:///a%2E%2E/b", "file:///a b", "file:///a?b", "file:///a#b",
+                             "file:///a%25b", "file:///a%2E%2E/b", "file:///a%5Bb%5D%7B%7D", "file:///a%3Fb%23c%3B", "file:///a b", "file:///a?b", "file:///a#b",
                              "file://host/a", "file:/a", "file:a", "http:///a", "FILE:///a", "file:///a/b/",
                              "file:////a", "file:///a%00b", "", "file://", "file:///é"}) {
         const QString url = QString::fromUtf8(text);
