@@ -226,7 +226,7 @@ Replay replay(const QByteArray &data, std::uint64_t base, StateMirror &mirror, c
         if (!changes[i])
             damaged(long(i) + 1, errors[i], path);
         try {
-            mirror.apply(*changes[i]);
+            mirror.apply(std::move(*changes[i]));
         } catch (const DecodingError &error) {
             damaged(long(i) + 1, error.message(), path);
         }

@@ -4,8 +4,41 @@
 #include "state/JournalCodec.h"
 
 #include <algorithm>
+#include <exception>
+#include <sys/resource.h>
+#include <thread>
+#include <unistd.h>
 
 namespace vantor {
+
+namespace {
+
+// How far below the other threads the whole-state write runs. It is background work of a
+// second or more on every core, and it must not hold the main thread's event loop off them.
+constexpr int compactionNiceness = 10;
+
+// Writes the state file on a thread of its own (its encoders inherit its priority), lowered
+// so that the scheduler lets the main thread and the queue's workers run first. The calling
+// thread waits: a niceness once raised cannot be lowered again without privilege.
+StateStore::Written saveInBackground(const AppState &state, const QString &directory)
+{
+    StateStore::Written written;
+    std::exception_ptr error;
+    std::thread([&] {
+        const pid_t self = ::gettid();
+        ::setpriority(PRIO_PROCESS, id_t(self), std::min(19, ::getpriority(PRIO_PROCESS, id_t(self)) + compactionNiceness));
+        try {
+            written = StateStore::save(state, directory);
+        } catch (...) {
+            error = std::current_exception();
+        }
+    }).join();
+    if (error)
+        std::rethrow_exception(error);
+    return written;
+}
+
+} // namespace
 
 StateJournal::StateJournal(const QString &directory, StateStore::Loaded loaded, qint64 bound)
     : m_directory(directory)
@@ -67,7 +100,7 @@ void StateJournal::compact()
 {
     m_file = FileIo::UniqueFd();
     m_usable = false;
-    const StateStore::Written written = StateStore::save(m_mirror.state(), m_directory);
+    const StateStore::Written written = saveInBackground(m_mirror.state(), m_directory);
     m_stateSize = written.size;
     const QByteArray header = JournalCodec::header(written.digest);
     AtomicFile::replace(m_directory + QLatin1Char('/') + QLatin1String(StateStore::journalName), header);

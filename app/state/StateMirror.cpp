@@ -4,6 +4,8 @@
 
 #include <QSet>
 
+#include <type_traits>
+
 namespace vantor {
 
 StateMirror::StateMirror(AppState state) : m_state(std::move(state))
@@ -21,6 +23,18 @@ void StateMirror::reindex()
 
 void StateMirror::apply(const StateChange &change)
 {
+    applyChange(change);
+}
+
+void StateMirror::apply(StateChange &&change)
+{
+    applyChange(std::move(change));
+}
+
+template <typename Change> void StateMirror::applyChange(Change &&change)
+{
+    // A change applied once (a replayed frame) gives its jobs up rather than have them copied.
+    constexpr bool owned = !std::is_lvalue_reference_v<Change>;
     std::vector<MediaJob> &jobs = m_state.jobs;
     if (!change.removed.empty()) {
         const QSet<QUuid> gone(change.removed.begin(), change.removed.end());
@@ -29,14 +43,16 @@ void StateMirror::apply(const StateChange &change)
         if (jobs.size() != before)
             reindex();
     }
-    for (const MediaJob &job : change.jobs) {
+    for (auto &job : change.jobs) {
         const auto found = m_index.constFind(job.id);
-        if (found != m_index.constEnd()) {
-            jobs[*found] = job;
-        } else {
+        const bool known = found != m_index.constEnd();
+        if (!known)
             m_index.insert(job.id, jobs.size());
-            jobs.push_back(job);
-        }
+        MediaJob &target = known ? jobs[*found] : jobs.emplace_back();
+        if constexpr (owned)
+            target = std::move(job);
+        else
+            target = job;
     }
     if (change.has(StateChange::order)) {
         if (change.jobOrder.size() != jobs.size())

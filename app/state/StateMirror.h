@@ -17,9 +17,11 @@ public:
     AppState takeState() { return std::move(m_state); } // the mirror is not used after
     // Throws DecodingError when the change does not fit the state (an order naming other jobs).
     void apply(const StateChange &change);
+    void apply(StateChange &&change);
 
 private:
     void reindex();
+    template <typename Change> void applyChange(Change &&change);
 
     AppState m_state;
     QHash<QUuid, std::size_t> m_index;

@@ -4,7 +4,7 @@
 //    same work done by standard tools file by file (cp, sync, xxhsum of both);
 //  - the deepest backlog of queued writes and the peak resident memory of each run;
 //  - the worst gap of a 10 ms main-thread timer while a 50,000-job queue saves changed jobs and
-//    compacts its journal.
+//    compacts its journal, over seven compactions, with the median of each one's worst gap.
 
 #include "BenchSupport.h"
 
@@ -17,6 +17,7 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QTimer>
+#include <algorithm>
 #include <functional>
 #include <thread>
 
@@ -98,12 +99,23 @@ double copyWithStandardTools(const QString &name)
     return child.seconds;
 }
 
-double worstHeartbeatGap(double &compactSeconds)
+struct Heartbeat {
+    double worst = 0;        // the longest gap of the whole measurement
+    double medianRound = 0;  // the median over the compactions of each one's longest gap
+    int rounds = 0;
+    double slowestCompaction = 0;
+};
+
+// Seven rounds of a changed job saved and a compaction, so that one unlucky moment on a busy
+// machine shows as one round's figure against the others'.
+Heartbeat heartbeatDuringCompactions()
 {
     const QString support = bench::scratch(QStringLiteral("heartbeat"));
     QDir(support).removeRecursively();
     StateStore::save(historyOf(50000, support + QStringLiteral("/project")), support);
-    double worst = 0;
+    Heartbeat result;
+    std::vector<double> roundWorst;
+    double worst = 0, current = 0;
     {
         QueueService queue(support);
         StateRepository &repository = queue.repository();
@@ -111,15 +123,19 @@ double worstHeartbeatGap(double &compactSeconds)
         QTimer heartbeat;
         heartbeat.setInterval(10);
         QObject::connect(&heartbeat, &QTimer::timeout, [&] {
-            worst = std::max(worst, sinceBeat.nsecsElapsed() / 1e6);
+            const double gap = sinceBeat.nsecsElapsed() / 1e6;
+            worst = std::max(worst, gap);
+            current = std::max(current, gap);
             sinceBeat.restart();
         });
         QElapsedTimer compacting;
-        // Five rounds of a changed job saved and a compaction, one per turn of the loop.
+        constexpr int roundCount = 7;
         int rounds = 0;
+        double compactSeconds = 0;
         std::function<void()> round = [&] {
             MediaJob job = repository.jobs()[std::size_t(rounds) * 997];
             job.progress = 0.5;
+            current = 0;
             repository.updateJob(job);
             compacting.start();
             repository.compact();
@@ -128,7 +144,8 @@ double worstHeartbeatGap(double &compactSeconds)
                 repository.flush();
                 compactSeconds = std::max(compactSeconds, compacting.nsecsElapsed() / 1e9);
                 QMetaObject::invokeMethod(qApp, [&] {
-                    if (++rounds < 5)
+                    roundWorst.push_back(current);
+                    if (++rounds < roundCount)
                         QTimer::singleShot(20, round);
                     else
                         QCoreApplication::quit();
@@ -139,9 +156,14 @@ double worstHeartbeatGap(double &compactSeconds)
         sinceBeat.start();
         heartbeat.start();
         QCoreApplication::exec();
+        result.slowestCompaction = compactSeconds;
     }
     QDir(support).removeRecursively();
-    return worst;
+    std::sort(roundWorst.begin(), roundWorst.end());
+    result.worst = worst;
+    result.rounds = int(roundWorst.size());
+    result.medianRound = roundWorst.empty() ? 0 : roundWorst[roundWorst.size() / 2];
+    return result;
 }
 
 } // namespace
@@ -170,10 +192,9 @@ int main(int argc, char **argv)
             std::printf("  against the empty-history rate: %.2f running (target >= 0.90) %s; whole command %.2f\n",
                         ours / empty, ours / empty >= 0.9 ? "ok" : "MISSED", whole / emptyWhole);
     }
-    double compactSeconds = 0;
-    const double gap = worstHeartbeatGap(compactSeconds);
-    std::printf("50,000-job saves and compactions: worst main-thread heartbeat gap %.1f ms (target < 20 ms) %s; "
-                "slowest compaction %.3f s\n",
-                gap, gap < 20 ? "ok" : "MISSED", compactSeconds);
+    const Heartbeat beat = heartbeatDuringCompactions();
+    std::printf("50,000-job saves and compactions: worst main-thread heartbeat gap %.1f ms over %d compactions "
+                "(target < 20 ms) %s; median of each compaction's worst gap %.1f ms; slowest compaction %.3f s\n",
+                beat.worst, beat.rounds, beat.worst < 20 ? "ok" : "MISSED", beat.medianRound, beat.slowestCompaction);
     return 0;
 }
