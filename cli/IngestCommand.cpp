@@ -314,9 +314,14 @@ int runIngest(const QStringList &arguments)
                 roots << *job.sourceRoot;
         }
         if (workspace.cascade()) {
+            // The workspace, told first, has queued the card's backups again by now.
             QObject::connect(&cards, &CardTracker::cardEnded, &queue,
                              [&](const QString &root, const QList<QUuid> &ids, const CardVerdict &verdict) {
-                                 if (queue.runDeferredBackups(ids) > 0)
+                                 const bool copying = std::any_of(ids.begin(), ids.end(), [&](const QUuid &id) {
+                                     const MediaJob *job = queue.repository().job(id);
+                                     return job && !job->status.final();
+                                 });
+                                 if (copying)
                                      QTextStream(stderr) << verdict.label() << " on the project copies: " << root
                                                          << "\nCopying the backups from the verified project copies.\n";
                              });

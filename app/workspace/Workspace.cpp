@@ -61,6 +61,14 @@ Workspace::Workspace(const QString &supportDirectory, JobPhases phases, UserChoi
         m_location = QFileInfo(QDir::cleanPath(state.project->root)).path();
     }
     readDefaults();
+    // Cascade: once a card is judged on its project copies, its deferred backups are copied from
+    // them, whoever queued the card.
+    connect(m_cards.get(), &CardTracker::cardEnded, this,
+            [this](const QString &root, const QList<QUuid> &ids, const CardVerdict &verdict) {
+                if (m_queue->runDeferredBackups(ids) > 0)
+                    setNotice(verdict.label() + QStringLiteral(" on the project copies of \u201C") + cardLabel(root)
+                              + QStringLiteral("\u201D; copying its backups from them"));
+            });
     m_watcher = std::make_unique<WatchFolderService>(*m_queue);
     connect(m_watcher.get(), &WatchFolderService::notice, this, [this](const QString &text) { setNotice(text); });
     m_volumes = std::make_unique<RemovableVolumes>();
