@@ -4,6 +4,7 @@
 // from cache + xxhsum of both to the same place. Arguments: [MiB] (default 256, so `make bench` stays short; docs/ingest.md used 1024).
 
 #include "BenchSupport.h"
+#include "CopyBenchJob.h"
 
 #include "base/FileIo.h"
 #include "ingest/MediaIngestService.h"
@@ -17,15 +18,6 @@
 using namespace vantor;
 
 namespace {
-
-MediaJob jobFor(const QString &source, const QString &target)
-{
-    struct stat info {};
-    ::stat(QFile::encodeName(source).constData(), &info);
-    const QString root = QFileInfo(target).path();
-    return MediaJob::make(source, FileGrant(source), root, FileGrant(root), target, std::nullopt, JobOperation::copy,
-                          std::nullopt, ChecksumAlgorithm::xxHash, qint64(info.st_size), Timestamp::fromTimespec(info.st_mtim));
-}
 
 } // namespace
 
@@ -96,7 +88,7 @@ int main(int argc, char **argv)
             const double best = bench::bestOfPairs(3, [&] {
                 QFile::remove(ours);
                 bench::run({QStringLiteral("cat"), source});
-                return bench::seconds([&] { MediaIngestService::copy(jobFor(source, ours), control, {}, {}, tuning); });
+                return bench::seconds([&] { MediaIngestService::copy(copyBenchJob(source, ours), control, {}, {}, tuning); });
             }, [] { return 0.0; }).first;
             QFile::remove(ours);
             std::printf("%d MiB to %s, %s: %.3f s, reference %.3f s, time ratio %.3f\n", mebibytes, place.name, mode.name,

@@ -4,6 +4,7 @@
 // argument or VANTOR_BENCH_FANOUT_MIB (default 1024).
 
 #include "BenchSupport.h"
+#include "CopyBenchJob.h"
 
 #include "ingest/FanOutCopy.h"
 #include "ingest/MediaIngestService.h"
@@ -16,15 +17,6 @@
 using namespace vantor;
 
 namespace {
-
-MediaJob jobFor(const QString &source, const QString &target)
-{
-    struct stat info {};
-    ::stat(QFile::encodeName(source).constData(), &info);
-    const QString root = QFileInfo(target).path();
-    return MediaJob::make(source, FileGrant(source), root, FileGrant(root), target, std::nullopt, JobOperation::copy,
-                          std::nullopt, ChecksumAlgorithm::xxHash, qint64(info.st_size), Timestamp::fromTimespec(info.st_mtim));
-}
 
 // The process's peak resident size since the last bench::resetPeakMemory(), in KiB.
 long highWaterKiB()
@@ -82,7 +74,7 @@ int main(int argc, char **argv)
     };
 
     JobControl control;
-    const MediaJob job = jobFor(source, targets[0]);
+    const MediaJob job = copyBenchJob(source, targets[0]);
     std::vector<FanOutCopy::Target> both;
     for (const QString &target : targets) {
         const QString root = QFileInfo(target).path();
@@ -99,7 +91,7 @@ int main(int argc, char **argv)
             clear();
             bench::run({QStringLiteral("cat"), source});
             single[index] = std::min(single[index], bench::seconds([&] {
-                MediaIngestService::copy(jobFor(source, targets[index]), control, {}, {}, tuning);
+                MediaIngestService::copy(copyBenchJob(source, targets[index]), control, {}, {}, tuning);
             }));
         }
         clear();

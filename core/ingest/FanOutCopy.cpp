@@ -161,6 +161,7 @@ void verifyAll(std::vector<Destination> &destinations, qint64 expected, Checksum
         // over all the copies.
         const double whole = double(expected) * double(readings.size());
         std::unique_lock lock(mutex);
+        qint64 reported = 0;
         for (;;) {
             qint64 read = 0;
             bool done = true;
@@ -168,10 +169,13 @@ void verifyAll(std::vector<Destination> &destinations, qint64 expected, Checksum
                 read += reading.bytes;
                 done = done && reading.done;
             }
-            if (update && read > 0) {
+            if (update && read > reported) {
+                // A reader may finish while the lock is let go: look again before waiting.
+                reported = read;
                 lock.unlock();
                 update(JobStatus::verifying, whole < 1 ? 1.0 : std::min(double(read) / whole, 1.0));
                 lock.lock();
+                continue;
             }
             if (done)
                 break;

@@ -132,4 +132,17 @@ QStringList listTree(const QString &root)
     return entries;
 }
 
+struct stat statOf(const QString &path)
+{
+    struct stat info {};
+    ::lstat(QFile::encodeName(path).constData(), &info);
+    return info;
+}
+
+void setModified(const QString &path, timespec time)
+{
+    const timespec times[2] = {{0, UTIME_OMIT}, time};
+    ::utimensat(AT_FDCWD, QFile::encodeName(path).constData(), times, AT_SYMLINK_NOFOLLOW);
+}
+
 } // namespace vantor::test

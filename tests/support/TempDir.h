@@ -3,6 +3,8 @@
 #include <QByteArray>
 #include <QString>
 #include <QTemporaryDir>
+#include <sys/stat.h>
+#include <time.h>
 
 namespace vantor::test {
 
@@ -34,5 +36,9 @@ bool isMemoryFileSystem(const QString &path);
 long cachedPages(const QString &path);
 // Every path below root, relative and sorted, folders with a trailing "/".
 QStringList listTree(const QString &root);
+// The entry itself (a link is not followed); zeros when it is not there.
+struct stat statOf(const QString &path);
+// Sets the entry's modification time, nanoseconds included.
+void setModified(const QString &path, timespec time);
 
 } // namespace vantor::test

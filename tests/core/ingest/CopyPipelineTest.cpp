@@ -1,6 +1,7 @@
 #include "ingest/CopyPipeline.h"
 #include "ingest/Hasher.h"
 
+#include "FailureText.h"
 #include "TempDir.h"
 #include "base/VantorError.h"
 
@@ -96,16 +97,6 @@ TEST(CopyPipeline, SlowSinkHoldsTheReadWithinTheRing)
 // after every thread stopped; sinks stop within a block and are not finished.
 TEST(CopyPipeline, FailuresAndCancelReachTheCallerAndStopEveryThread)
 {
-    const auto outcome = [](const std::function<void()> &body) {
-        try {
-            body();
-        } catch (const CancellationError &) {
-            return QStringLiteral("(cancelled)");
-        } catch (const std::exception &error) {
-            return errorText(error);
-        }
-        return QStringLiteral("(no error)");
-    };
     const struct {
         const char *name;
         int openFlags;
@@ -130,7 +121,7 @@ TEST(CopyPipeline, FailuresAndCancelReachTheCallerAndStopEveryThread)
         };
         CopyPipeline pipeline(control, block, buffers);
         pipeline.add(input.fd.get(), {&sink, &other});
-        EXPECT_EQ(outcome([&] { pipeline.run(); }), c.message);
+        EXPECT_EQ(test::failureText([&] { pipeline.run(); }), c.message);
         EXPECT_FALSE(sink.finished || other.finished);
         // The read stays within the ring of the stopped sink; the other takes at most one more.
         EXPECT_LE(other.blocks, std::size_t(buffers + 3));

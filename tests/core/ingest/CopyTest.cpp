@@ -3,6 +3,7 @@
 #include "ingest/StagingWriter.h"
 
 #include "Privileges.h"
+#include "FailureText.h"
 #include "TempDir.h"
 #include "base/FileIo.h"
 #include "base/VantorError.h"
@@ -26,19 +27,6 @@ constexpr qsizetype mebibyte = 1 << 20;
 const QString mismatch = QStringLiteral("Checksum mismatch. The copy was discarded; the source is untouched.");
 using Update = std::pair<JobStatus, double>;
 
-struct stat statOf(const QString &path)
-{
-    struct stat info {};
-    ::lstat(QFile::encodeName(path).constData(), &info);
-    return info;
-}
-
-void setModified(const QString &path, timespec time)
-{
-    const timespec times[2] = {{0, UTIME_OMIT}, time};
-    ::utimensat(AT_FDCWD, QFile::encodeName(path).constData(), times, AT_SYMLINK_NOFOLLOW);
-}
-
 void flipByte(const QString &path, qint64 offset)
 {
     QFile file(path);
@@ -51,7 +39,7 @@ void flipByte(const QString &path, qint64 offset)
 MediaJob jobFor(const QString &source, const QString &root, const QString &target,
                 std::optional<ChecksumAlgorithm> checksum = ChecksumAlgorithm::xxHash)
 {
-    const struct stat info = statOf(source);
+    const struct stat info = test::statOf(source);
     return MediaJob::make(source, FileGrant(source), root, FileGrant(root), target, std::nullopt, JobOperation::copy,
                           std::nullopt, checksum, qint64(info.st_size), Timestamp::fromTimespec(info.st_mtim));
 }
@@ -63,25 +51,18 @@ protected:
     {
         QFile::remove(source);
         dir.write(QStringLiteral("card/A001C001.MXF"), content);
-        setModified(source, {1600000000, 123456789});
+        test::setModified(source, {1600000000, 123456789});
     }
     QString copyFailure(const MediaJob &job, const MediaIngestService::Update &update = {})
     {
-        try {
-            MediaIngestService::copy(job, control, update);
-        } catch (const CancellationError &) {
-            return QStringLiteral("(cancelled)");
-        } catch (const std::exception &error) {
-            return errorText(error);
-        }
-        return QStringLiteral("(no error)");
+        return test::failureText([&] { MediaIngestService::copy(job, control, update); });
     }
     QStringList filesUnderRoot() const { return test::listTree(root).filter(QRegularExpression(QStringLiteral("[^/]$"))); }
     // Whatever failed, the source is as it was and nothing but folders is under the root.
     void expectNothingLeft()
     {
         EXPECT_EQ(test::readFile(source), content);
-        EXPECT_EQ(statOf(source).st_mtim.tv_nsec, 123456789);
+        EXPECT_EQ(test::statOf(source).st_mtim.tv_nsec, 123456789);
         EXPECT_EQ(filesUnderRoot(), QStringList());
     }
 
@@ -109,7 +90,7 @@ TEST_F(CopyTest, CopiesInEachAlgorithmOrUnverified)
         std::vector<Update> updates;
         const auto result = MediaIngestService::copy(each, control, [&](JobStatus phase, double f) { updates.emplace_back(phase, f); });
         EXPECT_EQ(test::readFile(destination), content);
-        EXPECT_EQ(std::pair(statOf(destination).st_mtim.tv_sec, statOf(destination).st_mtim.tv_nsec), std::pair(1600000000L, 123456789L));
+        EXPECT_EQ(std::pair(test::statOf(destination).st_mtim.tv_sec, test::statOf(destination).st_mtim.tv_nsec), std::pair(1600000000L, 123456789L));
         // Three copy blocks, then verification's start and three blocks of each file, rising to the end.
         ASSERT_EQ(updates.size(), algorithm ? 10u : 3u);
         EXPECT_EQ(updates[0], Update(JobStatus::copying, double(4 * mebibyte) / double(content.size())));
@@ -148,7 +129,7 @@ TEST_F(CopyTest, EachFailureHasItsTextAndLeavesNothing)
         {jobFor(QStringLiteral("/proc/self/mem"), root, root + QStringLiteral("/mem")), {}, QString::fromLocal8Bit(std::strerror(EIO))},
         {grown, {}, changed},
         {queued, [&](JobStatus phase, double f) { if (phase == JobStatus::copying && f < 0.5) grow(); }, changed},
-        {queued, [&](JobStatus phase, double f) { if (phase == JobStatus::verifying && f > 0.5) setModified(source, {1600000001, 0}); }, changed},
+        {queued, [&](JobStatus phase, double f) { if (phase == JobStatus::verifying && f > 0.5) test::setModified(source, {1600000001, 0}); }, changed},
         {queued, [&](JobStatus phase, double f) { if (phase == JobStatus::verifying && f == 0.0) flipByte(source, 7); }, mismatch},
         {queued, [&](JobStatus phase, double f) { if (phase == JobStatus::verifying && f == 1.0) control.cancel(); }, "(cancelled)"},
         {queued, [&](JobStatus, double) { ADD_FAILURE() << "copied after a cancel"; }, "(cancelled)"},
