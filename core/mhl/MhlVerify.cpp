@@ -6,6 +6,8 @@
 
 #include <QSet>
 
+#include <algorithm>
+
 namespace vantor::MhlVerify {
 
 namespace {
@@ -37,24 +39,24 @@ void verifyScope(const QString &scope, JobControl &control, Result &result)
             continue;
         }
         const MhlHistory::Recorded &record = found->second;
-        std::optional<HashFormat> format = record.originalFormat;
-        if (!format || !HashFormats::computable(*format) || !record.hashes.count(*format)) {
-            format.reset();
-            for (const auto &[candidate, value] : record.hashes)
-                if (HashFormats::computable(candidate) && !format)
-                    format = candidate;
-        }
-        if (!format) {
+        // The hash the file was first recorded with, else the first one this build computes.
+        auto chosen = record.hashes.end();
+        if (record.originalFormat && HashFormats::computable(*record.originalFormat))
+            chosen = record.hashes.find(*record.originalFormat);
+        if (chosen == record.hashes.end())
+            chosen = std::find_if(record.hashes.begin(), record.hashes.end(),
+                                  [](const auto &entry) { return HashFormats::computable(entry.first); });
+        if (chosen == record.hashes.end()) {
             result.problems.push_back({Problem::unverifiable, absolute(file.path), {}});
             continue;
         }
-        const QString expected = record.hashes.at(*format);
-        const QString actual = MhlHasher::fileDigests(absolute(file.path), {*format}, control).front();
+        const QString &expected = chosen->second;
+        const QString actual = MhlHasher::fileDigests(absolute(file.path), {chosen->first}, control).front();
         if (actual == expected)
             ++result.matched;
         else
             result.problems.push_back({Problem::changed, absolute(file.path),
-                                       QStringLiteral("%1 recorded %2, found %3").arg(HashFormats::name(*format), expected, actual)});
+                                       QStringLiteral("%1 recorded %2, found %3").arg(HashFormats::name(chosen->first), expected, actual)});
     }
     for (const auto &[path, record] : recorded)
         if (!present.contains(path) && !record.hashes.empty())
