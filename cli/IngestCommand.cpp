@@ -326,6 +326,12 @@ int runIngest(const QStringList &arguments)
                                                          << "\nCopying the backups from the verified project copies.\n";
                              });
         }
+        // Each judged card's offload report is written into the project, whatever its verdict.
+        QStringList reports, reportFailures;
+        QObject::connect(&workspace, &Workspace::offloadReportWritten, &queue,
+                         [&](const QString &, const QStringList &paths) { reports << paths; });
+        QObject::connect(&workspace, &Workspace::offloadReportFailed, &queue,
+                         [&](const QString &message) { reportFailures << message; });
         const auto judged = [&] {
             return std::none_of(roots.begin(), roots.end(), [&](const QString &root) { return cards.open(root); });
         };
@@ -362,6 +368,11 @@ int runIngest(const QStringList &arguments)
         for (const QString &root : roots)
             verdicts.push_back(cards.verdict(root).value_or(CardVerdict{root, false, {}, {}}));
         printOutcome(outputs, verdicts, queued, parser.isSet(QStringLiteral("json")));
+        workspace.finishReports();
+        for (const QString &path : std::as_const(reports))
+            QTextStream(stderr) << "Offload report: " << path << '\n';
+        for (const QString &message : std::as_const(reportFailures))
+            printError(message);
         const auto unsafe = std::count_if(verdicts.begin(), verdicts.end(), [](const CardVerdict &each) { return !each.safe; });
         if (failed > 0)
             printError(QStringLiteral("%1 of the queued jobs did not complete; see the lines above.").arg(failed));

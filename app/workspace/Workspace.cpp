@@ -11,6 +11,7 @@
 #include "base/VantorError.h"
 #include "projects/ProjectCreationService.h"
 #include "projects/ProjectTemplateService.h"
+#include "queue/CardReportWriter.h"
 #include "queue/CardTracker.h"
 #include "queue/QueueService.h"
 #include "presets/PresetService.h"
@@ -18,6 +19,7 @@
 #include "workspace/BackupFolders.h"
 #include "workspace/UserChoices.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -69,6 +71,7 @@ Workspace::Workspace(const QString &supportDirectory, JobPhases phases, UserChoi
                     setNotice(verdict.label() + QStringLiteral(" on the project copies of \u201C") + cardLabel(root)
                               + QStringLiteral("\u201D; copying its backups from them"));
             });
+    connect(m_cards.get(), &CardTracker::cardEnded, this, &Workspace::writeOffloadReport);
     m_watcher = std::make_unique<WatchFolderService>(*m_queue);
     connect(m_watcher.get(), &WatchFolderService::notice, this, [this](const QString &text) { setNotice(text); });
     m_volumes = std::make_unique<RemovableVolumes>();
@@ -212,6 +215,39 @@ void Workspace::receive(const QStringList &urls, std::optional<Page> destination
             reportBackgroundFailure(errorText(failure));
         }
     });
+}
+
+void Workspace::writeOffloadReport(const QString &sourceRoot, const QList<QUuid> &jobIds, const CardVerdict &verdict)
+{
+    std::vector<MediaJob> jobs;
+    for (const QUuid &id : jobIds) {
+        if (const MediaJob *job = m_queue->repository().job(id))
+            jobs.push_back(*job);
+    }
+    if (jobs.empty())
+        return;
+    m_tasks.post([this, sourceRoot, jobs = std::move(jobs), verdict] {
+        try {
+            const CardReportWriter::Written written = CardReportWriter::write(sourceRoot, jobs, verdict);
+            QMetaObject::invokeMethod(this, [this, sourceRoot, written] {
+                Q_EMIT offloadReportWritten(sourceRoot, {written.html, written.json});
+            }, Qt::QueuedConnection);
+        } catch (const std::exception &failure) {
+            // The verdict stands; only the report is missing, and the user is told so.
+            const QString text = QStringLiteral("The offload report for \u201C") + cardLabel(sourceRoot)
+                                 + QStringLiteral("\u201D could not be written: ") + errorText(failure);
+            QMetaObject::invokeMethod(this, [this, text] {
+                setNotice(text);
+                Q_EMIT offloadReportFailed(text);
+            }, Qt::QueuedConnection);
+        }
+    });
+}
+
+void Workspace::finishReports()
+{
+    m_tasks.flush();
+    QCoreApplication::sendPostedEvents(this, QEvent::MetaCall);
 }
 
 void Workspace::reportBackgroundFailure(const QString &message)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/ChecksumAlgorithm.h"
+#include "cards/CardVerdict.h"
 #include "jobs/JobStatus.h"
 #include "jobs/SourceFile.h"
 #include "planning/JobPlanner.h"
@@ -167,6 +168,8 @@ public:
     // refused while an unfinished job reads from it or writes to it. The outcome arrives as
     // notice() or error().
     void eject(const QString &path);
+    // Returns once every offload report asked for so far is written and announced.
+    void finishReports();
 
 Q_SIGNALS:
     void pageChanged();
@@ -180,11 +183,15 @@ Q_SIGNALS:
     void noticeChanged();
     void engineStatusChanged();
     void renameConfirmationChanged();
+    // A judged card's offload report, written into its project (the HTML, then the JSON).
+    void offloadReportWritten(const QString &sourceRoot, const QStringList &paths);
+    void offloadReportFailed(const QString &message); // also the notice
 
 private:
     template <typename T> void assign(T &field, const T &value, void (Workspace::*changed)());
     void setScanning(bool scanning);
     void reportBackgroundFailure(const QString &message);
+    void writeOffloadReport(const QString &sourceRoot, const QList<QUuid> &jobIds, const CardVerdict &verdict);
     void readDefaults();
     QString dateText(const QDateTime &date) const;
     std::vector<MediaJob> importJobs() const;    // throws

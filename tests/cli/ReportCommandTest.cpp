@@ -54,6 +54,15 @@ TEST_F(ReportCommand, IngestPrintsEachCardsVerdictAndThePdfHoldsThem)
     EXPECT_TRUE(receipt.startsWith("xxh64 ")) << receipt.toStdString();
     EXPECT_TRUE(first.outText().endsWith("\nSafe to format: " + safe + "\n  Receipt " + receipt + ": " + scope + "\n"))
         << first.outText().toStdString();
+    // The card's own report is in the project by itself, named on stderr.
+    QStringList reports;
+    const QRegularExpression named("Offload report: (" + QRegularExpression::escape(project)
+                                   + "/Reports/A001 offload [-0-9]+ [0-9]{6}\\.(html|json))\n");
+    for (const QRegularExpressionMatch &match : named.globalMatch(first.errText()))
+        reports << match.captured(1);
+    ASSERT_EQ(reports.size(), 2) << first.errText().toStdString();
+    EXPECT_TRUE(QString::fromUtf8(readFile(reports[0])).contains("Safe to format"));
+    EXPECT_TRUE(readFile(reports[1]).startsWith("["));
 
     const ProcessResult second = ingest({"--no-verify", "--json"}, unsafe);
     EXPECT_EQ(second.exitCode, 1);
