@@ -213,10 +213,13 @@ TEST_F(WorkspaceCommands, IngestOfACardWithRenamingIntoAProject)
     // The card and its proxies each get an ASC MHL history.
     for (const char *scope : {"02_FOOTAGE/ORIGINALS/A001/ascmhl/", "02_FOOTAGE/PROXIES/A001/ascmhl/"})
         expected << QString(scope) + "0001_A001_DATE.mhl" << QString(scope) + "ascmhl_chain.xml";
+    // And the card's offload report, in a folder of its own as the project has no 01_REPORTS.
+    expected << "Reports/A001 offload DATE.html" << "Reports/A001 offload DATE.json";
     ASSERT_EQ(counter, 3); // the hidden file is not a source
     QStringList files = listTree(project);
     files.removeIf([](const QString &entry) { return entry.endsWith(u'/'); });
     files.replaceInStrings(QRegularExpression("_\\d{4}-\\d\\d-\\d\\d_\\d{6}Z\\.mhl$"), "_DATE.mhl");
+    files.replaceInStrings(QRegularExpression(" offload \\d{4}-\\d\\d-\\d\\d \\d{6}\\."), " offload DATE.");
     expected.sort();
     EXPECT_EQ(files, expected);
     for (const MediaJob &job : stored().jobs)
