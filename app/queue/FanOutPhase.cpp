@@ -95,13 +95,6 @@ Outcome run(const MediaJob &job, JobControl &control, const JobPhaseCallbacks &c
     result = {job.sourceHash, job.destinationHash};
     bool &copyDone = done.copyCommitted;
     copyDone = job.copyCommitted;
-    if (!copyDone && job.copyDestination && job.copyPublish && StagingFiles::matches(*job.copyDestination, *job.copyPublish, control)
-        && (!job.checksum || job.copyPublish->algorithm == *job.checksum)) {
-        result = {job.checksum ? std::optional<QString>(job.copyPublish->digest) : std::nullopt,
-                  job.checksum ? std::optional<QString>(job.copyPublish->digest) : std::nullopt};
-        callbacks.copyCommitted(result);
-        copyDone = true;
-    }
 
     std::vector<FanOutCopy::Target> targets;
     std::vector<int> owners; // -1 the project copy, otherwise the backup's index

@@ -11,10 +11,10 @@
 namespace vantor {
 
 // The copy of a job that owes backups: one read of the source (or of a verified destination,
-// checked against the recorded source digest) feeds the
-// project copy and every backup not committed yet and not deferred. Each destination's outcome
-// is reported as it happens; a copy published by an earlier run is adopted only when it matches
-// its record.
+// checked against the recorded source digest) feeds the project copy and every backup not
+// committed yet and not deferred. Each destination's outcome is reported as it happens; a backup
+// published by an earlier run is adopted only when it matches its record (the project copy is
+// taken back by the caller, as for any copy job).
 namespace FanOutPhase {
 
 // Whether the job's copy goes through this phase: it copies and owes a backup due now.

@@ -79,26 +79,31 @@ JobPhaseResult runJobPhases(const MediaJob &job, JobControl &control, const QStr
                 callbacks.beforePublish(record, output);
         };
     };
+    // A project copy this job published before a kill is taken back the same way whatever else
+    // the job still owes.
+    MediaJob current = job;
+    if (job.operation.copies() && !job.copyCommitted && publishedByJob(job.copyDestination, job.copyPublish, control)) {
+        result = adoptCopy(job, control);
+        callbacks.copyCommitted(result);
+        current.copyCommitted = true;
+        current.sourceHash = result.sourceHash;
+        current.destinationHash = result.destinationHash;
+    }
     if (fanOut) {
-        FanOutPhase::Outcome copied = FanOutPhase::run(job, control, callbacks);
+        FanOutPhase::Outcome copied = FanOutPhase::run(current, control, callbacks);
         result = copied.digests;
         failures = copied.failures;
         if (!copied.copyCommitted)
             throw VantorError(failures.join(QLatin1Char(' ')));
-    } else if (job.operation.copies()) {
-        if (!job.copyCommitted && publishedByJob(job.copyDestination, job.copyPublish, control)) {
-            result = adoptCopy(job, control);
-            callbacks.copyCommitted(result);
-        } else if (!job.copyCommitted) {
-            const MediaIngestService::CopyResult copied = MediaIngestService::copy(
-                job, control,
-                [&](JobStatus phase, double fraction) { callbacks.progress(phase, fraction); },
-                beforePublish(false));
-            result = {copied.sourceHash, copied.destinationHash};
-            callbacks.copyCommitted(result);
-        } else {
-            result = recheckCommittedCopy(job, control, callbacks);
-        }
+    } else if (job.operation.copies() && !current.copyCommitted) {
+        const MediaIngestService::CopyResult copied = MediaIngestService::copy(
+            job, control,
+            [&](JobStatus phase, double fraction) { callbacks.progress(phase, fraction); },
+            beforePublish(false));
+        result = {copied.sourceHash, copied.destinationHash};
+        callbacks.copyCommitted(result);
+    } else if (job.operation.copies() && job.copyCommitted) {
+        result = recheckCommittedCopy(job, control, callbacks);
     }
     if (job.operation.transcodes() && !publishedByJob(job.outputDestination, job.outputPublish, control)) {
         TranscodeService::transcode(

@@ -64,6 +64,26 @@ bool zeros(const char *data, qsizetype size)
     return std::all_of(data, data + size, [](char c) { return c == 0; });
 }
 
+// The parts a change carries whole, listed once for the writer and the reader: each is there
+// exactly when the change's `parts` names it.
+template <typename Change, typename Visitor> void visitWholeParts(Change &change, Visitor &v)
+{
+    if (change.has(StateChange::templates))
+        v.records("templates", change.templateList);
+    if (change.has(StateChange::presets))
+        v.records("presets", change.presetList);
+    if (change.has(StateChange::watches))
+        v.records("watches", change.watchList);
+    if (change.has(StateChange::project)) {
+        v.record("project", change.projectContext);
+        v.record("projectGrant", change.projectGrant);
+    }
+    if (change.has(StateChange::settings)) {
+        v.string("ffmpeg", change.ffmpeg);
+        v.record("transcodeDestination", change.transcodeDestination);
+    }
+}
+
 } // namespace
 
 std::uint64_t digest(const char *data, std::size_t size)
@@ -92,20 +112,7 @@ QByteArray encodePayload(const StateChange &change)
         writer.strings("removed", uuidTexts(change.removed));
     if (change.has(StateChange::order))
         writer.strings("order", uuidTexts(change.jobOrder));
-    if (change.has(StateChange::templates))
-        writer.records("templates", change.templateList);
-    if (change.has(StateChange::presets))
-        writer.records("presets", change.presetList);
-    if (change.has(StateChange::watches))
-        writer.records("watches", change.watchList);
-    if (change.has(StateChange::project)) {
-        writer.record("project", change.projectContext);
-        writer.record("projectGrant", change.projectGrant);
-    }
-    if (change.has(StateChange::settings)) {
-        writer.string("ffmpeg", change.ffmpeg);
-        writer.record("transcodeDestination", change.transcodeDestination);
-    }
+    visitWholeParts(change, writer);
     QByteArray out;
     top.finish(out);
     return out;
@@ -126,20 +133,7 @@ StateChange decodePayload(const QByteArray &payload)
         change.removed = uuids(reader, "removed");
     if (change.has(StateChange::order))
         change.jobOrder = uuids(reader, "order");
-    if (change.has(StateChange::templates))
-        fields.records("templates", change.templateList);
-    if (change.has(StateChange::presets))
-        fields.records("presets", change.presetList);
-    if (change.has(StateChange::watches))
-        fields.records("watches", change.watchList);
-    if (change.has(StateChange::project)) {
-        fields.record("project", change.projectContext);
-        fields.record("projectGrant", change.projectGrant);
-    }
-    if (change.has(StateChange::settings)) {
-        fields.string("ffmpeg", change.ffmpeg);
-        fields.record("transcodeDestination", change.transcodeDestination);
-    }
+    visitWholeParts(change, fields);
     return change;
 }
 
