@@ -8,8 +8,9 @@ void ChangeTracker::reset(const std::vector<MediaJob> &jobs)
 {
     reindex(jobs);
     m_waiting.clear();
-    for (const MediaJob &job : jobs)
-        track(job);
+    m_waitingPositions.clear();
+    for (std::size_t i = 0; i < jobs.size(); ++i)
+        track(jobs[i], i);
     m_changedJobs.clear();
     m_removedJobs.clear();
     m_parts = 0;
@@ -23,12 +24,21 @@ void ChangeTracker::reindex(const std::vector<MediaJob> &jobs)
         m_index.insert(jobs[i].id, i);
 }
 
-void ChangeTracker::track(const MediaJob &job)
+void ChangeTracker::track(const MediaJob &job, std::size_t position)
 {
-    if (job.status == JobStatus::waiting)
+    if (job.status == JobStatus::waiting) {
         m_waiting.insert(job.id);
-    else
-        m_waiting.remove(job.id);
+        m_waitingPositions.insert(position);
+    } else if (m_waiting.remove(job.id)) {
+        m_waitingPositions.erase(position);
+    }
+}
+
+void ChangeTracker::rebuildWaiting()
+{
+    m_waitingPositions.clear();
+    for (const QUuid &id : std::as_const(m_waiting))
+        m_waitingPositions.insert(m_index.value(id));
 }
 
 std::optional<std::size_t> ChangeTracker::indexOf(const QUuid &id) const
@@ -41,13 +51,9 @@ std::optional<std::size_t> ChangeTracker::indexOf(const QUuid &id) const
 
 std::optional<std::size_t> ChangeTracker::firstWaiting() const
 {
-    std::optional<std::size_t> first;
-    for (const QUuid &id : m_waiting) {
-        const std::size_t position = m_index.value(id);
-        if (!first || position < *first)
-            first = position;
-    }
-    return first;
+    if (m_waitingPositions.empty())
+        return std::nullopt;
+    return *m_waitingPositions.begin();
 }
 
 void ChangeTracker::appended(const std::vector<MediaJob> &jobs, std::size_t first)
@@ -55,14 +61,15 @@ void ChangeTracker::appended(const std::vector<MediaJob> &jobs, std::size_t firs
     for (std::size_t i = first; i < jobs.size(); ++i) {
         m_index.insert(jobs[i].id, i);
         m_changedJobs.insert(jobs[i].id);
-        track(jobs[i]);
+        track(jobs[i], i);
     }
 }
 
 void ChangeTracker::updated(const MediaJob &job)
 {
     m_changedJobs.insert(job.id);
-    track(job);
+    if (const auto position = indexOf(job.id))
+        track(job, *position);
 }
 
 void ChangeTracker::removed(const QList<QUuid> &ids, const std::vector<MediaJob> &jobs)
@@ -71,12 +78,14 @@ void ChangeTracker::removed(const QList<QUuid> &ids, const std::vector<MediaJob>
         m_waiting.remove(id);
     m_removedJobs.insert(m_removedJobs.end(), ids.begin(), ids.end());
     reindex(jobs);
+    rebuildWaiting();
 }
 
 void ChangeTracker::moved(const std::vector<MediaJob> &jobs, std::size_t from, std::size_t to)
 {
     for (std::size_t i = std::min(from, to); i <= std::max(from, to); ++i)
         m_index.insert(jobs[i].id, i);
+    rebuildWaiting();
     m_parts |= StateChange::order;
 }
 

@@ -6,6 +6,7 @@
 #include <QList>
 #include <QSet>
 #include <optional>
+#include <set>
 
 namespace vantor {
 
@@ -29,10 +30,13 @@ public:
 
 private:
     void reindex(const std::vector<MediaJob> &jobs);
-    void track(const MediaJob &job);
+    void track(const MediaJob &job, std::size_t position);
+    void rebuildWaiting();
 
     QHash<QUuid, std::size_t> m_index; // job id -> position
     QSet<QUuid> m_waiting;
+    // The waiting jobs' positions, ordered: the next job is the first, however many wait.
+    std::set<std::size_t> m_waitingPositions;
     QSet<QUuid> m_changedJobs; // added or changed since the last save
     std::vector<QUuid> m_removedJobs;
     unsigned m_parts = 0;

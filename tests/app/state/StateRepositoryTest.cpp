@@ -309,6 +309,48 @@ TEST_F(StateRepositoryTest, ProgressSavesWhenDueOtherChangesAtOnce)
     }
 }
 
+// The next job to run is the first waiting one in queue order, whatever moved, ended or went.
+TEST_F(StateRepositoryTest, TheNextWaitingJobFollowsQueueOrder)
+{
+    const auto scanned = [&]() -> std::optional<std::size_t> {
+        for (std::size_t i = 0; i < jobs().size(); ++i) {
+            if (jobs()[i].status == JobStatus::waiting)
+                return i;
+        }
+        return std::nullopt;
+    };
+    const auto withStatus = [&](std::size_t row, JobStatus status) {
+        MediaJob job = jobs()[row];
+        job.status = status;
+        state->updateJob(job);
+    };
+    std::vector<MediaJob> added;
+    for (int i = 0; i < 4; ++i) {
+        added.push_back(sampleJob(JobOperation::copy, JobStatus::waiting, 60 + i));
+        added.back().id = QUuid::createUuid();
+    }
+    const std::size_t first = jobs().size();
+    const std::vector<std::pair<const char *, std::function<void()>>> steps{
+        {"loaded", [] {}},
+        {"added", [&] { state->addJobs(added); }},
+        {"first ends", [&] { withStatus(*state->firstWaiting(), JobStatus::complete); }},
+        {"last moves to the top", [&] { state->moveJob(jobs().size() - 1, 0); }},
+        {"top moves down", [&] { state->moveJob(0, jobs().size() - 2); }},
+        {"swapped", [&] { state->swapJobs(first + 1, first + 2); }},
+        {"an ended job waits again", [&] { withStatus(0, JobStatus::waiting); }},
+        {"it is removed", [&] { state->removeJobs({jobs()[0].id}); }},
+        {"all end", [&] {
+             while (const auto next = state->firstWaiting())
+                 withStatus(*next, JobStatus::complete);
+         }},
+    };
+    for (const auto &[name, act] : steps) {
+        act();
+        EXPECT_EQ(state->firstWaiting(), scanned()) << name;
+    }
+    EXPECT_EQ(state->firstWaiting(), std::nullopt);
+}
+
 // The caller that waits on a save (a publish) hears of its failure, and of nothing once it is on disk.
 TEST_F(StateRepositoryTest, AWaitedSaveReportsItsOutcome)
 {
