@@ -3,6 +3,7 @@
 #include "base/VantorError.h"
 
 #include <QFile>
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
@@ -374,6 +375,17 @@ AlignedBuffer alignedBuffer(std::size_t size)
     if (!buffer)
         throw std::bad_alloc();
     return buffer;
+}
+
+std::size_t bufferSizeFor(int fd, std::size_t limit)
+{
+    constexpr std::size_t smallest = 64 << 10; // well below the allocator's mapping threshold
+    const struct stat info = fstat(fd);
+    if (!S_ISREG(info.st_mode) || limit <= smallest)
+        return limit;
+    const auto size = std::size_t(std::max<off_t>(info.st_size, 0));
+    const std::size_t rounded = (size + directAlignment - 1) / directAlignment * directAlignment;
+    return std::clamp(rounded, smallest, limit);
 }
 
 // Set after opening rather than in open(): some file systems create the file and only then

@@ -77,6 +77,11 @@ struct AlignedFree {
 };
 using AlignedBuffer = std::unique_ptr<char[], AlignedFree>;
 AlignedBuffer alignedBuffer(std::size_t size); // a multiple of directAlignment
+// The buffer size for reading the file open at `fd` in blocks of at most `limit` bytes: a small
+// file gets a small buffer. A large buffer is mapped and unmapped by the allocator on each use,
+// and in a process with many threads each unmap interrupts every core; a file that grows after
+// this is still read whole, in more reads.
+std::size_t bufferSizeFor(int fd, std::size_t limit);
 bool tryDirect(int fd); // switches to direct I/O where the file system allows it
 void endDirect(int fd);
 

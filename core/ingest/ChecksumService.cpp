@@ -38,7 +38,8 @@ QString digest(int fd, ChecksumAlgorithm algorithm, JobControl &control, const P
 {
     const qint64 size = FileIo::fstat(fd).st_size;
     Hasher hasher(algorithm);
-    const FileIo::AlignedBuffer buffer = FileIo::alignedBuffer(chunkSize);
+    const std::size_t bufferSize = FileIo::bufferSizeFor(fd, chunkSize);
+    const FileIo::AlignedBuffer buffer = FileIo::alignedBuffer(bufferSize);
     bool direct = (::fcntl(fd, F_GETFL) & O_DIRECT) != 0;
     constexpr auto block = qint64(FileIo::directAlignment);
     qint64 count = 0;
@@ -46,7 +47,7 @@ QString digest(int fd, ChecksumAlgorithm algorithm, JobControl &control, const P
         control.checkpoint();
         std::size_t got;
         try {
-            got = FileIo::read(fd, buffer.get(), chunkSize);
+            got = FileIo::read(fd, buffer.get(), bufferSize);
         } catch (const std::system_error &error) {
             // Some file systems take O_DIRECT and then refuse the read: read through the cache.
             if (!direct || error.code().value() != EINVAL || count % block != 0)

@@ -12,6 +12,7 @@ struct CopyPipeline::Lane {
     int input = -1;
     std::vector<CopySink *> sinks;
     std::vector<FileIo::AlignedBuffer> buffers;
+    std::size_t blockSize = 0;        // each buffer's size: the pipeline's, or less for a small file
     std::vector<std::size_t> lengths;
     std::size_t produced = 0;         // blocks filled
     bool ended = false;               // the read reached the end
@@ -42,8 +43,9 @@ int CopyPipeline::add(int input, std::vector<CopySink *> sinks)
     auto lane = std::make_unique<Lane>();
     lane->input = input;
     lane->sinks = std::move(sinks);
+    lane->blockSize = FileIo::bufferSizeFor(input, m_blockSize);
     for (std::size_t index = 0; index < m_buffers; ++index)
-        lane->buffers.push_back(FileIo::alignedBuffer(m_blockSize));
+        lane->buffers.push_back(FileIo::alignedBuffer(lane->blockSize));
     lane->lengths.assign(m_buffers, 0);
     lane->consumed.assign(lane->sinks.size(), 0);
     m_lanes.push_back(std::move(lane));
@@ -58,7 +60,10 @@ qint64 CopyPipeline::bytes(int lane) const
 
 std::size_t CopyPipeline::bufferBytes() const
 {
-    return m_lanes.size() * m_buffers * m_blockSize;
+    std::size_t total = 0;
+    for (const std::unique_ptr<Lane> &lane : m_lanes)
+        total += m_buffers * lane->blockSize;
+    return total;
 }
 
 std::size_t CopyPipeline::taken(const Lane &lane) const
@@ -93,10 +98,10 @@ void CopyPipeline::read(Lane &lane)
     qint64 offset = 0;
     const auto wanted = [&] {
         if (!direct)
-            return m_blockSize;
+            return lane.blockSize;
         const auto unit = qint64(FileIo::directAlignment);
         const qint64 left = std::max<qint64>(size - offset, 1);
-        return std::min(m_blockSize, std::size_t((left + unit - 1) / unit * unit));
+        return std::min(lane.blockSize, std::size_t((left + unit - 1) / unit * unit));
     };
     for (std::size_t block = 0;; ++block) {
         m_control.checkpoint(); // pause and cancel act within one block
@@ -116,7 +121,7 @@ void CopyPipeline::read(Lane &lane)
                 throw;
             FileIo::endDirect(lane.input);
             direct = false;
-            got = FileIo::read(lane.input, buffer, m_blockSize);
+            got = FileIo::read(lane.input, buffer, lane.blockSize);
         }
         offset += qint64(got);
         std::lock_guard lock(m_mutex);

@@ -74,6 +74,37 @@ TEST(CopyPipeline, EverySinkGetsTheWholeSourceInOrder)
     }
 }
 
+// A small file gets a ring its size, not blocks of a megabyte; a file that grew after it was
+// added is still read to its end.
+TEST(CopyPipeline, ASmallFileGetsASmallRingAndIsStillReadWhole)
+{
+    constexpr std::size_t large = 1 << 20;
+    const struct {
+        qsizetype size;
+        qsizetype grownBy;
+        std::size_t ring;
+    } cases[] = {
+        {1024, 0, buffers * block},
+        {1024, 3 * qsizetype(large) + 5, buffers * block},
+        {3 * qsizetype(large), 0, buffers * large},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.size + c.grownBy);
+        Input input(c.size);
+        JobControl control;
+        Recorder sink;
+        CopyPipeline pipeline(control, large, buffers);
+        pipeline.add(input.fd.get(), {&sink});
+        const QByteArray more = test::randomBytes(c.grownBy, 9);
+        QFile file(input.dir.path() + QStringLiteral("/source"));
+        ASSERT_TRUE(file.open(QIODevice::Append) && file.write(more) == more.size());
+        file.close();
+        pipeline.run();
+        EXPECT_EQ(pipeline.bufferBytes(), c.ring);
+        EXPECT_EQ(sink.got, input.content + more);
+    }
+}
+
 // A slow sink holds the read back: the reader is never more than the ring ahead of any sink,
 // so memory stays bounded by the ring however slow one destination is.
 TEST(CopyPipeline, SlowSinkHoldsTheReadWithinTheRing)
