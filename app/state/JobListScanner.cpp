@@ -41,6 +41,40 @@ std::optional<JobsSplit> JobListScanner::split()
     return result;
 }
 
+std::optional<QUuid> JobListScanner::idOf(const char *text, qsizetype size)
+{
+    constexpr qsizetype idLength = 36;
+    JobListScanner scanner(text, size);
+    if (!scanner.take('{'))
+        return std::nullopt;
+    for (;;) {
+        scanner.skipSpace();
+        const qsizetype key = scanner.m_at;
+        if (!scanner.skipString())
+            return std::nullopt;
+        const bool isId = scanner.m_at - key == 4 && std::memcmp(text + key, "\"id\"", 4) == 0;
+        scanner.skipSpace();
+        if (!scanner.take(':'))
+            return std::nullopt;
+        scanner.skipSpace();
+        if (isId) {
+            const qsizetype begin = scanner.m_at + 1;
+            if (!scanner.take('"') || size - begin < idLength + 1 || text[begin + idLength] != '"'
+                || std::memchr(text + begin, '\\', idLength))
+                return std::nullopt;
+            const QUuid id = QUuid::fromString(QLatin1StringView(text + begin, idLength));
+            if (id.isNull())
+                return std::nullopt;
+            return id;
+        }
+        if (!scanner.skipValue())
+            return std::nullopt;
+        scanner.skipSpace();
+        if (!scanner.take(','))
+            return std::nullopt;
+    }
+}
+
 bool JobListScanner::elements(JobsSplit &result)
 {
     result.arrayBegin = m_at;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QUuid>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -19,12 +20,21 @@ struct JobsSplit {
 class JobListScanner {
 public:
     explicit JobListScanner(const QByteArray &data)
-        : m_data(data.constData())
-        , m_size(data.size())
+        : JobListScanner(data.constData(), data.size())
+    {
+    }
+    JobListScanner(const char *data, qsizetype size)
+        : m_data(data)
+        , m_size(size)
     {
     }
 
     std::optional<JobsSplit> split();
+
+    // The id of a job's text, found by skipping over the members before "id" without judging
+    // them; nothing when it is not found that way. For a well-formed job it is what a full
+    // decode finds.
+    static std::optional<QUuid> idOf(const char *text, qsizetype size);
 
 private:
     bool elements(JobsSplit &result);

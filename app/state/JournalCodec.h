@@ -15,6 +15,7 @@ class StateMirror;
 // the payload's xxHash64 (u64), all little-endian, then the payload, the change as JSON.
 namespace JournalCodec {
 
+inline constexpr char magic[] = "VJOURNL1"; // eight bytes; the digit is the format
 inline constexpr qsizetype headerSize = 24; // magic, base digest, digest of those 16 bytes
 inline constexpr qsizetype frameHeaderSize = 16;
 
@@ -34,7 +35,7 @@ struct Replay {
 
 // Applies the frames of `data` to `mirror` when its header names `base`; a journal for another
 // state file applies nothing. An unfinished last frame is left out; any other damage throws
-// DecodingError naming `path`.
+// DecodingError naming `path`. See JournalReplay, which this runs.
 Replay replay(const QByteArray &data, std::uint64_t base, StateMirror &mirror, const QString &path);
 
 } // namespace JournalCodec

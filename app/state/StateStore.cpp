@@ -8,8 +8,10 @@
 #include "base/JsonText.h"
 #include "base/VantorError.h"
 #include "ingest/XXHash64.h"
+#include "state/InParts.h"
 #include "state/JobListScanner.h"
 #include "state/JournalCodec.h"
+#include "state/JournalReplay.h"
 #include "state/StateMirror.h"
 
 #include <QSet>
@@ -95,40 +97,10 @@ public:
     }
 };
 
-std::size_t partCount(std::size_t count)
-{
-    const std::size_t threads = std::clamp(std::thread::hardware_concurrency(), 1u, 4u);
-    return std::clamp<std::size_t>(count / jobsPerThread, 1, threads);
-}
-
-// Runs body(begin, end, part) over [0, count) split among a few threads, each joined before
-// return; the first exception of any part is rethrown.
-template <typename Body> void inParts(std::size_t count, const Body &body)
-{
-    const std::size_t parts = partCount(count);
-    std::vector<std::exception_ptr> errors(parts);
-    std::vector<std::thread> threads;
-    const auto part = [&](std::size_t index) {
-        try {
-            body(count * index / parts, count * (index + 1) / parts, index);
-        } catch (...) {
-            errors[index] = std::current_exception();
-        }
-    };
-    for (std::size_t index = 1; index < parts; ++index)
-        threads.emplace_back(part, index);
-    part(0);
-    for (std::thread &thread : threads)
-        thread.join();
-    for (const std::exception_ptr &error : errors) {
-        if (error)
-            std::rethrow_exception(error);
-    }
-}
-
 // Decodes the state with its jobs parsed and decoded in parts on a few threads; empty when the
-// document is not shaped for it. Throws on any flaw.
-std::optional<AppState> decodeInParts(const QByteArray &data)
+// document is not shaped for it. Throws on any flaw. A job the journal carries whole is left
+// with only its id, which keeps its place until the journal's version replaces it.
+std::optional<AppState> decodeInParts(const QByteArray &data, const JournalReplay *journal)
 {
     if (data.size() < VANTOR_STATE_PARTS_MINIMUM)
         return std::nullopt;
@@ -146,9 +118,16 @@ std::optional<AppState> decodeInParts(const QByteArray &data)
     state.jobs.resize(elements.size());
     // Each job is parsed where it lies, without copying: a small working set per job keeps the
     // time per job the same however long the history is.
-    inParts(elements.size(), [&](std::size_t begin, std::size_t end, std::size_t) {
+    inParts(elements.size(), partCount(elements.size(), jobsPerThread), [&](std::size_t begin, std::size_t end, std::size_t) {
         for (std::size_t i = begin; i < end; ++i) {
             const auto [first, last] = elements[i];
+            if (journal) {
+                const std::optional<QUuid> id = JobListScanner::idOf(data.constData() + first, last - first);
+                if (id && journal->carries(*id)) {
+                    state.jobs[i].id = *id;
+                    continue;
+                }
+            }
             const QByteArray text = QByteArray::fromRawData(data.constData() + first, last - first);
             state.jobs[i] = readFields<MediaJob>(JsonCodec::parse(text));
         }
@@ -161,8 +140,8 @@ std::vector<QByteArray> encodeInPieces(const AppState &state)
     // The jobs are most of the file: each part writes its share of them into its own text, and
     // the rest of the state is written around them.
     const std::vector<MediaJob> &jobs = state.jobs;
-    std::vector<QByteArray> jobTexts(partCount(jobs.size()));
-    inParts(jobs.size(), [&](std::size_t begin, std::size_t end, std::size_t index) {
+    std::vector<QByteArray> jobTexts(partCount(jobs.size(), jobsPerThread));
+    inParts(jobs.size(), jobTexts.size(), [&](std::size_t begin, std::size_t end, std::size_t index) {
         QByteArray &text = jobTexts[index];
         text.reserve(qsizetype(end - begin) * 2600);
         for (std::size_t i = begin; i < end; ++i) {
@@ -229,12 +208,15 @@ Loaded read(const QString &directory)
     loaded.stateSize = data->size();
     const QString journal = directory + QLatin1Char('/') + QLatin1String(journalName);
     const std::optional<QByteArray> frames = readIfPresent(journal, QStringLiteral("state journal"));
-    StateMirror mirror(decode(*data));
-    if (frames) {
-        const JournalCodec::Replay replay = JournalCodec::replay(
-            *frames, JournalCodec::digest(data->constData(), std::size_t(data->size())), mirror, journal);
-        loaded.journalUsable = replay.applies && !replay.tornTail;
-        loaded.journalLength = replay.wholeLength;
+    // The journal is read first so that a job it carries is decoded once, in its last version.
+    std::optional<JournalReplay> replay;
+    if (frames)
+        replay.emplace(*frames, JournalCodec::digest(data->constData(), std::size_t(data->size())), journal);
+    StateMirror mirror(decodeBefore(*data, replay ? &*replay : nullptr));
+    if (replay) {
+        replay->applyTo(mirror);
+        loaded.journalUsable = replay->outcome().applies && !replay->outcome().tornTail;
+        loaded.journalLength = replay->outcome().wholeLength;
     }
     loaded.state = mirror.takeState();
     return loaded;
@@ -270,11 +252,16 @@ QByteArray encode(const AppState &state)
 
 AppState decode(const QByteArray &data)
 {
+    return decodeBefore(data, nullptr);
+}
+
+AppState decodeBefore(const QByteArray &data, const JournalReplay *journal)
+{
     // The quick path reads the job list in parts; whatever it refuses is read again whole, so
     // the error reported is always the one the whole document gives.
     std::optional<AppState> state;
     try {
-        state = decodeInParts(data);
+        state = decodeInParts(data, journal);
     } catch (const std::exception &) {
     }
     if (!state)

@@ -5,6 +5,10 @@
 #include <QString>
 #include <cstdint>
 
+namespace vantor {
+class JournalReplay;
+}
+
 namespace vantor::StateStore {
 
 inline constexpr char fileName[] = "state.json";
@@ -42,5 +46,8 @@ Written save(const AppState &state, const QString &directory);
 QByteArray encode(const AppState &state);
 // Decodes a whole state file; throws DecodingError.
 AppState decode(const QByteArray &data);
+// The same for the state file that `journal` follows: a job the journal carries is left with
+// only its id, for the journal's replay to replace. Nothing is skipped when `journal` is null.
+AppState decodeBefore(const QByteArray &data, const JournalReplay *journal);
 
 } // namespace vantor::StateStore
