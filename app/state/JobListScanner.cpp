@@ -18,6 +18,9 @@ std::optional<JobsSplit> JobListScanner::split()
         const qsizetype keyBegin = m_at;
         if (!skipString())
             return std::nullopt;
+        // An escaped key could spell "jobs" too, which the parser would see as a second list.
+        if (std::memchr(m_data + keyBegin, '\\', std::size_t(m_at - keyBegin)))
+            return std::nullopt;
         const bool isJobs = m_at - keyBegin == 6 && std::memcmp(m_data + keyBegin, "\"jobs\"", 6) == 0;
         skipSpace();
         if (!take(':'))
@@ -41,38 +44,45 @@ std::optional<JobsSplit> JobListScanner::split()
     return result;
 }
 
-std::optional<QUuid> JobListScanner::idOf(const char *text, qsizetype size)
+bool JobListScanner::objectId(std::optional<QUuid> &id)
 {
     constexpr qsizetype idLength = 36;
-    JobListScanner scanner(text, size);
-    if (!scanner.take('{'))
-        return std::nullopt;
+    id.reset();
+    if (!take('{'))
+        return false;
+    skipSpace();
+    if (take('}'))
+        return true;
+    std::optional<QUuid> found;
+    int idKeys = 0;
+    bool escapedKey = false; // an escaped key could spell "id" too
     for (;;) {
-        scanner.skipSpace();
-        const qsizetype key = scanner.m_at;
-        if (!scanner.skipString())
-            return std::nullopt;
-        const bool isId = scanner.m_at - key == 4 && std::memcmp(text + key, "\"id\"", 4) == 0;
-        scanner.skipSpace();
-        if (!scanner.take(':'))
-            return std::nullopt;
-        scanner.skipSpace();
-        if (isId) {
-            const qsizetype begin = scanner.m_at + 1;
-            if (!scanner.take('"') || size - begin < idLength + 1 || text[begin + idLength] != '"'
-                || std::memchr(text + begin, '\\', idLength))
-                return std::nullopt;
-            const QUuid id = QUuid::fromString(QLatin1StringView(text + begin, idLength));
-            if (id.isNull())
-                return std::nullopt;
-            return id;
-        }
-        if (!scanner.skipValue())
-            return std::nullopt;
-        scanner.skipSpace();
-        if (!scanner.take(','))
-            return std::nullopt;
+        skipSpace();
+        const qsizetype key = m_at;
+        if (!skipString())
+            return false;
+        escapedKey = escapedKey || std::memchr(m_data + key, '\\', std::size_t(m_at - key));
+        const bool isId = m_at - key == 4 && std::memcmp(m_data + key, "\"id\"", 4) == 0;
+        skipSpace();
+        if (!take(':'))
+            return false;
+        skipSpace();
+        const qsizetype value = m_at;
+        if (!skipValue())
+            return false;
+        if (isId && ++idKeys == 1 && m_at - value == idLength + 2 && m_data[value] == '"'
+            && !std::memchr(m_data + value + 1, '\\', idLength))
+            found = QUuid::fromString(QLatin1StringView(m_data + value + 1, idLength));
+        skipSpace();
+        if (take(','))
+            continue;
+        if (take('}'))
+            break;
+        return false;
     }
+    if (idKeys == 1 && !escapedKey && found && !found->isNull())
+        id = found;
+    return true;
 }
 
 bool JobListScanner::elements(JobsSplit &result)
@@ -85,9 +95,15 @@ bool JobListScanner::elements(JobsSplit &result)
         for (;;) {
             skipSpace();
             const qsizetype begin = m_at;
-            if (!skipValue() || m_at == begin)
-                return false;
+            std::optional<QUuid> id;
+            if (!objectId(id)) {
+                m_at = begin; // not an object as a job is: judged by the parser later
+                id.reset();
+                if (!skipValue() || m_at == begin)
+                    return false;
+            }
             result.elements.emplace_back(begin, m_at);
+            result.ids.push_back(id);
             skipSpace();
             if (take(','))
                 continue;

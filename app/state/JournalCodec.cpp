@@ -120,7 +120,11 @@ StateChange decodePayload(const QByteArray &payload)
 
 QByteArray frame(const StateChange &change)
 {
-    const QByteArray payload = encodePayload(change);
+    return framePayload(encodePayload(change));
+}
+
+QByteArray framePayload(const QByteArray &payload)
+{
     QByteArray out;
     out.reserve(frameHeaderSize + payload.size());
     const auto length = std::uint32_t(payload.size());

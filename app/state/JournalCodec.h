@@ -22,6 +22,7 @@ inline constexpr qsizetype frameHeaderSize = 16;
 std::uint64_t digest(const char *data, std::size_t size);
 QByteArray header(std::uint64_t base);
 QByteArray frame(const StateChange &change);
+QByteArray framePayload(const QByteArray &payload); // any payload, framed as a change's is
 
 QByteArray encodePayload(const StateChange &change);
 StateChange decodePayload(const QByteArray &payload); // throws DecodingError

@@ -130,11 +130,11 @@ void JournalReplay::splitFrames()
                 frame.change = JournalCodec::decodePayload(rest);
                 frame.split = true;
                 frame.records.reserve(split->elements.size());
-                for (const auto &[first, last] : split->elements) {
+                for (std::size_t e = 0; e < split->elements.size(); ++e) {
                     Record &record = frame.records.emplace_back();
-                    record.begin = frame.begin + first;
-                    record.end = frame.begin + last;
-                    record.id = JobListScanner::idOf(payload + first, last - first);
+                    record.begin = frame.begin + split->elements[e].first;
+                    record.end = frame.begin + split->elements[e].second;
+                    record.id = split->ids[e];
                 }
             } catch (const std::exception &error) { // none may leave the thread
                 frame.error = messageOf(error);

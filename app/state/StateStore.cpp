@@ -121,12 +121,9 @@ std::optional<AppState> decodeInParts(const QByteArray &data, const JournalRepla
     inParts(elements.size(), partCount(elements.size(), jobsPerThread), [&](std::size_t begin, std::size_t end, std::size_t) {
         for (std::size_t i = begin; i < end; ++i) {
             const auto [first, last] = elements[i];
-            if (journal) {
-                const std::optional<QUuid> id = JobListScanner::idOf(data.constData() + first, last - first);
-                if (id && journal->carries(*id)) {
-                    state.jobs[i].id = *id;
-                    continue;
-                }
+            if (const std::optional<QUuid> &id = split->ids[i]; journal && id && journal->carries(*id)) {
+                state.jobs[i].id = *id;
+                continue;
             }
             const QByteArray text = QByteArray::fromRawData(data.constData() + first, last - first);
             state.jobs[i] = readFields<MediaJob>(JsonCodec::parse(text));

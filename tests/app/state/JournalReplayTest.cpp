@@ -9,7 +9,6 @@
 #include "TempDir.h"
 
 #include <QRandomGenerator>
-#include <QtEndian>
 #include <gtest/gtest.h>
 
 using namespace vantor;
@@ -18,17 +17,6 @@ using namespace vantor::test;
 namespace {
 
 const QString journalName = QString::fromLatin1(StateStore::journalName);
-
-// A frame around any payload, as the writer frames one.
-QByteArray rawFrame(const QByteArray &payload)
-{
-    QByteArray out(16, '\0');
-    const auto length = std::uint32_t(payload.size());
-    qToLittleEndian(length, out.data());
-    qToLittleEndian(~length, out.data() + 4);
-    qToLittleEndian(JournalCodec::digest(payload.constData(), std::size_t(payload.size())), out.data() + 8);
-    return out + payload;
-}
 
 QString idText(const QUuid &id) { return id.toString(QUuid::WithoutBraces).toUpper(); }
 
@@ -40,7 +28,7 @@ struct Journal {
 
     Journal() { bytes = JournalCodec::header(StateStore::save(base, dir.path()).digest); }
     void add(const StateChange &change) { bytes += JournalCodec::frame(change); }
-    void addPayload(const QByteArray &payload) { bytes += rawFrame(payload); }
+    void addPayload(const QByteArray &payload) { bytes += JournalCodec::framePayload(payload); }
     QString load() const
     {
         dir.write(journalName, bytes);
@@ -101,7 +89,7 @@ TEST(JournalReplay, EachJobDecodedOnceGivesTheStateOfEveryChangeApplied)
                 QByteArray payload = JournalCodec::encodePayload(change);
                 const QByteArray id = idText(job.id).toLatin1();
                 payload.replace("\"" + id + "\"", "\"\\u00" + QByteArray::number(id[0], 16) + id.mid(1) + "\"");
-                ASSERT_EQ(JobListScanner::idOf(payload.constData() + payload.indexOf('{', 1), payload.size()), std::nullopt);
+                ASSERT_EQ(JobListScanner(payload).split()->ids, std::vector<std::optional<QUuid>>{std::nullopt});
                 journal.addPayload(payload);
                 expected.apply(change);
                 continue;
@@ -138,27 +126,39 @@ TEST(JournalReplay, OnlyTheLastVersionOfAJobIsDecoded)
     EXPECT_EQ(journal.loaded().jobs[7].progress, 0.5);
 }
 
-// The id is found past any members before it, whatever they hold; text not shaped like a job
-// gives nothing rather than a guess.
-TEST(JobListScanner, FindsAJobsIdWithoutDecodingIt)
+// An element's id is read while the list is split, past any members before it, only when it is
+// certainly what the parser will find; else it is left to the parser. A document not shaped
+// for splitting gives nothing.
+TEST(JobListScanner, ReadsEachJobsIdOnlyWhenItIsCertain)
 {
     const QUuid id(QStringLiteral("1771FD94-648C-41EF-AECB-FB79FADA6A2E"));
     const struct {
-        const char *text;
+        const char *element;
         std::optional<QUuid> id;
     } cases[] = {
         {R"({"id": "1771FD94-648C-41EF-AECB-FB79FADA6A2E"})", id},
         {R"({ "bytes": 7, "grant": {"id": "x", "list": [1, {"id": 2}]}, "name": "a \"id\": b",
-             "id" : "1771fd94-648c-41ef-aecb-fb79fada6a2e", "z": 1})", id},
+             "id" : "1771fd94-648c-41ef-aecb-fb79fada6a2e", "z": [] })", id},
+        {R"({})", std::nullopt},
         {R"({"name": "no id here"})", std::nullopt},
         {R"({"id": 17})", std::nullopt},
         {R"({"id": "1771FD94"})", std::nullopt},
-        {R"({"id": "\u0031771FD94-648C-41EF-AECB-FB79FADA6A2E"})", std::nullopt},
         {R"({"id": "1771FD94-648C-41EF-AECB-FB79FADA6A2EX"})", std::nullopt},
+        {R"({"id": "\u0031771FD94-648C-41EF-AECB-FB79FADA6A2E"})", std::nullopt},
+        {R"({"id": "1771FD94-648C-41EF-AECB-FB79FADA6A2E", "id": "1771FD94-648C-41EF-AECB-FB79FADA6A2F"})", std::nullopt},
+        {R"({"id": "1771FD94-648C-41EF-AECB-FB79FADA6A2E", "\u0069d": "1771FD94-648C-41EF-AECB-FB79FADA6A2F"})", std::nullopt},
         {R"({"a" 1, "id": "1771FD94-648C-41EF-AECB-FB79FADA6A2E"})", std::nullopt},
-        {R"({"a": "unterminated)", std::nullopt},
         {R"(["id", "1771FD94-648C-41EF-AECB-FB79FADA6A2E"])", std::nullopt},
     };
-    for (const auto &c : cases)
-        EXPECT_EQ(JobListScanner::idOf(c.text, qsizetype(std::strlen(c.text))), c.id) << c.text;
+    for (const auto &c : cases) {
+        const QByteArray document = QByteArray(R"({"ffmpeg": "", "jobs": [)") + c.element + ", {}]}";
+        const std::optional<JobsSplit> split = JobListScanner(document).split();
+        ASSERT_TRUE(split.has_value()) << c.element;
+        ASSERT_EQ(split->ids.size(), 2u);
+        EXPECT_EQ(split->ids[0], c.id) << c.element;
+        const auto [first, last] = split->elements[0];
+        EXPECT_EQ(document.mid(first, last - first), QByteArray(c.element));
+    }
+    for (const char *document : {R"({"jobs": [{"a": "unterminated]})", R"({"jobs": [1, ]})", R"(["jobs"])"})
+        EXPECT_EQ(JobListScanner(QByteArray(document)).split(), std::nullopt) << document;
 }
