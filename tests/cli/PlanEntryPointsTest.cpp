@@ -17,7 +17,7 @@ using namespace vantor::test;
 
 namespace {
 
-TranscodePreset review()
+TranscodePreset reviewPreset()
 {
     return *PresetService::find(PresetService::defaults(), QStringLiteral("Review File"));
 }
@@ -72,7 +72,7 @@ protected:
         Workspace &ws = harness.open();
         harness.choices.folders = {folder};
         ws.chooseTranscodeDestination();
-        ws.setPreset(review());
+        ws.setPreset(reviewPreset());
         ws.receive(files, Page::transcode);
         EXPECT_TRUE(harness.settle());
         ws.queue().pause();
@@ -88,7 +88,7 @@ protected:
         double now = 0;
         WatchFolderService &watcher = *ws.watcher();
         watcher.setClock([&] { return now; });
-        watcher.setEnabled(watcher.addRule(in, folder, review()), true);
+        watcher.setEnabled(watcher.addRule(in, folder, reviewPreset()), true);
         for (double at : {0.0, WatchFolderService::stableFor}) {
             now = at;
             QSignalSpy finished(&watcher, &WatchFolderService::pollFinished);
@@ -107,7 +107,7 @@ protected:
         ws.setOutputFolder("PROX");
         ws.setVerify(true);
         ws.setAlgorithm(ChecksumAlgorithm::md5);
-        ws.setPreset(review());
+        ws.setPreset(reviewPreset());
         ws.receive({card}, Page::ingest);
         EXPECT_TRUE(harness.settle());
         ws.planImport();

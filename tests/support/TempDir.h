@@ -30,6 +30,7 @@ QByteArray readFile(const QString &path);
 // A memory-backed folder (/dev/shm) where there is one, else the system's temporary folder.
 QString memoryFolder();
 QByteArray randomBytes(qsizetype size, quint32 seed);
+inline constexpr qsizetype mebibyte = 1 << 20;
 // Whether path lies on tmpfs or ramfs, where the page cache is the storage.
 bool isMemoryFileSystem(const QString &path);
 // How many pages of the file are in the page cache now (mincore); -1 if it cannot be told.

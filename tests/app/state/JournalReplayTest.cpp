@@ -16,9 +16,9 @@ using namespace vantor::test;
 
 namespace {
 
-const QString journalName = QString::fromLatin1(StateStore::journalName);
+const QString journalFile = QString::fromLatin1(StateStore::journalName);
 
-QString idText(const QUuid &id) { return id.toString(QUuid::WithoutBraces).toUpper(); }
+QString upperId(const QUuid &id) { return id.toString(QUuid::WithoutBraces).toUpper(); }
 
 // A state file big enough to be read in parts, and a journal of frames after it.
 struct Journal {
@@ -31,12 +31,12 @@ struct Journal {
     void addPayload(const QByteArray &payload) { bytes += JournalCodec::framePayload(payload); }
     QString load() const
     {
-        dir.write(journalName, bytes);
+        dir.write(journalFile, bytes);
         return failureText([this] { StateStore::load(dir.path()); });
     }
     AppState loaded() const
     {
-        dir.write(journalName, bytes);
+        dir.write(journalFile, bytes);
         return StateStore::load(dir.path());
     }
 };
@@ -87,7 +87,7 @@ TEST(JournalReplay, EachJobDecodedOnceGivesTheStateOfEveryChangeApplied)
                 job.progress = 0.5;
                 change.jobs.push_back(job);
                 QByteArray payload = JournalCodec::encodePayload(change);
-                const QByteArray id = idText(job.id).toLatin1();
+                const QByteArray id = upperId(job.id).toLatin1();
                 payload.replace("\"" + id + "\"", "\"\\u00" + QByteArray::number(id[0], 16) + id.mid(1) + "\"");
                 ASSERT_EQ(JobListScanner(payload).split()->ids, std::vector<std::optional<QUuid>>{std::nullopt});
                 journal.addPayload(payload);
@@ -117,7 +117,7 @@ TEST(JournalReplay, OnlyTheLastVersionOfAJobIsDecoded)
     journal.addPayload(flawed);
     EXPECT_EQ(journal.load(),
               QStringLiteral("Frame 1 of the state journal is damaged (MediaJob.operation: unknown value \"Sideways\"): ")
-                  + journal.dir.file(journalName));
+                  + journal.dir.file(journalFile));
 
     job.progress = 0.5;
     change.jobs = {job};

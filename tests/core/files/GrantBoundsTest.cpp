@@ -12,7 +12,7 @@ using namespace vantor;
 
 namespace {
 
-QString messageOf(const std::function<void()> &call)
+QString refusalOf(const std::function<void()> &call)
 {
     try {
         call();
@@ -61,12 +61,12 @@ TEST(GrantBounds, WritesOutsideTheGrantAreRefusedNamingPathAndGrant)
         const QString expected = QStringLiteral("The destination lies outside the folder granted to this job (")
                                  + at(row.grant) + QStringLiteral("): ");
         JobControl control;
-        const QString copied = messageOf([&] { MediaIngestService::copy(make(false), control); });
+        const QString copied = refusalOf([&] { MediaIngestService::copy(make(false), control); });
         EXPECT_EQ(copied, row.refused ? expected + target : QStringLiteral("(accepted)"));
         EXPECT_EQ(QFileInfo::exists(target), !row.refused);
         if (row.refused) {
             // Refused before the engine could run: the message is the same for a transcode.
-            EXPECT_EQ(messageOf([&] { TranscodeService::transcode(make(true), {}, control, {}); }),
+            EXPECT_EQ(refusalOf([&] { TranscodeService::transcode(make(true), {}, control, {}); }),
                       expected + target + QStringLiteral(".mov"));
             EXPECT_EQ(test::listTree(dir.file(QStringLiteral("other"))), QStringList());
         }

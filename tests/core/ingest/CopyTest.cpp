@@ -23,7 +23,6 @@ using namespace vantor;
 
 namespace {
 
-constexpr qsizetype mebibyte = 1 << 20;
 const QString mismatch = QStringLiteral("Checksum mismatch. The copy was discarded; the source is untouched.");
 using Update = std::pair<JobStatus, double>;
 
@@ -67,7 +66,7 @@ protected:
     }
 
     test::TempDir dir;
-    const QByteArray content = test::randomBytes(9 * mebibyte + 5, 4); // three copy chunks, ten hash chunks
+    const QByteArray content = test::randomBytes(9 * test::mebibyte + 5, 4); // three copy chunks, ten hash chunks
     const QString source = dir.file(QStringLiteral("card/A001C001.MXF"));
     const QString root = dir.makeDir(QStringLiteral("project"));
     const QString target = root + QStringLiteral("/02_FOOTAGE/A001/A001C001.MXF");
@@ -93,7 +92,7 @@ TEST_F(CopyTest, CopiesInEachAlgorithmOrUnverified)
         EXPECT_EQ(std::pair(test::statOf(destination).st_mtim.tv_sec, test::statOf(destination).st_mtim.tv_nsec), std::pair(1600000000L, 123456789L));
         // Three copy blocks, then verification's start and three blocks of each file, rising to the end.
         ASSERT_EQ(updates.size(), algorithm ? 10u : 3u);
-        EXPECT_EQ(updates[0], Update(JobStatus::copying, double(4 * mebibyte) / double(content.size())));
+        EXPECT_EQ(updates[0], Update(JobStatus::copying, double(4 * test::mebibyte) / double(content.size())));
         EXPECT_EQ(updates.back(), Update(algorithm ? JobStatus::verifying : JobStatus::copying, 1.0));
         EXPECT_TRUE(std::is_sorted(updates.begin() + 3, updates.end(), [](auto &a, auto &b) { return a.second < b.second; }));
         const std::optional<QString> digest = algorithm ? std::optional(ChecksumService::digest(source, *algorithm, control)) : std::nullopt;
@@ -145,7 +144,7 @@ TEST_F(CopyTest, EachFailureHasItsTextAndLeavesNothing)
 TEST_F(CopyTest, FlippedByteInTheStagingFileIsAlwaysCaught)
 {
     for (const ChecksumAlgorithm::Value algorithm : ChecksumAlgorithm::allCases) {
-        for (const qint64 offset : {qint64(0), qint64(mebibyte - 1), qint64(mebibyte), qint64(4 * mebibyte + 31), qint64(content.size() - 1)}) {
+        for (const qint64 offset : {qint64(0), qint64(test::mebibyte - 1), qint64(test::mebibyte), qint64(4 * test::mebibyte + 31), qint64(content.size() - 1)}) {
             SCOPED_TRACE(ChecksumAlgorithm(algorithm).rawValue().toStdString() + " at " + std::to_string(offset));
             const MediaJob each = jobFor(source, root, target, algorithm);
             const QString staging = QFileInfo(target).path() + QLatin1Char('/') + MediaIngestService::stagingName(each);
@@ -207,7 +206,7 @@ TEST_F(CopyTest, EveryFailedFileOperationLeavesNothing)
 // A real volume too small for the copy is refused before anything is written.
 TEST_F(CopyTest, FullVolume)
 {
-    test::ScratchVolume volume(dir.file(QStringLiteral("small")), 8 * mebibyte);
+    test::ScratchVolume volume(dir.file(QStringLiteral("small")), 8 * test::mebibyte);
     if (!volume.mounted())
         GTEST_SKIP() << "cannot mount a scratch volume here";
     EXPECT_EQ(copyFailure(jobFor(source, volume.path(), volume.path() + QStringLiteral("/a.mov"))),

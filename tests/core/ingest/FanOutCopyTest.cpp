@@ -24,7 +24,6 @@ using namespace vantor;
 
 namespace {
 
-constexpr qsizetype mebibyte = 1 << 20;
 
 QString writeFile(const QString &path, const QByteArray &content)
 {
@@ -43,7 +42,7 @@ void fill(const QString &folder, qint64 leave)
     qint64 remaining = qint64(volume.f_bavail) * qint64(volume.f_frsize) - leave;
     QFile filler(folder + QStringLiteral("/filler"));
     ASSERT_TRUE(filler.open(QIODevice::WriteOnly));
-    const QByteArray block(mebibyte, 'f');
+    const QByteArray block(test::mebibyte, 'f');
     while (remaining > 0) {
         const qint64 length = std::min<qint64>(remaining, block.size());
         ASSERT_EQ(filler.write(block.constData(), length), length);
@@ -58,7 +57,7 @@ protected:
     void SetUp() override
     {
         for (const QString &name : {QStringLiteral("card"), QStringLiteral("a"), QStringLiteral("b"), QStringLiteral("c")}) {
-            volumes.push_back(std::make_unique<test::ScratchVolume>(dir.file(name), 24 * mebibyte));
+            volumes.push_back(std::make_unique<test::ScratchVolume>(dir.file(name), 24 * test::mebibyte));
             if (!volumes.back()->mounted())
                 GTEST_SKIP() << "cannot mount scratch volumes here";
         }
@@ -68,7 +67,7 @@ protected:
             const QString root = volumes[std::size_t(drive)]->path();
             targets.push_back({root + QStringLiteral("/A001/A001C001.MXF"), root, FileGrant(root)});
         }
-        tuning.blockSize = mebibyte; // several blocks, so there is a middle of the copy
+        tuning.blockSize = test::mebibyte; // several blocks, so there is a middle of the copy
         tuning.buffers = 2;
     }
     void TearDown() override { FileIo::Faults::clear(); }
@@ -110,7 +109,7 @@ protected:
 
     test::TempDir dir;
     std::vector<std::unique_ptr<test::ScratchVolume>> volumes;
-    const QByteArray content = test::randomBytes(6 * mebibyte + 7, 21);
+    const QByteArray content = test::randomBytes(6 * test::mebibyte + 7, 21);
     QString source;
     std::vector<FanOutCopy::Target> targets;
     CopyPhases::Tuning tuning;
@@ -178,7 +177,7 @@ TEST_F(FanOutCopyTest, AFailingDestinationFailsAlone)
              plan.onMutation = [this, filled = false](const char *operation) mutable {
                  if (!filled && std::strcmp(operation, "write") == 0) {
                      filled = true;
-                     fill(targets[2].root, 2 * mebibyte);
+                     fill(targets[2].root, 2 * test::mebibyte);
                  }
              };
          },
@@ -198,7 +197,7 @@ TEST_F(FanOutCopyTest, AFailingDestinationFailsAlone)
          {QStringLiteral("A001/A001C001.MXF")},
          QStringLiteral("File already exists. Choose a different name or destination: A001C001.MXF")},
         {"lacks the room up front", 1,
-         [this](FileIo::Faults::Plan &) { fill(targets[1].root, mebibyte); },
+         [this](FileIo::Faults::Plan &) { fill(targets[1].root, test::mebibyte); },
          {QStringLiteral("filler")},
          QStringLiteral("Not enough free space for A001C001.MXF on this destination: {folder}")},
     };

@@ -256,7 +256,7 @@ TEST_F(TranscodePhaseTest, PreviewsAreAtMost1280WideFailuresLeaveNoFolderAndRemo
     EXPECT_EQ(leftovers(), QStringList { "vantor-burn-keep" });
 }
 
-MediaInfo source(double seconds, qint64 width, qint64 height, const QString &rate, QList<qint64> channels)
+MediaInfo probed(double seconds, qint64 width, qint64 height, const QString &rate, QList<qint64> channels)
 {
     MediaInfo info;
     info.duration = seconds, info.width = width, info.height = height, info.frameRate = rate;
@@ -269,21 +269,21 @@ MediaInfo source(double seconds, qint64 width, qint64 height, const QString &rat
 TEST(SizeEstimates, FollowTheRatesOfTheCodecAndAudio)
 {
     QLocale::setDefault(QLocale::c());
-    const MediaInfo hd = source(60, 1920, 1080, "30/1", { 2 }), two = source(100, 1920, 1080, "30/1", { 2, 6 });
+    const MediaInfo hd = probed(60, 1920, 1080, "30/1", { 2 }), two = probed(100, 1920, 1080, "30/1", { 2, 6 });
     const auto bitrate10 = [](P &p) { p.bitrateMbps = 10; };
     for (const auto &[preset, info, estimate] : std::vector<std::tuple<P, MediaInfo, QString>> {
              // ProRes Proxy at 1080p30 is 45 Mbit/s; 24-bit 48 kHz stereo PCM adds 2.304: 60 s × 47.304 Mbit/s.
              { named("Editorial Proxy"), hd, "About 354.8 MB" },
-             { named("Editorial Proxy"), source(0, 1920, 1080, "30/1", { 2 }), "Unknown" },
+             { named("Editorial Proxy"), probed(0, 1920, 1080, "30/1", { 2 }), "Unknown" },
              { named("Review File"), hd, "Variable · Encode A Test Clip" },
              // Half the width limit on a 3840×2160 source: s² = 1/4 of 4× the pixels; 25 fps: × 25/30.
-             { named("Editorial Proxy"), source(50, 3840, 2160, "25/1", {}), "About 234.4 MB" },
+             { named("Editorial Proxy"), probed(50, 3840, 2160, "25/1", {}), "About 234.4 MB" },
              // 10 Mbit/s plus two AAC streams at 256 kbit/s for 100 s, or only the selected one.
              { named("Review File", bitrate10), two, "About 131.4 MB" },
              { named("Review File", [&](P &p) { bitrate10(p), p.setTuning({ .audioTrack = 1 }); }), two, "About 128.2 MB" },
              // Passthrough audio is not counted; mono PCM wins over the source's six channels (4444 is 330).
-             { named("ProRes Master", [](P &p) { p.codec = Codec::dnxHQ, p.audio = AudioMode::passthrough; }), source(10, 1920, 1080, "30/1", { 2 }), "About 275.0 MB" },
-             { named("Archive Master", [](P &p) { p.channels = 1; }), source(8, 1920, 1080, "30/1", { 6 }), "About 331.2 MB" } })
+             { named("ProRes Master", [](P &p) { p.codec = Codec::dnxHQ, p.audio = AudioMode::passthrough; }), probed(10, 1920, 1080, "30/1", { 2 }), "About 275.0 MB" },
+             { named("Archive Master", [](P &p) { p.channels = 1; }), probed(8, 1920, 1080, "30/1", { 6 }), "About 331.2 MB" } })
         EXPECT_EQ(PreviewService::estimatedSize(preset, info), estimate) << preset.name.toStdString();
     QLocale::setDefault(QLocale::system());
 }
