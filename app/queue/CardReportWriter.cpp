@@ -10,31 +10,10 @@
 
 #include <QFileInfo>
 #include <QLocale>
-#include <fcntl.h>
 #include <system_error>
 #include <unistd.h>
 
 namespace vantor::CardReportWriter {
-
-namespace {
-
-// A hidden file in the report folder holding `bytes`, synced and closed.
-QByteArray stage(int folder, const QByteArray &bytes, const QString &suffix)
-{
-    const QByteArray name = SafeFiles::stagingName(suffix);
-    try {
-        FileIo::UniqueFd file = FileIo::openAt(folder, name, O_WRONLY | O_CREAT | O_EXCL, 0644);
-        FileIo::writeAll(file.get(), bytes.constData(), std::size_t(bytes.size()));
-        FileIo::fsync(file.get());
-        FileIo::closeChecked(file);
-    } catch (...) {
-        ::unlinkat(folder, name.constData(), 0);
-        throw;
-    }
-    return name;
-}
-
-} // namespace
 
 QString folder(const QString &destinationRoot)
 {
@@ -66,8 +45,8 @@ Written write(const QString &sourceRoot, const std::vector<MediaJob> &jobs, cons
         const int dir = parent.folder.get();
         QByteArray stagedHtml, stagedJson;
         try {
-            stagedHtml = stage(dir, html, QStringLiteral(".html.partial"));
-            stagedJson = stage(dir, json, QStringLiteral(".json.partial"));
+            stagedHtml = SafeFiles::stageBytes(dir, html, QStringLiteral(".html.partial"));
+            stagedJson = SafeFiles::stageBytes(dir, json, QStringLiteral(".json.partial"));
             QString name;
             for (int n = 1;; ++n) {
                 name = n == 1 ? stem : stem + QLatin1Char(' ') + QString::number(n);

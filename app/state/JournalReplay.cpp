@@ -32,13 +32,6 @@ bool zeros(const char *data, qsizetype size)
     return std::all_of(data, data + size, [](char c) { return c == 0; });
 }
 
-QString messageOf(const std::exception &error)
-{
-    if (const auto *known = dynamic_cast<const VantorError *>(&error))
-        return known->message();
-    return QString::fromUtf8(error.what());
-}
-
 } // namespace
 
 JournalReplay::JournalReplay(const QByteArray &data, std::uint64_t base, const QString &path)
@@ -137,7 +130,7 @@ void JournalReplay::splitFrames()
                     record.id = split->ids[e];
                 }
             } catch (const std::exception &error) { // none may leave the thread
-                frame.error = messageOf(error);
+                frame.error = errorText(error);
             }
         }
     });
@@ -175,7 +168,7 @@ void JournalReplay::decodeNeeded()
                 if (record.id && record.job->id != *record.id)
                     record.error = QStringLiteral("a job gives its id twice");
             } catch (const std::exception &error) {
-                record.error = messageOf(error);
+                record.error = errorText(error);
             }
         }
     });

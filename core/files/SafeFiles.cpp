@@ -6,6 +6,7 @@
 #include <QUuid>
 #include <cerrno>
 #include <cstring>
+#include <fcntl.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
 
@@ -154,6 +155,21 @@ ParentFolder prepareParent(const QString &target, const QString &root)
         throw VantorError(QStringLiteral("File already exists. Choose a different name or destination: ")
                           + targetName);
     return ParentFolder{std::move(current), currentPath, encodedName};
+}
+
+QByteArray stageBytes(int folder, const QByteArray &bytes, const QString &suffix, mode_t mode)
+{
+    const QByteArray name = stagingName(suffix);
+    try {
+        FileIo::UniqueFd file = FileIo::openAt(folder, name, O_WRONLY | O_CREAT | O_EXCL, mode);
+        FileIo::writeAll(file.get(), bytes.constData(), std::size_t(bytes.size()));
+        FileIo::fsync(file.get());
+        FileIo::closeChecked(file);
+    } catch (...) {
+        ::unlinkat(folder, name.constData(), 0);
+        throw;
+    }
+    return name;
 }
 
 void publish(const ParentFolder &parent, const QByteArray &stagingName, bool isDirectory)

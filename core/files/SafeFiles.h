@@ -46,6 +46,10 @@ QString grantedRoot(const QString &target, const QString &root, const FileGrant 
 
 // A hidden name beside the target for work in progress: ".vantor-" + UUID + suffix.
 QByteArray stagingName(const QString &suffix);
+// Writes `bytes` to a new hidden file (a stagingName with `suffix`) in `folder`, synced and
+// closed, and returns its name; on any failure the file is removed again and the error thrown.
+// Blocks on the write and the sync.
+QByteArray stageBytes(int folder, const QByteArray &bytes, const QString &suffix, mode_t mode = 0644);
 
 } // namespace SafeFiles
 

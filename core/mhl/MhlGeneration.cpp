@@ -128,12 +128,8 @@ MhlManifest build(const Request &request, const MhlHistory::History &history, Jo
 void publishManifest(const QString &target, const QString &scope, const QByteArray &bytes)
 {
     const SafeFiles::ParentFolder parent = SafeFiles::prepareParent(target, scope);
-    const QByteArray staging = SafeFiles::stagingName(QStringLiteral(".partial"));
+    const QByteArray staging = SafeFiles::stageBytes(parent.folder.get(), bytes, QStringLiteral(".partial"));
     try {
-        FileIo::UniqueFd file = FileIo::openAt(parent.folder.get(), staging, O_WRONLY | O_CREAT | O_EXCL, 0644);
-        FileIo::writeAll(file.get(), bytes.constData(), std::size_t(bytes.size()));
-        FileIo::fsync(file.get());
-        FileIo::closeChecked(file);
         SafeFiles::publish(parent, staging);
     } catch (...) {
         ::unlinkat(parent.folder.get(), staging.constData(), 0);

@@ -78,12 +78,8 @@ void makeFolders(int staging, const QString &relative, std::vector<FileIo::Uniqu
 void writeMarker(int staging, const QByteArray &data)
 {
     // Hidden name first, then an exclusive rename, so the marker is whole or absent.
-    const QByteArray partial = SafeFiles::stagingName(QStringLiteral(".partial"));
+    const QByteArray partial = SafeFiles::stageBytes(staging, data, QStringLiteral(".partial"), 0666);
     try {
-        FileIo::UniqueFd file = FileIo::openAt(staging, partial, O_WRONLY | O_CREAT | O_EXCL, 0666);
-        FileIo::writeAll(file.get(), data.constData(), std::size_t(data.size()));
-        FileIo::fsync(file.get());
-        FileIo::closeChecked(file);
         FileIo::renameNoReplaceAt(staging, partial, staging, QByteArray(markerName));
     } catch (...) {
         ::unlinkat(staging, partial.constData(), 0);
